@@ -1,0 +1,15 @@
+// SPDX-License-Identifier: Apache-2.0
+package hardware.velta.uwb;
+
+/**
+ * Events of the CCC session of an interface, called by the service.
+ */
+@VintfStability
+oneway interface ICccControllerCallback {
+    /**
+     * The CCC session has stopped.
+     *
+     * @param reason 1 when the stop was asked for, 0 when the radio stopped by itself.
+     */
+    void onSessionStopped(int reason);
+}

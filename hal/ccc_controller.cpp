@@ -1,0 +1,180 @@
+// SPDX-License-Identifier: Apache-2.0
+#define LOG_TAG "velta.uwb.CccController"
+
+#include "hal/ccc_controller.h"
+
+#include <android-base/logging.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <utility>
+
+#include "hal/ipc_utils.h"
+
+namespace hardware::velta {
+namespace {
+
+using ::ndk::ScopedAStatus;
+
+constexpr char kMinimumOffsetKey[] = "[HAL]minimum_system_offset_uwbtime0";
+constexpr char kAutoSleepMarginKey[] = "auto_sleep_margin";
+constexpr char kCccKeyMark[] = "[CCC]";
+
+// The driver's word for no deep sleep.
+constexpr char kNoDeepSleep[] = "-1";
+
+// What the radio takes to wake from deep sleep.
+constexpr useconds_t kWakeUpMicroseconds = 100000;
+
+constexpr uint64_t kNanosecondsPerMillisecond = 1000000;
+
+int64_t NowMilliseconds() {
+    using std::chrono::microseconds;
+    constexpr int64_t kMicrosecondsPerMillisecond = 1000;
+    const auto since_epoch = std::chrono::system_clock::now().time_since_epoch();
+    return std::chrono::duration_cast<microseconds>(since_epoch).count() /
+           kMicrosecondsPerMillisecond;
+}
+
+}  // namespace
+
+CccController::CccController(std::string iface_name, uint32_t hw_index, IeeeUtils* ieee_utils,
+                             CccRegionUtils* ccc_region_utils, McpsUtils* mcps_utils)
+    : iface_name_(std::move(iface_name)),
+      hw_index_(hw_index),
+      ccc_region_utils_(ccc_region_utils),
+      mcps_utils_(mcps_utils),
+      ieee_utils_(ieee_utils),
+      listener_(nullptr),
+      minimum_system_offset_uwbtime0_(0),
+      is_running_(false) {}
+
+CccController::~CccController() {
+    Abandon();
+}
+
+ScopedAStatus CccController::initSession() {
+    LOG(INFO) << __func__;
+    if (listener_ != nullptr) listener_->OnPreSessionOpen(ccc_region_utils_->region());
+    if (!auto_sleep_margin_.empty() && !SendAutoSleepMargin(kNoDeepSleep)) {
+        LOG(WARNING) << __func__ << "Failed to disable deepsleep, continue anyway";
+    }
+    if (listener_ != nullptr) listener_->OnPreSessionStart();
+    usleep(kWakeUpMicroseconds);
+    return ScopedAStatus::ok();
+}
+
+ScopedAStatus CccController::startSession(int32_t /*session_id*/, int64_t delay_ms, int32_t channel,
+                                          int64_t* uwb_time0) {
+    LOG(INFO) << __func__;
+    if (delay_ms < 0) return BadArgument("Delay cannot be negative");
+    if (ScopedAStatus status = CheckUwbChannelRange(channel); !status.isOk()) return status;
+    if (listener_ != nullptr) listener_->OnPreSessionStart();
+    // Unsigned, so that a client's absurd delay wraps around instead of overflowing.
+    const uint64_t start_ms = static_cast<uint64_t>(minimum_system_offset_uwbtime0_) +
+                              static_cast<uint64_t>(delay_ms);
+    *uwb_time0 = static_cast<int64_t>(static_cast<uint64_t>(NowMilliseconds()) + start_ms);
+    LOG(INFO) << __func__ << "UwbTime0 = " << *uwb_time0;
+    ccc_region_utils_->SetCallback(this);
+    if (!ccc_region_utils_->StartCccSession(hw_index_, start_ms * kNanosecondsPerMillisecond,
+                                            static_cast<uint8_t>(channel))) {
+        ScopedAStatus status = Error(ErrorCode::FAILED, "Failed to start ccc session");
+        NotifySessionChanged();
+        return status;
+    }
+    is_running_ = true;
+    return ScopedAStatus::ok();
+}
+
+ScopedAStatus CccController::stopSession(int32_t /*session_id*/) {
+    LOG(INFO) << __func__;
+    if (!ccc_region_utils_->StopCccSession(hw_index_)) {
+        ScopedAStatus status = Error(ErrorCode::FAILED, "Failed to stop ccc session");
+        NotifySessionChanged();
+        return status;
+    }
+    return ScopedAStatus::ok();
+}
+
+ScopedAStatus CccController::deinitSession() {
+    LOG(INFO) << __func__;
+    if (!auto_sleep_margin_.empty() && !SendAutoSleepMargin(auto_sleep_margin_)) {
+        LOG(WARNING) << __func__ << "Failed to enable deepsleep, continue anyway";
+    }
+    return ScopedAStatus::ok();
+}
+
+ScopedAStatus CccController::getCapabilities(CccCapabilities* caps) {
+    LOG(INFO) << __func__;
+    if (!ccc_region_utils_->GetCapabilities(*caps)) {
+        return Error(ErrorCode::FAILED, "Failed to query capabilities");
+    }
+    PhyInfo info;
+    if (!ieee_utils_->GetPhyInfo(iface_name_.c_str(), &info)) {
+        return Error(ErrorCode::FAILED, "Failed to get supported channels");
+    }
+    caps->supportedChannels = info.channels;
+    return ScopedAStatus::ok();
+}
+
+ScopedAStatus CccController::setCallback(const std::shared_ptr<ICccControllerCallback>& callback) {
+    LOG(INFO) << __func__;
+    callback_ = callback;
+    return ScopedAStatus::ok();
+}
+
+void CccController::OnSessionStopped(uint32_t hw_index, CccRegionCallback::Reason reason) {
+    LOG(INFO) << __func__ << " hw_index: " << hw_index << " reason: " << static_cast<int>(reason);
+    is_running_ = false;
+    const std::shared_ptr<ICccControllerCallback> callback = callback_;
+    if (callback != nullptr) callback->onSessionStopped(static_cast<int32_t>(reason));
+    ccc_region_utils_->CloseRangingSocket();
+    NotifySessionChanged();
+}
+
+int CccController::SessionCount() const {
+    return is_running_ ? 1 : 0;
+}
+
+void CccController::SetListener(ControllerListener* listener) {
+    listener_ = listener;
+}
+
+bool CccController::ConsumeProperties(ConfigUtils& store) {
+    for (auto entry = store.begin(); entry != store.end();) {
+        const bool is_ccc = entry->first.find(kCccKeyMark) != std::string::npos;
+        entry = is_ccc ? store.Erase(entry) : std::next(entry);
+    }
+    const std::string offset = store.ConsumeValue(kMinimumOffsetKey);
+    long offset_ms = 0;
+    if (!ConfigUtils::ToInt(offset, offset_ms)) return false;
+    minimum_system_offset_uwbtime0_ = offset_ms;
+    store.Erase(kMinimumOffsetKey);
+    auto_sleep_margin_ = store.GetValue(kAutoSleepMarginKey);  // The driver wants it as well.
+    return true;
+}
+
+void CccController::Abandon() {
+    callback_.reset();
+    // Two radios share one region utility: what another controller has set up since is its own.
+    if (ccc_region_utils_->callback() == this) {
+        if (is_running_) {
+            ccc_region_utils_->StopCccSession(hw_index_);
+            ccc_region_utils_->CloseRangingSocket();
+        }
+        ccc_region_utils_->SetCallback(nullptr);
+    }
+    is_running_ = false;
+}
+
+bool CccController::SendAutoSleepMargin(const std::string& value) {
+    ConfigUtils store;
+    store.Set(kAutoSleepMarginKey, value);
+    return mcps_utils_->ConsumeCalibration(hw_index_, store);
+}
+
+void CccController::NotifySessionChanged() {
+    if (listener_ != nullptr) listener_->OnSessionChanged();
+}
+
+}  // namespace hardware::velta

@@ -1,0 +1,55 @@
+// SPDX-License-Identifier: Apache-2.0
+#define LOG_TAG "velta.uwb.IpcUtils"
+
+#include "hal/ipc_utils.h"
+
+#include <android-base/logging.h>
+#include <android/binder_status.h>
+
+#include <cstdarg>
+#include <cstdint>
+#include <cstdio>
+
+namespace hardware::velta {
+namespace {
+
+// Messages travel in every failed reply: one page would be too much, a line is not enough.
+constexpr size_t kMessageSize = 1024;
+
+constexpr uint32_t kChannelCount = 16;
+
+__attribute__((format(printf, 2, 0))) ndk::ScopedAStatus CreateError(ErrorCode code,
+                                                                     const char* format,
+                                                                     va_list args) {
+    char buffer[kMessageSize] = {};
+    vsnprintf(buffer, sizeof(buffer), format, args);
+    LOG(ERROR) << buffer;
+    return ndk::ScopedAStatus(
+        AStatus_fromServiceSpecificErrorWithMessage(static_cast<int32_t>(code), buffer));
+}
+
+}  // namespace
+
+ndk::ScopedAStatus Error(ErrorCode code, const char* format, ...) {
+    va_list args;
+    va_start(args, format);
+    ndk::ScopedAStatus status = CreateError(code, format, args);
+    va_end(args);
+    return status;
+}
+
+ndk::ScopedAStatus BadArgument(const char* format, ...) {
+    va_list args;
+    va_start(args, format);
+    ndk::ScopedAStatus status = CreateError(ErrorCode::INVALID_ARGUMENT, format, args);
+    va_end(args);
+    return status;
+}
+
+ndk::ScopedAStatus CheckUwbChannelRange(int channel) {
+    // Unsigned on purpose: one test refuses negative channels too.
+    if (static_cast<uint32_t>(channel) < kChannelCount) return ndk::ScopedAStatus::ok();
+    return BadArgument("Incorrect channel value %d", channel);
+}
+
+}  // namespace hardware::velta

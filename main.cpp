@@ -1,0 +1,101 @@
+// SPDX-License-Identifier: Apache-2.0
+#define LOG_TAG "velta.uwb.main"
+
+#include <android-base/logging.h>
+#include <android/binder_manager.h>
+#include <android/binder_process.h>
+#include <netlink/msg.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <memory>
+#include <string>
+
+#include "hal/uwb.h"
+#include "host/properties_file.h"
+#include "looper/looper_backed_event_loop.h"
+#include "net/ccc_region_utils.h"
+#include "net/fira_region_utils.h"
+#include "net/ieee_utils.h"
+#include "net/interface_tool.h"
+#include "net/mcps_utils.h"
+#include "net/nl_socket_factory.h"
+
+namespace {
+
+using hardware::velta::Uwb;
+
+const int kPageSize = getpagesize();
+
+#ifdef __ANDROID__
+// The platform's own log is in place already.
+void InitLogger() {}
+#else
+// What Android does for a service before it starts it: a log, and system properties.
+void InitLogger() {
+    using namespace hardware::velta;
+    android::base::SetLogger(android::base::StderrLogger);
+    const char* named = getenv(kPropertiesFileVariable);
+    const std::string path = named != nullptr ? named : kDefaultPropertiesFile;
+    // Nobody has to have properties, but a file that was named has to be right.
+    if (named == nullptr && access(path.c_str(), F_OK) != 0) return;
+    std::string error;
+    if (!LoadPropertiesFile(path, &error)) {
+        LOG(ERROR) << "Properties file: " << error;
+        exit(EXIT_FAILURE);
+    }
+}
+#endif
+
+int SetupBinderOrCrash() {
+    int binder_fd = -1;
+    ABinderProcess_setThreadPoolMaxThreadCount(0);
+    const binder_status_t status = ABinderProcess_setupPolling(&binder_fd);
+    CHECK_EQ(status, STATUS_OK);
+    CHECK_GE(binder_fd, 0) << "Invalid binder FD: " << binder_fd;
+    return binder_fd;
+}
+
+void OnBinderReadReady(int /*fd*/) {
+    ABinderProcess_handlePolledCommands();
+}
+
+void RegisterServiceOrCrash(std::shared_ptr<Uwb> uwb) {
+    const std::string instance = std::string(Uwb::descriptor) + "/default";
+    const binder_status_t status =
+        AServiceManager_addService(uwb->asBinder().get(), instance.c_str());
+    CHECK(status == STATUS_OK);
+}
+
+}  // namespace
+
+int main() {
+    LOG(INFO) << "UWB HAL start";
+    InitLogger();
+    const int binder_fd = SetupBinderOrCrash();
+
+    hardware::velta::LooperBackedEventLoop event_dispatcher;
+    // The condition is printed as it stands here, qualified names included.
+    // clang-format off
+    CHECK(event_dispatcher.WatchFileDescriptor(
+            binder_fd, hardware::velta::EventLoop::kModeInput, &OnBinderReadReady))
+        << "Failed to watch binder FD";
+    // clang-format on
+
+    hardware::velta::NlSocketFactory socket_factory(&event_dispatcher);
+    nlmsg_set_default_size(kPageSize);
+    hardware::velta::McpsUtils mcps_utils(&socket_factory);
+    hardware::velta::CccRegionUtils ccc_region_utils(&socket_factory);
+    hardware::velta::FiraRegionUtils fira_region_utils(&socket_factory);
+    hardware::velta::IeeeUtils ieee_utils(&socket_factory);
+    hardware::velta::InterfaceTool interface_tool;
+    auto uwb =
+        ndk::SharedRefBase::make<Uwb>(&interface_tool, &mcps_utils, &ieee_utils, &ccc_region_utils,
+                                      &fira_region_utils, &event_dispatcher);
+    RegisterServiceOrCrash(uwb);
+
+    event_dispatcher.Poll();
+    LOG(INFO) << "UWB HAL is about to exit";
+    uwb.reset();
+    return 0;
+}

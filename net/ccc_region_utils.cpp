@@ -1,0 +1,123 @@
+// SPDX-License-Identifier: Apache-2.0
+#define LOG_TAG "velta.uwb.CccRegionUtils"
+
+#include "net/ccc_region_utils.h"
+
+#include <android-base/logging.h>
+
+#include "net/mcps802154.h"
+#include "net/nl_attr.h"
+#include "net/unique_nl_msg.h"
+
+namespace hardware::velta {
+namespace {
+
+constexpr auto kNtfPolicies = MakePolicies<NFCC_COEX_CALL_ATTR_MAX>({
+    {NFCC_COEX_CALL_ATTR_STOPPED, NLA_U8},
+    {NFCC_COEX_CALL_ATTR_WATCHDOG, NLA_U8},
+});
+
+}  // namespace
+
+CccRegionUtils::CccRegionUtils(NlSocketFactory* factory)
+    : BaseRegionUtils(kNfccCoexRegion, factory), callback_(nullptr) {}
+
+bool CccRegionUtils::StartCccSession(uint32_t hw_index, uint64_t start_value, uint8_t start_byte) {
+    LOG(INFO) << __func__;
+    if (callback_ == nullptr) {
+        LOG(ERROR) << __func__ << ": callback is not set";
+        return false;
+    }
+    UniqueNlMsg msg;
+    if (msg.get() == nullptr) {
+        LOG(ERROR) << __func__ << ": failed to allocate netlink message";
+        return false;
+    }
+    nlattr* call = nullptr;
+    nlattr* params = nullptr;
+    if (!StartCallMessageWithParams(msg.get(), hw_index, NFCC_COEX_CALL_CCC_SESSION_START, &call,
+                                    &params)) {
+        LOG(ERROR) << __func__ << ": failed to fill netlink message start";
+        return false;
+    }
+    nlattr* session = StartNest(msg.get(), NFCC_COEX_CALL_ATTR_CCC_SESSION_PARAMS);
+    if (session == nullptr) {
+        LOG(ERROR) << __func__ << ": failed to fill netlink message nested";
+        return false;
+    }
+    AttrWriter put(msg.get());
+    put.U64(NFCC_COEX_CCC_PARAM_TIME0_NS, start_value);
+    put.U8(NFCC_COEX_CCC_PARAM_CHANNEL_NUMBER, start_byte);
+    if (!put.ok()) {
+        LOG(ERROR) << __func__ << ": failed to fill netlink message params";
+        return false;
+    }
+    if (!EndNest(msg.get(), session) || !EndCallMessageWithParams(msg.get(), call, params)) {
+        LOG(ERROR) << __func__ << ": failed to fill netlink message end";
+        return false;
+    }
+    if (!StartRangingSession(msg.get(), [this](nl_msg* ntf) { return OnNotification(ntf); })) {
+        LOG(ERROR) << __func__ << ": failed to start ranging";
+        return false;
+    }
+    return true;
+}
+
+bool CccRegionUtils::StopCccSession(uint32_t hw_index) {
+    LOG(INFO) << __func__;
+    UniqueNlMsg msg;
+    nlattr* call = nullptr;
+    if (msg.get() == nullptr ||
+        !StartCallMessage(msg.get(), hw_index, NFCC_COEX_CALL_CCC_SESSION_STOP, &call) ||
+        !EndCallMessage(msg.get(), call)) {
+        return false;
+    }
+    const std::unique_ptr<NlSocket> socket = factory()->Create();
+    return socket != nullptr && socket->SendAndAwaitAck(msg.get(), {});
+}
+
+int CccRegionUtils::OnNotification(nl_msg* msg) {
+    uint32_t hw_index = 0;
+    uint8_t call_id = 0;
+    nlattr* content = GetCallContent(msg, &hw_index, &call_id);
+    if (content == nullptr) return NL_STOP;
+    if (call_id != NFCC_COEX_CALL_CCC_SESSION_NTF) {
+        LOG(INFO) << __func__ << ": Not a ranging notification message.";
+        return NL_STOP;
+    }
+    if (callback_ == nullptr) return NL_STOP;
+    AttrTable<NFCC_COEX_CALL_ATTR_MAX> params;
+    if (params.ParseNest(content, kNtfPolicies) < 0) {
+        LOG(WARNING) << __func__ << ": Failed to parse session ntf call attr";
+        return NL_STOP;
+    }
+    if (!params.Has(NFCC_COEX_CALL_ATTR_STOPPED) || !params.Has(NFCC_COEX_CALL_ATTR_WATCHDOG)) {
+        LOG(WARNING) << __func__ << ": Missing session ntf call attrs";
+        return NL_STOP;
+    }
+    if (params.U8(NFCC_COEX_CALL_ATTR_STOPPED) != 0) {
+        callback_->OnSessionStopped(hw_index, CccRegionCallback::kStopRequested);
+    } else if (params.U8(NFCC_COEX_CALL_ATTR_WATCHDOG) != 0) {
+        callback_->OnSessionStopped(hw_index, CccRegionCallback::kStoppedByRadio);
+    }
+    return NL_STOP;
+}
+
+void CccRegionUtils::SetCallback(CccRegionCallback* callback) {
+    callback_ = callback;
+}
+
+bool CccRegionUtils::GetCapabilities(CccCapabilities& caps) const {
+    caps.protocolVersions = {0, 1};
+    caps.uwbConfigs = {1};
+    caps.pulseShapeCombinations = {0, 1, 2};
+    caps.ranMultiplier = 2;
+    caps.chapsPerSlot = {3, 4, 6, 8, 9, 12, 24};
+    caps.syncCodes = {9, 10, 11, 12};
+    caps.supportedChannels = {5, 9};
+    caps.hoppingConfigModes = {0, 1, 2};
+    caps.hoppingSequences = {0, 1};
+    return true;
+}
+
+}  // namespace hardware::velta

@@ -1,0 +1,193 @@
+// SPDX-License-Identifier: Apache-2.0
+#define LOG_TAG "velta.uwb.NlSocket"
+
+#include "net/nl_socket.h"
+
+#include <android-base/logging.h>
+#include <linux/genetlink.h>
+#include <netlink/genl/ctrl.h>
+#include <netlink/genl/genl.h>
+#include <netlink/msg.h>
+#include <sys/socket.h>
+#include <sys/time.h>
+
+#include <utility>
+
+namespace hardware::velta {
+namespace {
+
+constexpr int kBufferSize = 8192;
+constexpr timeval kReceiveTimeout = {.tv_sec = 1, .tv_usec = 0};
+
+}  // namespace
+
+NlSocket::NlSocket(EventLoop* event_loop)
+    : event_loop_(event_loop),
+      socket_(nullptr),
+      watching_(false),
+      reader_(std::make_unique<NlMessageReader>()) {}
+
+NlSocket::~NlSocket() {
+    // The class's own operation, not an override: a derived part is gone by now.
+    if (watching_) NlSocket::StopWatchNetlinkSocket();
+    reader_.reset();
+    if (socket_ != nullptr) nl_socket_free(socket_);
+}
+
+bool NlSocket::Setup() {
+    if (watching_) StopWatchNetlinkSocket();
+    if (socket_ != nullptr) nl_socket_free(socket_);
+    socket_ = nl_socket_alloc();
+    if (socket_ == nullptr) {
+        LOG(ERROR) << __func__ << ": Failed to create netlink socket";
+        return false;
+    }
+    // libnl takes sizes only once there is a descriptor, so this is refused and its own 32 KiB
+    // stand. Nothing relies on the size.
+    nl_socket_set_buffer_size(socket_, kBufferSize, kBufferSize);
+    if (genl_connect(socket_) != 0) {
+        LOG(ERROR) << __func__ << ": Failed to connect to generic netlink";
+        nl_socket_free(std::exchange(socket_, nullptr));
+        return false;
+    }
+    setsockopt(GetFd(), SOL_SOCKET, SO_RCVTIMEO, &kReceiveTimeout, sizeof(kReceiveTimeout));
+    return true;
+}
+
+bool NlSocket::IsValid() {
+    return socket_ != nullptr;
+}
+
+void NlSocket::DisableAutoAck() {
+    nl_socket_disable_auto_ack(socket_);
+}
+
+void NlSocket::DisableSeqCheck() {
+    nl_socket_disable_seq_check(socket_);
+}
+
+int NlSocket::Resolve(const char* family) {
+    return genl_ctrl_resolve(socket_, family);
+}
+
+bool NlSocket::ReceiveMessage(std::function<int(nl_msg*)> handler) {
+    reader_->on_valid_ = std::move(handler);
+    const int result = reader_->read_message(socket_);
+    reader_->on_valid_ = nullptr;
+    if (result < 0) {
+        LOG(WARNING) << __func__ << ": Error reading message: " << nl_geterror(result);
+    }
+    return result >= 0;
+}
+
+bool NlSocket::SendAndAwaitAck(nl_msg* msg, std::function<int(nl_msg*)> on_valid) {
+    static constexpr const char* kFunction = __func__;
+    nl_complete_msg(socket_, msg);
+    nlmsg_hdr(msg)->nlmsg_flags |= NLM_F_ACK;
+    int result = nl_send(socket_, msg);
+    if (result < 0) {
+        LOG(WARNING) << kFunction << ": Error sending netlink message: " << nl_geterror(result);
+        return false;
+    }
+
+    bool acked = false;
+    int error = 0;
+    reader_->on_ack_ = [&acked](nl_msg*) {
+        LOG(INFO) << kFunction << ": Received ACK";
+        acked = true;
+        return NL_SKIP;
+    };
+    reader_->on_error_ = [&error](nlmsgerr* reply) {
+        LOG(WARNING) << kFunction << ": Nl error: " << reply->error;
+        error = reply->error;
+        return NL_STOP;
+    };
+    reader_->on_valid_ = std::move(on_valid);
+
+    while (!acked && error == 0) {
+        result = reader_->read_message(socket_);
+        if (result < 0) break;
+    }
+    // libnl reports an error reply as a failed read as well, so a refusal has both lines.
+    if (result < 0) {
+        LOG(WARNING) << kFunction << ": Error reading message: " << nl_geterror(result);
+    }
+    reader_->on_ack_ = nullptr;
+    reader_->on_error_ = nullptr;
+    reader_->on_valid_ = nullptr;
+    return result >= 0 && acked && error == 0;
+}
+
+bool NlSocket::SendAndAwaitResponse(nl_msg* msg, std::function<void(nl_msg*)> on_response,
+                                    int expected_cmd) {
+    static constexpr const char* kFunction = __func__;
+    LOG(INFO) << kFunction;
+    bool finished = false;
+    int error = 0;
+    reader_->on_valid_ = [&finished, &on_response, expected_cmd](nl_msg* reply) {
+        const int command = genlmsg_hdr(nlmsg_hdr(reply))->cmd;
+        if (on_response && command == expected_cmd) {
+            finished = true;
+            on_response(reply);
+        } else {
+            LOG(INFO) << kFunction << ": Incorrect received command, got " << command
+                      << " instead of " << expected_cmd;
+        }
+        return NL_SKIP;
+    };
+    reader_->on_error_ = [&error](nlmsgerr* reply) {
+        LOG(WARNING) << kFunction << ": Nl error: " << reply->error;
+        error = reply->error;
+        return NL_STOP;
+    };
+
+    int result = nl_send_auto(socket_, msg);
+    if (result < 0) {
+        LOG(WARNING) << kFunction << ": Error sending netlink message: " << nl_geterror(result);
+    }
+    while (result >= 0 && !finished && error == 0) {
+        LOG(INFO) << kFunction << ": Read message";
+        result = reader_->read_message(socket_);
+        if (result < 0) {
+            LOG(WARNING) << kFunction << ": Error reading message: " << nl_geterror(result);
+        }
+    }
+    reader_->on_error_ = nullptr;
+    reader_->on_valid_ = nullptr;
+    return result >= 0 && finished && error == 0;
+}
+
+bool NlSocket::WatchNetlinkSocket(std::weak_ptr<NlSocket> self,
+                                  const std::function<int(nl_msg*)>& handler) {
+    const std::shared_ptr<NlSocket> alive = self.lock();
+    if (alive == nullptr) return false;
+    const int fd = GetFd();
+    if (watching_ || fd == -1) return false;
+    auto on_ready = [self, handler](int /*fd*/) {
+        // Held until the read is over: a notification may make its user drop the socket.
+        const std::shared_ptr<NlSocket> socket = self.lock();
+        if (socket == nullptr) {
+            LOG(WARNING) << "WatchNetlinkSocket: socket is close";
+            return;
+        }
+        socket->ReceiveMessage(handler);
+    };
+    // Output mode on purpose: the socket is always writable, so every pass of the loop reads it
+    // once, each read bounded by the receive time-out.
+    watching_ = event_loop_->WatchFileDescriptor(fd, EventLoop::kModeOutput, on_ready);
+    return watching_;
+}
+
+bool NlSocket::StopWatchNetlinkSocket() {
+    const int fd = GetFd();
+    if (fd == -1) return false;
+    LOG(INFO) << __func__;
+    watching_ = false;
+    return event_loop_->StopWatchFileDescriptor(fd);
+}
+
+int NlSocket::GetFd() const {
+    return socket_ == nullptr ? -1 : nl_socket_get_fd(socket_);  // libnl does not take null here.
+}
+
+}  // namespace hardware::velta

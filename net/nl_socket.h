@@ -1,0 +1,89 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <netlink/netlink.h>
+
+#include <functional>
+#include <memory>
+
+#include "looper/event_loop.h"
+#include "net/nl_message_reader.h"
+
+namespace hardware::velta {
+
+/**
+ * One generic netlink socket. Exchanges block the calling thread, at most one second for each read.
+ *
+ * Messages stay the caller's. Failures are logged and reported as false; the kernel's errno is in
+ * the log only.
+ */
+class NlSocket {
+  public:
+    /** @param event_loop borrowed; used by the watch operations only. */
+    explicit NlSocket(EventLoop* event_loop);
+    virtual ~NlSocket();
+    NlSocket(const NlSocket&) = delete;
+    NlSocket& operator=(const NlSocket&) = delete;
+
+    /** Creates and connects the socket, replacing one from an earlier call. */
+    virtual bool Setup();
+
+    /** @return whether Setup() has succeeded. */
+    virtual bool IsValid();
+
+    /** Stops asking for acknowledgements and, with them, checking sequence numbers. */
+    virtual void DisableAutoAck();
+
+    /** Stops checking sequence numbers. */
+    virtual void DisableSeqCheck();
+
+    /** @return the numeric id of a generic netlink family, or a negative libnl error. */
+    virtual int Resolve(const char* family);
+
+    /**
+     * Reads once and hands each data message to handler.
+     *
+     * @param handler returns NL_OK, NL_SKIP or NL_STOP.
+     */
+    virtual bool ReceiveMessage(std::function<int(nl_msg*)> handler);
+
+    /**
+     * Sends msg and reads until the kernel acknowledges or refuses it.
+     *
+     * @param on_valid called with data messages that arrive meanwhile; may be empty.
+     * @return whether the acknowledgement came.
+     */
+    virtual bool SendAndAwaitAck(nl_msg* msg, std::function<int(nl_msg*)> on_valid);
+
+    /**
+     * Sends msg and reads until a reply with command expected_cmd has come. For a dump, on_response
+     * is called with every part.
+     *
+     * @return whether such a reply came.
+     */
+    virtual bool SendAndAwaitResponse(nl_msg* msg, std::function<void(nl_msg*)> on_response,
+                                      int expected_cmd);
+
+    /**
+     * Has the event loop read this socket and hand notifications to handler.
+     *
+     * @param self this socket; it may be destroyed while watched, which ends the watch.
+     * @return false when self is gone or the socket is watched already.
+     */
+    virtual bool WatchNetlinkSocket(std::weak_ptr<NlSocket> self,
+                                    const std::function<int(nl_msg*)>& handler);
+
+    /** @return false when the socket is not watched. */
+    virtual bool StopWatchNetlinkSocket();
+
+  private:
+    /** @return the socket's descriptor, -1 when there is none. */
+    int GetFd() const;
+
+    EventLoop* event_loop_;
+    nl_sock* socket_;
+    bool watching_;
+    std::unique_ptr<NlMessageReader> reader_;
+};
+
+}  // namespace hardware::velta
