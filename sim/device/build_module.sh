@@ -1,0 +1,44 @@
+#!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
+#
+# build_module.sh OUT_DIR: builds the virtual radio, OUT_DIR/mcps802154_sim.ko, for the virtual
+# device's kernel. The products stay in OUT_DIR; only what changed is built again.
+set -euo pipefail
+
+ROOT=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)
+# shellcheck source=scripts/common.sh
+. "$ROOT/scripts/common.sh"
+
+[ $# -eq 1 ] || die "usage: build_module.sh OUT_DIR"
+mkdir -p "$1"
+out=$(cd "$1" && pwd)
+source=$ROOT/sim/radio
+[ -f "$source/Kbuild" ] || die "there is no virtual radio to build in $source"
+
+base=$("$ROOT/sim/device/setup.sh")
+headers=$(readlink -f "$base/headers")
+compiler=$(grep -o -m1 'gcc-[0-9]*' "$headers/.kernelvariables")
+for tool in make "$compiler"; do
+  command -v "$tool" >/dev/null || die "$tool is missing; ./dev setup installs it"
+done
+
+# Kbuild writes beside the sources: it is given links to them, in the same folders, because the
+# module includes from the root.
+tree=$out/tree
+mkdir -p "$tree/sim/radio" "$tree/net"
+find "$tree" -type l -delete
+ln -s "$source"/*.[ch] "$source/Kbuild" "$tree/sim/radio/"
+ln -s "$ROOT"/net/*.h "$tree/net/"
+
+# Another kernel's objects are of no use.
+if [ "$(cat "$out/headers" 2>/dev/null)" != "$headers" ]; then
+  find "$tree" -type f -delete
+  echo "$headers" >"$out/headers"
+fi
+
+build() {
+  make -C "$headers" M="$tree/sim/radio" W=1 KCFLAGS=-Werror modules
+}
+run_logged device-module build || exit 1
+cmp -s "$tree/sim/radio/mcps802154_sim.ko" "$out/mcps802154_sim.ko" ||
+  cp "$tree/sim/radio/mcps802154_sim.ko" "$out/mcps802154_sim.ko"

@@ -1,0 +1,177 @@
+#!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
+#
+# Makes what the virtual device needs from outside, once: Debian's stock kernel, the headers that
+# match it, iwpan and a static busybox, and packs the part of the guest's file system that never
+# changes. Prints the folder that holds it all:
+#
+#   vmlinux              the kernel as an ELF file, which QEMU starts without a boot loader
+#   modules.list         the kernel's modules that the guest loads, in order
+#   headers              what an out-of-tree module builds against (symlink)
+#   base.cpio            busybox, kernel modules, iwpan
+#   release              the kernel's release, as `uname -r` says it
+set -euo pipefail
+
+ROOT=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)
+# shellcheck source=scripts/common.sh
+. "$ROOT/scripts/common.sh"
+
+DEVICE=$CACHE/device
+# What the guest loads at boot, without what those need in turn.
+BOOT_MODULES=(virtio_pci 9pnet_virtio 9p binder_linux ieee802154_socket mac802154)
+# There for whoever wants to compare with the kernel's own simulated radio.
+OTHER_MODULES=(mac802154_hwsim)
+
+# The script's own text is part of the key, so that a change here makes a new base.
+key=$(content_key "${BASH_SOURCE[0]}")
+current=$DEVICE/base-$key
+if [ -f "$current/complete" ]; then
+  echo "$current"
+  exit 0
+fi
+
+mkdir -p "$DEVICE"
+exec 9>"$DEVICE/lock"
+flock 9
+if [ -f "$current/complete" ]; then
+  echo "$current"
+  exit 0
+fi
+
+for tool in apt-get apt-cache dpkg-deb xz depmod modprobe cpio; do
+  PATH=$PATH:/usr/sbin:/sbin command -v "$tool" >/dev/null ||
+    die "$tool is missing; ./dev setup installs it"
+done
+PATH=$PATH:/usr/sbin:/sbin
+
+# APT state of our own: an unprivileged user can refresh it, and a stale system list cannot
+# name package files that the mirror no longer has. The sources are the machine's own.
+APT_STATE=$DEVICE/apt
+apt_private() {
+  local verb=$1
+  shift
+  "$verb" -o Dir::State::lists="$APT_STATE/lists" -o Dir::Cache="$APT_STATE/cache" \
+    -o APT::Sandbox::User="$(id -un)" "$@"
+}
+
+refresh_lists() {
+  mkdir -p "$APT_STATE/lists/partial" "$APT_STATE/cache/archives/partial"
+  apt_private apt-get update
+}
+
+# depends_on PACKAGE PATTERN: the first dependency of PACKAGE whose name matches.
+depends_on() {
+  local found
+  found=$(apt_private apt-cache depends "$1" 2>/dev/null |
+    sed -n 's/^ *|\{0,1\}Depends: //p' | grep -E -m1 "$2") ||
+    die "APT names no package like '$2' under $1; check the machine's APT sources (Debian 12, main)"
+  echo "$found"
+}
+
+# fetch PACKAGE FOLDER: downloads (APT checks the signature) and unpacks a package into FOLDER.
+fetch() {
+  local package=$1 into=$2 debs=$DEVICE/debs/$1
+  rm -rf "$debs"
+  mkdir -p "$debs" "$into"
+  if ! (cd "$debs" && run_logged "device-download-$package" \
+    apt_private apt-get download "$package"); then
+    die "cannot download the package $package from the machine's own Debian suite;" \
+      "check the network and /etc/apt, then run this again"
+  fi
+  dpkg-deb -x "$debs"/*.deb "$into"
+  rm -rf "$debs"
+}
+
+# vmlinux_of BZIMAGE: the ELF kernel inside. It is XZ-compressed, and unpacking that under
+# emulation would be more than half of the boot.
+vmlinux_of() {
+  local sectors offset length
+  sectors=$(od -An -tu1 -j497 -N1 "$1")
+  offset=$(od -An -tu4 -j584 -N4 "$1")
+  length=$(od -An -tu4 -j588 -N4 "$1")
+  # The size that follows the stream is not for xz.
+  head -c $(((sectors + 1) * 512 + offset + length)) "$1" | tail -c "$length" |
+    xz -dc --single-stream
+}
+
+say "virtual device: refreshing APT's lists"
+run_logged device-apt-update refresh_lists ||
+  die "APT cannot refresh its lists; check the network and /etc/apt, then run this again"
+
+image=$(depends_on linux-image-amd64 '^linux-image-[0-9].*-amd64$')
+release=${image#linux-image-}
+headers=linux-headers-$release
+common=$(depends_on "$headers" '^linux-headers-.*-common$')
+kbuild=$(depends_on "$headers" '^linux-kbuild-')
+version=$(apt_private apt-cache policy "$image" | sed -n 's/^ *Candidate: //p')
+
+kernel=$DEVICE/kernel-$version
+if [ ! -f "$kernel/complete" ]; then
+  rm -rf "$kernel"
+  say "virtual device: downloading the kernel $version and its headers (85 MB)"
+  for package in "$image" "$headers" "$common" "$kbuild"; do
+    fetch "$package" "$kernel"
+  done
+  # The headers' makefiles name each other by where an installation would put them.
+  grep -rlI '/usr/src/linux-headers' "$kernel/usr/src/$headers" --include=Makefile |
+    xargs -r sed -i "s,/usr/src/linux-headers,$kernel/usr/src/linux-headers,g"
+  ln -sfn "$kernel/usr/src/$headers" "$kernel/lib/modules/$release/build"
+  ln -sfn "$kernel/usr/src/$common" "$kernel/lib/modules/$release/source"
+  vmlinux_of "$kernel/boot/vmlinuz-$release" >"$kernel/vmlinux" ||
+    die "the kernel in $image is not XZ-compressed as expected; remove $kernel and try again"
+  depmod -b "$kernel" "$release"
+  touch "$kernel/complete"
+fi
+
+say "virtual device: packing its base"
+new=$(mktemp -d "$DEVICE/base-new.XXXXXX")
+trap 'rm -rf "$new"' EXIT
+fetch wpan-tools "$new/packages"
+fetch busybox-static "$new/packages"
+
+guest=$new/guest
+mkdir -p "$guest"/{bin,usr/share,lib/x86_64-linux-gnu,lib64,proc,sys,dev,run,tmp,host,out,etc/velta-uwb}
+mkdir -p "$guest/lib/modules/$release/extra"
+# One folder for programs, under all the names that scripts know.
+ln -s bin "$guest/sbin"
+ln -s ../bin "$guest/usr/bin"
+ln -s ../bin "$guest/usr/sbin"
+ln -s ../lib "$guest/usr/lib"
+ln -s "$release/extra" "$guest/lib/modules/extra"
+busybox=$(find "$new/packages" -type f -perm -u+x -name busybox)
+cp "$busybox" "$guest/bin/busybox"
+cp "$(find "$new/packages" -type f -perm -u+x -name iwpan)" "$guest/bin/iwpan"
+for applet in $("$busybox" --list); do
+  [ -e "$guest/bin/$applet" ] || ln -s busybox "$guest/bin/$applet"
+done
+
+# modules_for MODULE...: the files to load, dependencies first, each once.
+modules_for() {
+  local module
+  for module in "$@"; do
+    modprobe -d "$kernel" -S "$release" --show-depends "$module" ||
+      die "the kernel $version has no module $module"
+  done | awk '$1 == "insmod" && !seen[$2]++ { print $2 }'
+}
+modules_for "${BOOT_MODULES[@]}" >"$new/boot.files"
+modules_for "${BOOT_MODULES[@]}" "${OTHER_MODULES[@]}" >"$new/all.files"
+while read -r file; do
+  cp "$file" "$guest/lib/modules/$release/"
+done <"$new/all.files"
+while read -r file; do
+  echo "/lib/modules/$release/${file##*/}"
+done <"$new/boot.files" >"$guest/lib/modules/boot"
+depmod -b "$guest" "$release" 2>/dev/null || true
+
+(cd "$guest" && find . -print0 | LC_ALL=C sort -z |
+  cpio --null -o -H newc -R 0:0 --quiet) >"$new/base.cpio"
+ln -s "$kernel/vmlinux" "$new/vmlinux"
+ln -s "$kernel/usr/src/$headers" "$new/headers"
+echo "$release" >"$new/release"
+rm -rf "$new/packages" "$guest" "$new/boot.files" "$new/all.files"
+touch "$new/complete"
+chmod 755 "$new"
+rm -rf "$current"
+mv "$new" "$current"
+trap - EXIT
+echo "$current"

@@ -1,0 +1,19 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <string>
+
+#include "uwbctl/client.h"
+
+namespace uwbctl {
+
+/** Prints the interfaces and radios, one a line. */
+ExitStatus ListIfaces(Events* events);
+
+/** Prints what an interface can do; the first one for an empty name. */
+ExitStatus ShowInfo(Events* events, std::string name);
+
+/** Waits until the service is registered. */
+ExitStatus WaitForService(int seconds);
+
+}  // namespace uwbctl

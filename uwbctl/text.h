@@ -1,0 +1,32 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <aidl/hardware/velta/uwb/FiraTwrMeasurement.h>
+#include <aidl/hardware/velta/uwb/UwbAddress.h>
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace uwbctl {
+
+/** @return a short address from "0x1234" or "12:34", most significant first; empty when bad. */
+std::optional<::aidl::hardware::velta::uwb::UwbAddress> ParseShortAddress(const std::string& text);
+
+/** @return "0x1234" for a short address, "12:34:..." for any other. */
+std::string AddressText(const ::aidl::hardware::velta::uwb::UwbAddress& address);
+
+/** @return the items with ", " between them; "none" for no items. */
+template <typename T, typename ToText>
+std::string Join(const std::vector<T>& items, ToText to_text) {
+    std::string text;
+    for (const T& item : items) text += (text.empty() ? "" : ", ") + to_text(item);
+    return text.empty() ? "none" : text;
+}
+
+/** @return one aligned line of a measurement, with units. */
+std::string MeasurementLine(int32_t block,
+                            const ::aidl::hardware::velta::uwb::FiraTwrMeasurement& measurement);
+
+}  // namespace uwbctl
