@@ -1,0 +1,312 @@
+// SPDX-License-Identifier: GPL-2.0
+/*
+ * FiRa notifications: ranging reports and session stops.
+ */
+#include "sim.h"
+#include "trig.h"
+
+/* FiRa's "receive timeout": nobody answered. */
+#define STATUS_OK 0x00
+#define STATUS_RX_TIMEOUT 0x21
+
+/* Figure of merit straight ahead; it loses one a degree towards the side. */
+#define FOM_LOS 240
+#define FOM_NLOS 120
+#define URAD_PER_DEGREE 17453
+
+/* Parameters that both ends of a session have to have alike. */
+static const u8 must_agree[] = {
+	FIRA_SESSION_PARAM_RANGING_ROUND_USAGE,
+	FIRA_SESSION_PARAM_SLOT_DURATION_RSTU,
+	FIRA_SESSION_PARAM_BLOCK_DURATION_MS,
+	FIRA_SESSION_PARAM_ROUND_DURATION_SLOTS,
+	FIRA_SESSION_PARAM_CHANNEL_NUMBER,
+	FIRA_SESSION_PARAM_PREAMBLE_CODE_INDEX,
+	FIRA_SESSION_PARAM_RFRAME_CONFIG,
+	FIRA_SESSION_PARAM_SFD_ID,
+	FIRA_SESSION_PARAM_STS_CONFIG,
+};
+
+/* Does the session range with a peer of this address? */
+static bool session_names(const struct sim_fira_session *session, u16 addr)
+{
+	unsigned int i;
+
+	if (!sim_fira_get(&session->params, FIRA_SESSION_PARAM_DEVICE_TYPE))
+		return sim_fira_get(&session->params,
+				    FIRA_SESSION_PARAM_DEST_SHORT_ADDR) == addr;
+	for (i = 0; i < session->n_controlees; i++) {
+		if (session->controlees[i].addr == addr)
+			return true;
+	}
+	return false;
+}
+
+static bool params_agree(const struct sim_fira_params *a,
+			 const struct sim_fira_params *b)
+{
+	size_t i;
+
+	for (i = 0; i < ARRAY_SIZE(must_agree); i++) {
+		if (sim_fira_get(a, must_agree[i]) !=
+		    sim_fira_get(b, must_agree[i]))
+			return false;
+	}
+	if (sim_fira_get(a, FIRA_SESSION_PARAM_DEVICE_TYPE) ==
+	    sim_fira_get(b, FIRA_SESSION_PARAM_DEVICE_TYPE) ||
+	    sim_fira_get(a, FIRA_SESSION_PARAM_DEVICE_ROLE) ==
+	    sim_fira_get(b, FIRA_SESSION_PARAM_DEVICE_ROLE))
+		return false;
+	return !memcmp(a->sts_iv_vendor, b->sts_iv_vendor,
+		       sizeof(a->sts_iv_vendor));
+}
+
+/* Is the other session the far end, at this address, of this one? */
+static bool sessions_match(const struct sim_fira_session *session,
+			   const struct sim_fira_session *other, u16 addr)
+{
+	u32 own = sim_fira_get(&session->params, FIRA_SESSION_PARAM_SHORT_ADDR);
+	u32 far = sim_fira_get(&other->params, FIRA_SESSION_PARAM_SHORT_ADDR);
+
+	return other->state == SIM_SESSION_RUNNING && other->id == session->id &&
+	       far == addr && session_names(other, own) &&
+	       params_agree(&session->params, &other->params);
+}
+
+static const struct sim_body *find_peer(const struct sim_radio *radio,
+					const struct sim_fira_session *session,
+					u16 addr)
+{
+	const struct sim_fira_session *other;
+	struct sim_radio *peer;
+
+	sim_for_each_radio(peer) {
+		if (peer == radio)
+			continue;
+		list_for_each_entry(other, &peer->fira_sessions, node) {
+			if (sessions_match(session, other, addr))
+				return &peer->body;
+		}
+	}
+	return sim_world_tag(addr);
+}
+
+/* 32768 is half a turn. */
+static s16 angle_half_turn(s32 urad)
+{
+	s64 value = div_s64((s64)urad * 32768, SIM_PI_URAD);
+
+	return clamp_t(s64, value, S16_MIN, S16_MAX);
+}
+
+/* 32768 is a quarter turn. */
+static s16 angle_quarter_turn(s32 urad)
+{
+	s64 value = div_s64((s64)urad * 65536, SIM_PI_URAD);
+
+	return clamp_t(s64, value, S16_MIN, S16_MAX);
+}
+
+static u8 fom(const struct sim_sight *sight, s32 urad)
+{
+	return (sight->los ? FOM_LOS : FOM_NLOS) - abs(urad) / URAD_PER_DEGREE;
+}
+
+/* One angle of a measurement: what differs between azimuth and elevation. */
+struct angle {
+	int pair_param;
+	int report_param;
+	int nest;
+	int attr;
+	int fom_attr;
+	s32 urad;
+	s32 pdoa_urad;
+	s16 value;
+};
+
+static int put_antenna(struct sk_buff *skb, const struct angle *angle, u8 pair,
+		       bool with_fom, u8 fom_value)
+{
+	struct nlattr *nest = nla_nest_start(skb, angle->nest);
+
+	if (!nest || nla_put_u8(skb, FIRA_AOA_ATTR_RX_ANTENNA_PAIR, pair) ||
+	    nla_put_s16(skb, FIRA_AOA_ATTR_AOA, angle_half_turn(angle->urad)) ||
+	    (with_fom && nla_put_u8(skb, FIRA_AOA_ATTR_FOM, fom_value)) ||
+	    nla_put_s16(skb, FIRA_AOA_ATTR_PDOA,
+			angle_half_turn(angle->pdoa_urad)))
+		return -EMSGSIZE;
+	nla_nest_end(skb, nest);
+	return 0;
+}
+
+/* An angle is there when it was asked for and an antenna pair measures it. */
+static int put_angle(struct sk_buff *skb, const struct sim_fira_params *params,
+		     const struct sim_sight *sight, const struct angle *angle)
+{
+	bool with_fom = sim_fira_get(params, FIRA_SESSION_PARAM_REPORT_AOA_FOM);
+	u8 fom_value = fom(sight, angle->urad);
+
+	if (!sim_fira_get(params, FIRA_SESSION_PARAM_AOA_RESULT_REQ) ||
+	    !sim_fira_has(params, angle->pair_param))
+		return 0;
+	if (put_antenna(skb, angle, sim_fira_get(params, angle->pair_param),
+			with_fom, fom_value))
+		return -EMSGSIZE;
+	if (!sim_fira_get(params, angle->report_param))
+		return 0;
+	if (nla_put_s16(skb, angle->attr, angle->value) ||
+	    (with_fom && nla_put_u8(skb, angle->fom_attr, fom_value)))
+		return -EMSGSIZE;
+	return 0;
+}
+
+static int put_sight(struct sk_buff *skb, const struct sim_fira_params *params,
+		     const struct sim_sight *sight)
+{
+	struct angle azimuth = {
+		.pair_param = FIRA_SESSION_PARAM_RX_ANTENNA_PAIR_AZIMUTH,
+		.report_param = FIRA_SESSION_PARAM_REPORT_AOA_AZIMUTH,
+		.nest = FIRA_MEASUREMENT_ATTR_AOA_AZIMUTH,
+		.attr = FIRA_MEASUREMENT_ATTR_AZIMUTH,
+		.fom_attr = FIRA_MEASUREMENT_ATTR_AZIMUTH_FOM,
+		.urad = sight->azimuth_urad,
+		.pdoa_urad = sight->azimuth_pdoa_urad,
+		.value = angle_half_turn(sight->azimuth_urad),
+	};
+	struct angle elevation = {
+		.pair_param = FIRA_SESSION_PARAM_RX_ANTENNA_PAIR_ELEVATION,
+		.report_param = FIRA_SESSION_PARAM_REPORT_AOA_ELEVATION,
+		.nest = FIRA_MEASUREMENT_ATTR_AOA_ELEVATION,
+		.attr = FIRA_MEASUREMENT_ATTR_ELEVATION,
+		.fom_attr = FIRA_MEASUREMENT_ATTR_ELEVATION_FOM,
+		.urad = sight->elevation_urad,
+		.pdoa_urad = sight->elevation_pdoa_urad,
+		.value = angle_quarter_turn(sight->elevation_urad),
+	};
+
+	if (nla_put_flag(skb, sight->los ? FIRA_MEASUREMENT_ATTR_LOS :
+					   FIRA_MEASUREMENT_ATTR_NLOS) ||
+	    nla_put_s32(skb, FIRA_MEASUREMENT_ATTR_DISTANCE_MM,
+			sight->distance_mm) ||
+	    put_angle(skb, params, sight, &azimuth))
+		return -EMSGSIZE;
+	return put_angle(skb, params, sight, &elevation);
+}
+
+/* One measurement of the peer that answers in the given slot. */
+static int put_measurement(struct sk_buff *skb, const struct sim_radio *radio,
+			   const struct sim_fira_session *session, u16 addr,
+			   unsigned int slot, bool *heard)
+{
+	const struct sim_body *peer = find_peer(radio, session, addr);
+	struct nlattr *nest = nla_nest_start(skb, slot);
+	struct sim_sight sight;
+	int err;
+
+	if (!nest || nla_put_u16(skb, FIRA_MEASUREMENT_ATTR_SHORT_ADDR, addr) ||
+	    nla_put_u8(skb, FIRA_MEASUREMENT_ATTR_STATUS,
+		       peer ? STATUS_OK : STATUS_RX_TIMEOUT))
+		return -EMSGSIZE;
+	if (peer) {
+		*heard = true;
+		sim_world_sight(&radio->body, peer, session->due_ns, &sight);
+		err = put_sight(skb, &session->params, &sight);
+	} else {
+		err = nla_put_u8(skb, FIRA_MEASUREMENT_ATTR_SLOT_INDEX, slot);
+	}
+	if (err)
+		return -EMSGSIZE;
+	nla_nest_end(skb, nest);
+	return 0;
+}
+
+static int put_measurements(struct sk_buff *skb, const struct sim_radio *radio,
+			    const struct sim_fira_session *session, bool *heard)
+{
+	const struct sim_fira_params *params = &session->params;
+	struct nlattr *nest =
+		nla_nest_start(skb, FIRA_RANGING_DATA_ATTR_MEASUREMENTS);
+	unsigned int i;
+
+	if (!nest)
+		return -EMSGSIZE;
+	if (!sim_fira_get(params, FIRA_SESSION_PARAM_DEVICE_TYPE)) {
+		if (put_measurement(skb, radio, session,
+				    sim_fira_get(params,
+						 FIRA_SESSION_PARAM_DEST_SHORT_ADDR),
+				    1, heard))
+			return -EMSGSIZE;
+	} else {
+		for (i = 0; i < session->n_controlees; i++) {
+			if (put_measurement(skb, radio, session,
+					    session->controlees[i].addr, i + 1,
+					    heard))
+				return -EMSGSIZE;
+		}
+	}
+	nla_nest_end(skb, nest);
+	return 0;
+}
+
+/* Opens a session notification up to the inside of its ranging data. */
+static struct nlattr *ntf_begin(struct sim_region_ntf *ntf,
+				const struct sim_radio *radio,
+				const struct sim_fira_session *session)
+{
+	struct nlattr *data;
+
+	if (sim_region_ntf_begin(ntf, radio, MCPS802154_REGION_FIRA,
+				 FIRA_CALL_SESSION_NTF))
+		return NULL;
+	if (!nla_put_u32(ntf->skb, FIRA_CALL_ATTR_SESSION_ID, session->id)) {
+		data = nla_nest_start(ntf->skb, FIRA_CALL_ATTR_RANGING_DATA);
+		if (data)
+			return data;
+	}
+	sim_region_ntf_drop(ntf);
+	return NULL;
+}
+
+/*
+ * Ranges one block and tells the starter; true when some peer answered. A
+ * report that finds the starter's buffer full is lost, as with any driver.
+ */
+bool sim_fira_send_report(struct sim_radio *radio,
+			  struct sim_fira_session *session)
+{
+	struct sim_region_ntf ntf;
+	struct nlattr *data = ntf_begin(&ntf, radio, session);
+	bool heard = false;
+
+	if (!data)
+		return false;
+	if (nla_put(ntf.skb, FIRA_RANGING_DATA_ATTR_TIMESTAMP_NS, sizeof(u64),
+		    &session->due_ns) ||
+	    nla_put_u32(ntf.skb, FIRA_RANGING_DATA_ATTR_BLOCK_INDEX,
+			session->block) ||
+	    put_measurements(ntf.skb, radio, session, &heard)) {
+		sim_region_ntf_drop(&ntf);
+		return false;
+	}
+	nla_nest_end(ntf.skb, data);
+	sim_region_ntf_send(&ntf, radio, SIM_EVENT_FIRA_REPORT,
+			    session->portid);
+	return heard;
+}
+
+void sim_fira_send_stopped(struct sim_radio *radio,
+			   struct sim_fira_session *session, u8 reason)
+{
+	struct sim_region_ntf ntf;
+	struct nlattr *data = ntf_begin(&ntf, radio, session);
+
+	if (!data)
+		return;
+	if (nla_put_u8(ntf.skb, FIRA_RANGING_DATA_ATTR_STOPPED, reason)) {
+		sim_region_ntf_drop(&ntf);
+		return;
+	}
+	nla_nest_end(ntf.skb, data);
+	sim_region_ntf_send(&ntf, radio, SIM_EVENT_FIRA_STOPPED,
+			    session->portid);
+}

@@ -1,0 +1,109 @@
+// SPDX-License-Identifier: GPL-2.0
+/*
+ * Messages that a fault holds back for a while.
+ */
+#include <linux/ktime.h>
+#include <linux/slab.h>
+
+#include "sim.h"
+
+struct sim_late {
+	struct list_head node;
+	u64 due_ns;
+	u32 portid;
+	struct sk_buff *skb;
+};
+
+int sim_late_add(struct sim_radio *radio, struct sk_buff *skb, u32 portid,
+		 u32 delay_ms)
+{
+	struct sim_late *late = kzalloc(sizeof(*late), GFP_KERNEL);
+
+	if (!late) {
+		nlmsg_free(skb);
+		return -ENOMEM;
+	}
+	late->due_ns = ktime_get_ns() + delay_ms * (u64)NSEC_PER_MSEC;
+	late->portid = portid;
+	late->skb = skb;
+	list_add_tail(&late->node, &radio->late);
+	return 0;
+}
+
+/* The acknowledgment that the netlink core would have sent at once. */
+int sim_late_ack(struct sim_radio *radio, const struct genl_info *info,
+		 int err, u32 delay_ms)
+{
+	struct nlmsgerr *ack;
+	struct nlmsghdr *nlh;
+	struct sk_buff *skb;
+
+	if (!err && !(info->nlhdr->nlmsg_flags & NLM_F_ACK))
+		return 0;
+	skb = nlmsg_new(sizeof(*ack), GFP_KERNEL);
+	if (!skb)
+		return -ENOMEM;
+	nlh = nlmsg_put(skb, info->snd_portid, info->snd_seq, NLMSG_ERROR,
+			sizeof(*ack), NLM_F_CAPPED);
+	if (!nlh) {
+		nlmsg_free(skb);
+		return -EMSGSIZE;
+	}
+	ack = nlmsg_data(nlh);
+	ack->error = err;
+	ack->msg = *info->nlhdr;
+	return sim_late_add(radio, skb, info->snd_portid, delay_ms);
+}
+
+static void late_free(struct sim_late *late)
+{
+	list_del(&late->node);
+	kfree(late);
+}
+
+void sim_late_tick(struct sim_radio *radio, u64 now_ns)
+{
+	struct sim_late *late, *next;
+
+	list_for_each_entry_safe(late, next, &radio->late, node) {
+		if (late->due_ns > now_ns)
+			continue;
+		genlmsg_unicast(&init_net, late->skb, late->portid);
+		late_free(late);
+	}
+}
+
+u64 sim_late_next(const struct sim_radio *radio)
+{
+	const struct sim_late *late;
+	u64 next_ns = SIM_NEVER;
+
+	list_for_each_entry(late, &radio->late, node)
+		next_ns = min(next_ns, late->due_ns);
+	return next_ns;
+}
+
+static void late_drop(struct sim_late *late)
+{
+	nlmsg_free(late->skb);
+	late_free(late);
+}
+
+/* The number may belong to another socket soon, which must not be answered. */
+void sim_late_port_gone(struct sim_radio *radio, u32 portid)
+{
+	struct sim_late *late, *next;
+
+	list_for_each_entry_safe(late, next, &radio->late, node) {
+		if (late->portid == portid)
+			late_drop(late);
+	}
+}
+
+void sim_late_free(struct sim_radio *radio)
+{
+	struct sim_late *late, *next;
+
+	list_for_each_entry_safe(late, next, &radio->late, node)
+		late_drop(late);
+}
