@@ -33,14 +33,9 @@ void InitLogger() {}
 #else
 // What Android does for a service before it starts it: a log, and system properties.
 void InitLogger() {
-    using namespace hardware::velta;
     android::base::SetLogger(android::base::StderrLogger);
-    const char* named = getenv(kPropertiesFileVariable);
-    const std::string path = named != nullptr ? named : kDefaultPropertiesFile;
-    // Nobody has to have properties, but a file that was named has to be right.
-    if (named == nullptr && access(path.c_str(), F_OK) != 0) return;
     std::string error;
-    if (!LoadPropertiesFile(path, &error)) {
+    if (!hardware::velta::LoadSystemProperties(&error)) {
         LOG(ERROR) << "Properties file: " << error;
         exit(EXIT_FAILURE);
     }

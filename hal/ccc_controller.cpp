@@ -20,6 +20,11 @@ constexpr char kMinimumOffsetKey[] = "[HAL]minimum_system_offset_uwbtime0";
 constexpr char kAutoSleepMarginKey[] = "auto_sleep_margin";
 constexpr char kCccKeyMark[] = "[CCC]";
 
+// These follow an operation's name with nothing between them on purpose: log filters know the
+// lines so.
+constexpr char kDisableFailed[] = "Failed to disable deepsleep, continue anyway";
+constexpr char kEnableFailed[] = "Failed to enable deepsleep, continue anyway";
+
 // The driver's word for no deep sleep.
 constexpr char kNoDeepSleep[] = "-1";
 
@@ -55,9 +60,13 @@ CccController::~CccController() {
 
 ScopedAStatus CccController::initSession() {
     LOG(INFO) << __func__;
+    if (is_abandoned_) return Closed();
     if (listener_ != nullptr) listener_->OnPreSessionOpen(ccc_region_utils_->region());
-    if (!auto_sleep_margin_.empty() && !SendAutoSleepMargin(kNoDeepSleep)) {
-        LOG(WARNING) << __func__ << "Failed to disable deepsleep, continue anyway";
+    if (!auto_sleep_margin_.empty()) {
+        is_deep_sleep_off_ = true;
+        if (!SendAutoSleepMargin(kNoDeepSleep)) {
+            LOG(WARNING) << __func__ << kDisableFailed;
+        }
     }
     if (listener_ != nullptr) listener_->OnPreSessionStart();
     usleep(kWakeUpMicroseconds);
@@ -67,27 +76,33 @@ ScopedAStatus CccController::initSession() {
 ScopedAStatus CccController::startSession(int32_t /*session_id*/, int64_t delay_ms, int32_t channel,
                                           int64_t* uwb_time0) {
     LOG(INFO) << __func__;
+    if (is_abandoned_) return Closed();
     if (delay_ms < 0) return BadArgument("Delay cannot be negative");
     if (ScopedAStatus status = CheckUwbChannelRange(channel); !status.isOk()) return status;
     if (listener_ != nullptr) listener_->OnPreSessionStart();
     // Unsigned, so that a client's absurd delay wraps around instead of overflowing.
-    const uint64_t start_ms = static_cast<uint64_t>(minimum_system_offset_uwbtime0_) +
-                              static_cast<uint64_t>(delay_ms);
+    const uint64_t start_ms =
+        static_cast<uint64_t>(minimum_system_offset_uwbtime0_) + static_cast<uint64_t>(delay_ms);
     *uwb_time0 = static_cast<int64_t>(static_cast<uint64_t>(NowMilliseconds()) + start_ms);
-    LOG(INFO) << __func__ << "UwbTime0 = " << *uwb_time0;
+    LOG(INFO) << __func__ << "UwbTime0 = " << *uwb_time0;  // Nothing between the two on purpose.
+    CccRegionCallback* const previous = ccc_region_utils_->callback();
+    const bool was_running = is_running_;
     ccc_region_utils_->SetCallback(this);
+    is_running_ = true;  // Before the start: a stop may be read with its acknowledgement.
     if (!ccc_region_utils_->StartCccSession(hw_index_, start_ms * kNanosecondsPerMillisecond,
                                             static_cast<uint8_t>(channel))) {
+        is_running_ = is_running_ && was_running;
+        ccc_region_utils_->SetCallback(previous);
         ScopedAStatus status = Error(ErrorCode::FAILED, "Failed to start ccc session");
         NotifySessionChanged();
         return status;
     }
-    is_running_ = true;
     return ScopedAStatus::ok();
 }
 
 ScopedAStatus CccController::stopSession(int32_t /*session_id*/) {
     LOG(INFO) << __func__;
+    if (is_abandoned_) return Closed();
     if (!ccc_region_utils_->StopCccSession(hw_index_)) {
         ScopedAStatus status = Error(ErrorCode::FAILED, "Failed to stop ccc session");
         NotifySessionChanged();
@@ -98,8 +113,10 @@ ScopedAStatus CccController::stopSession(int32_t /*session_id*/) {
 
 ScopedAStatus CccController::deinitSession() {
     LOG(INFO) << __func__;
+    if (is_abandoned_) return Closed();
+    is_deep_sleep_off_ = false;
     if (!auto_sleep_margin_.empty() && !SendAutoSleepMargin(auto_sleep_margin_)) {
-        LOG(WARNING) << __func__ << "Failed to enable deepsleep, continue anyway";
+        LOG(WARNING) << __func__ << kEnableFailed;
     }
     return ScopedAStatus::ok();
 }
@@ -155,16 +172,20 @@ bool CccController::ConsumeProperties(ConfigUtils& store) {
 }
 
 void CccController::Abandon() {
+    is_abandoned_ = true;
     callback_.reset();
+    if (ccc_region_utils_ == nullptr) return;
+    if (is_running_) ccc_region_utils_->StopCccSession(hw_index_);
     // Two radios share one region utility: what another controller has set up since is its own.
     if (ccc_region_utils_->callback() == this) {
-        if (is_running_) {
-            ccc_region_utils_->StopCccSession(hw_index_);
-            ccc_region_utils_->CloseRangingSocket();
-        }
+        if (is_running_) ccc_region_utils_->CloseRangingSocket();
         ccc_region_utils_->SetCallback(nullptr);
     }
     is_running_ = false;
+    if (is_deep_sleep_off_ && !SendAutoSleepMargin(auto_sleep_margin_)) {
+        LOG(WARNING) << __func__ << kEnableFailed;
+    }
+    is_deep_sleep_off_ = false;
 }
 
 bool CccController::SendAutoSleepMargin(const std::string& value) {

@@ -48,9 +48,14 @@ class CccController : public ::aidl::hardware::velta::uwb::BnCccController,
     int ActiveSessionCount() const { return SessionCount(); }
     /** @param listener borrowed; null for none. */
     void SetListener(ControllerListener* listener);
-    /** Takes this radio's CCC keys out of store; false when the minimum offset is missing or bad. */
+    /** Takes this radio's CCC keys out of store; false when the minimum offset is missing or bad.
+     */
     bool ConsumeProperties(ConfigUtils& store);
-    /** Ends what the client left behind: stops a running session, forgets the callback. */
+    /**
+     * Ends what the client left behind: stops a running session, switches deep sleep on again,
+     * forgets the callback. The client may keep calling, but drives nothing any more: the radio may
+     * be another client's by then.
+     */
     void Abandon();
 
   private:
@@ -68,6 +73,8 @@ class CccController : public ::aidl::hardware::velta::uwb::BnCccController,
     int64_t minimum_system_offset_uwbtime0_;
     std::string auto_sleep_margin_;
     bool is_running_;
+    bool is_deep_sleep_off_ = false;
+    bool is_abandoned_ = false;
 };
 
 }  // namespace hardware::velta

@@ -51,7 +51,7 @@ ScopedAStatus UwbIface::LoadCountryCalibrations(const std::string& country) {
     }
     std::ifstream file(paths);
     if (!file.is_open()) {
-        LOG(ERROR) << __func__ << " Cannot open file: " << paths;
+        LOG(ERROR) << __func__ << " Cannot open file: " << paths;  // No colon in this one.
         return Error(ErrorCode::FAILED, "Failed to load calibration config paths file");
     }
     std::string line;
@@ -63,7 +63,7 @@ ScopedAStatus UwbIface::LoadCountryCalibrations(const std::string& country) {
     }
     if (ScopedAStatus status = ConsumeCalibrations(&store); !status.isOk()) return status;
     if (!store.IsEmpty()) {
-        LOG(ERROR) << __func__ << " unknown keys in config";
+        LOG(ERROR) << __func__ << " unknown keys in config";  // Nor in this one.
         store.Dump();
         return Error(ErrorCode::FAILED, "Failed to load calibrations, unknown keys");
     }

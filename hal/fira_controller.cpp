@@ -98,6 +98,7 @@ ScopedAStatus FiraController::SettleChannel(int channel) {
 
 ScopedAStatus FiraController::initNewTwrSession(const FiraTwrSession& session) {
     LOG(INFO) << __func__ << ":" << session.toString();
+    if (is_abandoned_) return Closed();
     const auto id = static_cast<uint32_t>(session.id);
     if (sessions_.contains(id)) return BadArgument("Session with id %u already exist", id);
     if (ScopedAStatus status = ValidateSession(session); !status.isOk()) return status;
@@ -146,7 +147,7 @@ ScopedAStatus FiraController::startRangingSession(int32_t session_id) {
     state->phase = SessionPhase::kRunning;
     if (active_session_count_++ == 0) fira_region_utils_->SubscribeCallback(hw_index_, this);
     if (!fira_region_utils_->StartSession(hw_index_, static_cast<uint32_t>(session_id))) {
-        state->phase = SessionPhase::kInitialised;
+        sessions_[static_cast<uint32_t>(session_id)].phase = SessionPhase::kInitialised;
         OnSessionInactive();
         return Unsupported();
     }
@@ -171,9 +172,9 @@ ScopedAStatus FiraController::addControlees(
     if (sub_session_ids && sub_session_ids->size() != controlees.size()) {
         return BadArgument("Controlees size and sub-session id size do not match");
     }
-    const bool added = fira_region_utils_->AddControlees(
-        hw_index_, static_cast<uint32_t>(session_id), controlees,
-        sub_session_ids ? &*sub_session_ids : nullptr);
+    const bool added =
+        fira_region_utils_->AddControlees(hw_index_, static_cast<uint32_t>(session_id), controlees,
+                                          sub_session_ids ? &*sub_session_ids : nullptr);
     if (session_callback_ != nullptr) {
         event_loop_->PostTask([callback = session_callback_, session_id, controlees, added] {
             if (added) {
@@ -289,13 +290,13 @@ bool FiraController::ConsumeProperties(ConfigUtils& config) {
 }
 
 void FiraController::Abandon() {
+    is_abandoned_ = true;
     session_callback_.reset();
-    for (const auto& [id, state] : sessions_) {
-        if (state.phase == SessionPhase::kRunning) fira_region_utils_->StopSession(hw_index_, id);
-        fira_region_utils_->DeinitSession(hw_index_, id);
+    // Never the subscription of another controller that has taken the radio since.
+    if (fira_region_utils_ != nullptr && fira_region_utils_->IsSubscribed(hw_index_, this)) {
+        fira_region_utils_->UnsubscribeCallback(hw_index_);
     }
-    // Only what is subscribed: the radio may belong to another controller by now.
-    if (active_session_count_ > 0) fira_region_utils_->UnsubscribeCallback(hw_index_);
+    for (const auto& [id, state] : sessions_) fira_region_utils_->DeinitSession(hw_index_, id);
     sessions_.clear();
     active_session_count_ = 0;
     current_channel_ = kNoChannel;
@@ -312,7 +313,7 @@ void FiraController::OnSessionInactive() {
 }
 
 void FiraController::UnsubscribeIfIdle() {
-    if (active_session_count_ == 0 && fira_region_utils_ != nullptr) {
+    if (active_session_count_ == 0 && fira_region_utils_ != nullptr && !is_abandoned_) {
         fira_region_utils_->UnsubscribeCallback(hw_index_);
     }
 }

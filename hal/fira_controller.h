@@ -68,8 +68,10 @@ class FiraController : public ::aidl::hardware::velta::uwb::BnFiraController, pu
     /** Takes this radio's FiRa keys out of config; false when one is bad. */
     bool ConsumeProperties(ConfigUtils& config);
     /**
-     * Ends what the client left behind: stops and removes its sessions in the kernel, gives up the
-     * subscription, forgets the callback. The client may keep calling; nothing of it is left.
+     * Ends what the client left behind: gives up the subscription, forgets the callback, removes
+     * the sessions in the kernel. Call it with the interface down: a radio that is down has no
+     * running session, and a running one cannot be removed. The client may keep calling, but gets
+     * no new session: the radio may be another client's by then.
      */
     void Abandon();
 
@@ -99,6 +101,7 @@ class FiraController : public ::aidl::hardware::velta::uwb::BnFiraController, pu
     int32_t active_session_count_;
     ControllerListener* listener_;
     int8_t current_channel_;
+    bool is_abandoned_ = false;
 };
 
 }  // namespace hardware::velta

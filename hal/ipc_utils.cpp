@@ -46,6 +46,10 @@ ndk::ScopedAStatus BadArgument(const char* format, ...) {
     return status;
 }
 
+ndk::ScopedAStatus Closed() {
+    return Error(ErrorCode::INVALID_STATE, "HAL is closed");
+}
+
 ndk::ScopedAStatus CheckUwbChannelRange(int channel) {
     // Unsigned on purpose: one test refuses negative channels too.
     if (static_cast<uint32_t>(channel) < kChannelCount) return ndk::ScopedAStatus::ok();

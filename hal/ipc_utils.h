@@ -21,6 +21,9 @@ ndk::ScopedAStatus Error(ErrorCode code, const char* format, ...)
 /** Error() with ErrorCode::INVALID_ARGUMENT. */
 ndk::ScopedAStatus BadArgument(const char* format, ...) __attribute__((format(printf, 1, 2)));
 
+/** @return the error of an object that outlived the client's hold on the hardware. */
+ndk::ScopedAStatus Closed();
+
 /** @return OK for a channel of 0 to 15, otherwise BadArgument "Incorrect channel value <n>". */
 ndk::ScopedAStatus CheckUwbChannelRange(int channel);
 

@@ -55,6 +55,7 @@ ScopedAStatus SimpleRangingController::startResponderMode(int32_t pan_id, const 
 // Nothing is rolled back: steps that were done stay in force.
 ScopedAStatus SimpleRangingController::StartMode(McpsUtils::NodeType node_type, int32_t pan_id,
                                                  const UwbAddress& address, int32_t channel) {
+    if (is_abandoned_) return Closed();
     const char* name = iface_name_.c_str();
     if (!interface_tool_->SetUpState(name, false) ||
         !mcps_utils_->SetScheduler(hw_index_, McpsScheduler::kSimpleRanging, kSlotDuration,
@@ -83,6 +84,7 @@ bool SimpleRangingController::SetUwbAddress(const UwbAddress& address) {
 
 ScopedAStatus SimpleRangingController::stop() {
     LOG(INFO) << __func__;
+    if (is_abandoned_) return Closed();
     bool ok = false;
     const McpsHwInfo info = mcps_utils_->GetHardwareInfo(hw_index_, &ok);
     if (!ok || !mcps_utils_->SetRangingRequests(info.hw_index, {})) return UnknownError();
@@ -100,6 +102,7 @@ ScopedAStatus SimpleRangingController::getCapabilities(SimpleRangingCapabilities
 
 ScopedAStatus SimpleRangingController::setRangings(const std::vector<RangingRequest>& requests) {
     LOG(INFO) << __func__;
+    if (is_abandoned_) return Closed();
     if (!interface_tool_->GetUpState(iface_name_.c_str())) {
         return Error(ErrorCode::INVALID_STATE, "Interface is not running");
     }
@@ -114,6 +117,7 @@ ScopedAStatus SimpleRangingController::setCallback(
     const std::shared_ptr<ISimpleRangingCallback>& callback) {
     LOG(INFO) << __func__;
     if (callback == nullptr) return BadArgument("null client");
+    if (is_abandoned_) return Closed();
     auto subscription = std::make_shared<Subscription>(Subscription{callback});
     subscription_ = subscription;
     mcps_utils_->SubscribeRangingResults(
@@ -124,6 +128,7 @@ ScopedAStatus SimpleRangingController::setCallback(
 }
 
 void SimpleRangingController::Abandon() {
+    is_abandoned_ = true;
     // The radios share one subscription: gone from here means that another controller took it.
     if (!subscription_.expired()) mcps_utils_->UnsubscribeRangingResults();
     subscription_.reset();

@@ -46,7 +46,10 @@ class SimpleRangingController : public ::aidl::hardware::velta::uwb::BnSimpleRan
      */
     bool SetUwbAddress(const UwbAddress& address);
 
-    /** Ends what the client left behind: its requests and its subscription, when it has them. */
+    /**
+     * Ends what the client left behind: its requests and its subscription, when it has them. The
+     * client may keep calling, but drives nothing any more: the radio may be another client's.
+     */
     void Abandon();
 
   private:
@@ -64,6 +67,7 @@ class SimpleRangingController : public ::aidl::hardware::velta::uwb::BnSimpleRan
     McpsUtils* mcps_utils_;
     IeeeUtils* ieee_utils_;
     std::weak_ptr<Subscription> subscription_;
+    bool is_abandoned_ = false;
 };
 
 }  // namespace hardware::velta

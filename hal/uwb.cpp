@@ -86,10 +86,9 @@ void Uwb::SetupIfaces() {
     const std::vector<DevInfo> devices = ieee_utils_->ListDevices(&ok);
     if (!ok) return;
     for (const DevInfo& device : devices) {
-        const auto match =
-            std::find_if(hardware.begin(), hardware.end(), [&device](const McpsHwInfo& info) {
-                return info.phy_index == device.phy_index;
-            });
+        const auto match = std::find_if(
+            hardware.begin(), hardware.end(),
+            [&device](const McpsHwInfo& info) { return info.phy_index == device.phy_index; });
         if (match != hardware.end()) ifaces_[device.name] = CreateUwbIface(device, *match);
     }
 }
@@ -102,8 +101,8 @@ std::shared_ptr<UwbIface> Uwb::CreateUwbIface(DevInfo device, McpsHwInfo hardwar
                                                     event_loop_);
     auto ccc = SharedRefBase::make<CccController>(name, index, ieee_utils_, ccc_region_utils_,
                                                   mcps_utils_);
-    auto simple_ranging = SharedRefBase::make<SimpleRangingController>(
-        name, index, interface_tool_, mcps_utils_, ieee_utils_);
+    auto simple_ranging = SharedRefBase::make<SimpleRangingController>(name, index, interface_tool_,
+                                                                       mcps_utils_, ieee_utils_);
     auto iface = SharedRefBase::make<UwbIface>(name, index, interface_tool_, mcps_utils_, fira, ccc,
                                                simple_ranging);
     iface->Setup();  // An interface whose set-up failed is offered all the same.

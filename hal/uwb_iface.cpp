@@ -96,7 +96,7 @@ void UwbIface::OnPreSessionOpen(const McpsRegion& region) {
         return;
     }
     if (!mcps_utils_->SetRegion(hw_index_, region)) {
-        LOG(ERROR) << __func__ << " : Failed to set regions";
+        LOG(ERROR) << __func__ << " : Failed to set regions";  // The blank is part of it.
     }
 }
 
@@ -123,16 +123,16 @@ void UwbIface::Setup() {
 
 void UwbIface::Stop() {
     LOG(INFO) << __func__;
-    // Clients may keep the controllers, but nothing of this client's may go on in the radio.
     WithdrawAsListener();
-    if (fira_controller_ != nullptr) fira_controller_->Abandon();
-    if (ccc_controller_ != nullptr) ccc_controller_->Abandon();
+    const std::shared_ptr<FiraController> fira = std::move(fira_controller_);
+    const std::shared_ptr<CccController> ccc = std::move(ccc_controller_);
+    // Clients may keep the controllers, but nothing of this client's may go on in the radio.
+    if (ccc != nullptr) ccc->Abandon();
     if (simple_ranging_controller_ != nullptr) simple_ranging_controller_->Abandon();
-    fira_controller_.reset();
-    ccc_controller_.reset();
     if (!interface_tool_->SetUpStateIfNecessary(name_.c_str(), false)) {
         LOG(ERROR) << __func__ << ": Failed to down iface " << name_;
     }
+    if (fira != nullptr) fira->Abandon();  // With the interface down its sessions can be removed.
 }
 
 void UwbIface::WithdrawAsListener() {
@@ -152,8 +152,8 @@ void UwbIface::StartKernelRealTime() {
         if (pid == 0) continue;
         const int result = sched_setscheduler(static_cast<pid_t>(pid), SCHED_FIFO, &param);
         if (result != 0) {
-            LOG(ERROR) << __func__
-                       << ": Failed to change scheduler for spi, got error: " << result;
+            // The same text for both threads, and the result in place of the errno.
+            LOG(ERROR) << __func__ << ": Failed to change scheduler for spi, got error: " << result;
         }
     }
 }
@@ -200,6 +200,7 @@ void UwbIface::SetKernelAffinity() {
     if (kt7100_spi_affinity_ != kNoAffinity && pids.kt7100_pid != 0) {
         const int result = PinToCpu(pids.kt7100_pid, kt7100_spi_affinity_);
         if (result != 0) {
+            // "k7100", not "kt7100": log filters know it so.
             LOG(ERROR) << __func__
                        << ": Failed to set spi affinity for k7100-spi, got error: " << result;
         }

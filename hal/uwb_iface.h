@@ -50,7 +50,8 @@ class UwbIface : public ::aidl::hardware::velta::uwb::BnUwbIface, public Control
     /** Raises the SPI threads to real time and puts the scheduler back to "default". */
     void Setup();
 
-    /** Ends the clients' sessions, gives up the FiRa and CCC controllers, takes the interface down. */
+    /** Ends the clients' sessions, gives up the FiRa and CCC controllers, takes the interface down.
+     */
     void Stop();
 
     /**

@@ -3,12 +3,21 @@
 
 #include <android-base/properties.h>
 #include <android-base/strings.h>
+#include <unistd.h>
 
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 #include <fstream>
 
 namespace hardware::velta {
+
+bool LoadSystemProperties(std::string* error) {
+    const char* named = getenv(kPropertiesFileVariable);
+    if (named != nullptr) return LoadPropertiesFile(named, error);
+    return access(kDefaultPropertiesFile, F_OK) != 0 ||
+           LoadPropertiesFile(kDefaultPropertiesFile, error);
+}
 
 bool LoadPropertiesFile(const std::string& path, std::string* error) {
     std::ifstream file(path);

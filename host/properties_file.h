@@ -12,9 +12,18 @@ inline constexpr char kPropertiesFileVariable[] = "VELTA_UWB_PROPERTIES";
 inline constexpr char kDefaultPropertiesFile[] = "/etc/velta-uwb/build.prop";
 
 /**
- * Sets system properties from a file of "key=value" lines, as Android's init does from build.prop:
- * blanks around key and value do not count, "#" starts a comment line. Outside Android properties
- * live in the process, and an "ro." property can be set once.
+ * Does what Android's init does before it starts a service: sets system properties. A file named by
+ * the variable has to be there; the default one does not.
+ *
+ * @param error what is wrong with the file, one line.
+ * @return false when there is one and it is not right.
+ */
+bool LoadSystemProperties(std::string* error);
+
+/**
+ * Sets system properties from a file of "key=value" lines, as of build.prop: blanks around key and
+ * value do not count, "#" starts a comment line. Outside Android properties live in the process,
+ * and an "ro." property can be set once.
  *
  * @param path the file.
  * @param error what is wrong with it, one line.

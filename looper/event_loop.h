@@ -11,8 +11,8 @@ namespace hardware::velta {
  */
 class EventLoop {
   public:
-    /** What a watched descriptor is waited for. */
-    enum ReadyMode {
+    /** What a watched descriptor is waited for. Any other number is refused, not undefined. */
+    enum ReadyMode : int {
         /** The descriptor is readable. */
         kModeInput = 0,
         /** The descriptor is writable. */

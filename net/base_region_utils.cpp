@@ -89,8 +89,10 @@ bool BaseRegionUtils::StartRangingSession(nl_msg* msg, std::function<int(nl_msg*
     if (is_new) {
         socket->DisableAutoAck();
         if (!socket->WatchNetlinkSocket(socket, handler)) return false;
-        ranging_socket_ = socket;
     }
+    // Also when it was held before: the stop of an older session, read just now, may have closed
+    // it, but what was started reports here.
+    ranging_socket_ = socket;
     return true;
 }
 
@@ -101,10 +103,14 @@ void BaseRegionUtils::CloseRangingSocket() {
 }
 
 nlattr* BaseRegionUtils::GetCallContent(nl_msg* msg, uint32_t* hw_index, uint8_t* call_id) const {
-    const int command = genlmsg_hdr(nlmsg_hdr(msg))->cmd;
     const std::string prefix = std::string(__func__) + " " + region_.ToString();
+    const std::optional<int> command = GenlCommand(msg);
+    if (!command) {
+        LOG(ERROR) << prefix << ": Message doesn't respect policy";
+        return nullptr;
+    }
     if (command != MCPS802154_CMD_REGION_CALL) {
-        LOG(WARNING) << prefix << ": Incorrect command received: " << command;
+        LOG(WARNING) << prefix << ": Incorrect command received: " << *command;
         return nullptr;
     }
     AttrTable<MCPS802154_ATTR_MAX> attrs;
@@ -124,7 +130,7 @@ nlattr* BaseRegionUtils::GetCallContent(nl_msg* msg, uint32_t* hw_index, uint8_t
         return nullptr;
     }
     if (!call.Has(MCPS802154_REGION_CALL_ATTR_NAME) ||
-        call.String(MCPS802154_REGION_CALL_ATTR_NAME) != region_.ToString()) {
+        call.Text(MCPS802154_REGION_CALL_ATTR_NAME) != region_.ToString()) {
         LOG(ERROR) << prefix << ": Missing region name in mcps message";
         return nullptr;
     }

@@ -55,6 +55,11 @@ void FiraRegionUtils::UnsubscribeCallback(uint32_t hw_index) {
     if (callbacks_.empty()) CloseRangingSocket();
 }
 
+bool FiraRegionUtils::IsSubscribed(uint32_t hw_index, const FiraCallback* callback) const {
+    const auto entry = callbacks_.find(hw_index);
+    return entry != callbacks_.end() && entry->second == callback;
+}
+
 bool FiraRegionUtils::CreateSessionStateMsg(nl_msg* msg, uint32_t hw_index, uint8_t call_id,
                                             uint32_t session_id) const {
     nlattr* call = nullptr;
@@ -106,9 +111,9 @@ bool FiraRegionUtils::ConfigTwrSession(uint32_t hw_index, const FiraTwrSession& 
     UniqueNlMsg msg;
     nlattr* call = nullptr;
     nlattr* params = nullptr;
-    if (msg.get() == nullptr || !StartCallMessageWithParams(msg.get(), hw_index,
-                                                            FIRA_CALL_SESSION_SET_PARAMS, &call,
-                                                            &params)) {
+    if (msg.get() == nullptr ||
+        !StartCallMessageWithParams(msg.get(), hw_index, FIRA_CALL_SESSION_SET_PARAMS, &call,
+                                    &params)) {
         return false;
     }
     nlattr* nest = nullptr;
@@ -168,9 +173,9 @@ bool FiraRegionUtils::UpdateBlockStriding(uint32_t hw_index, uint32_t session_id
     UniqueNlMsg msg;
     nlattr* call = nullptr;
     nlattr* params = nullptr;
-    if (msg.get() == nullptr || !StartCallMessageWithParams(msg.get(), hw_index,
-                                                            FIRA_CALL_SESSION_SET_PARAMS, &call,
-                                                            &params)) {
+    if (msg.get() == nullptr ||
+        !StartCallMessageWithParams(msg.get(), hw_index, FIRA_CALL_SESSION_SET_PARAMS, &call,
+                                    &params)) {
         return false;
     }
     AttrWriter put(msg.get());

@@ -67,6 +67,9 @@ class FiraRegionUtils : public BaseRegionUtils {
     /** Forgets the callback of a radio; the last one closes the ranging socket. */
     virtual void UnsubscribeCallback(uint32_t hw_index);
 
+    /** @return whether callback is the one of this radio. */
+    bool IsSubscribed(uint32_t hw_index, const FiraCallback* callback) const;
+
     virtual bool InitSession(uint32_t hw_index, uint32_t session_id);
 
     /** Starts a session; the radio needs a callback. */

@@ -162,8 +162,7 @@ int FiraRegionUtils::OnRangingResult(nl_msg* msg) {
         FiraRangingData data;
         data.sessionId = static_cast<int32_t>(session_id);
         data.blockIndex = static_cast<int32_t>(report.U32(FIRA_RANGING_DATA_ATTR_BLOCK_INDEX));
-        callback->second->OnTwrResult(
-            data, ParseMeasurements(hw, report.data(), timestamp_ns));
+        callback->second->OnTwrResult(data, ParseMeasurements(hw, report.data(), timestamp_ns));
     } else {
         LOG(WARNING) << __func__ << ": Missing ranging data attr";
     }
@@ -221,9 +220,8 @@ bool FiraRegionUtils::ParseAntennaMeasurement(nlattr* nest, FiraAntennaMeasureme
     out->angleOfArrival = attrs.S16(FIRA_AOA_ATTR_AOA) * kAzimuthUnit;
     out->figureOfMerit = ReadFigureOfMerit(attrs, FIRA_AOA_ATTR_FOM);
     out->phaseDifferenceOfArrival = attrs.S16(FIRA_AOA_ATTR_PDOA) * kAzimuthUnit;
-    *pair_index = attrs.Has(FIRA_AOA_ATTR_RX_ANTENNA_PAIR)
-                      ? attrs.U8(FIRA_AOA_ATTR_RX_ANTENNA_PAIR)
-                      : static_cast<uint8_t>(kNoAntennaPair);
+    *pair_index = attrs.Has(FIRA_AOA_ATTR_RX_ANTENNA_PAIR) ? attrs.U8(FIRA_AOA_ATTR_RX_ANTENNA_PAIR)
+                                                           : static_cast<uint8_t>(kNoAntennaPair);
     return true;
 }
 

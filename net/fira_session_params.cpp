@@ -27,6 +27,8 @@ constexpr uint8_t kWireInitiator = 1;
 
 constexpr char kCreatingFailed[] = ": Error creating MCPS message";
 
+constexpr size_t kShortAddressSize = 2;
+
 bool PutShortAddress(nl_msg* msg, int attribute, const UwbAddress& address) {
     bool ok = false;
     const uint16_t short_address = ToShortAddress(address.address, &ok);
@@ -36,6 +38,11 @@ bool PutShortAddress(nl_msg* msg, int attribute, const UwbAddress& address) {
         return false;
     }
     return true;
+}
+
+// What a function says after its name when PutShortAddress() has refused address.
+const char* PutShortAddressFailure(const UwbAddress& address) {
+    return address.address.size() == kShortAddressSize ? kCreatingFailed : kBadAddressSize;
 }
 
 std::optional<uint8_t> ToWire(RangingRoundUsage usage) {
@@ -125,11 +132,14 @@ bool PutMainSessionParams(nl_msg* msg, const FiraTwrSession& session) {
         return false;
     }
     // A controlee that was not told its controller has no address to send, as with a bad one.
-    if (!PutShortAddress(msg, FIRA_SESSION_PARAM_SHORT_ADDR, session.deviceAddress) ||
-        (is_controlee && (session.destAddressList.empty() ||
-                          !PutShortAddress(msg, FIRA_SESSION_PARAM_DEST_SHORT_ADDR,
-                                           session.destAddressList.front())))) {
-        LOG(ERROR) << __func__ << kBadAddressSize;
+    const UwbAddress destination =
+        session.destAddressList.empty() ? UwbAddress() : session.destAddressList.front();
+    if (!PutShortAddress(msg, FIRA_SESSION_PARAM_SHORT_ADDR, session.deviceAddress)) {
+        LOG(ERROR) << __func__ << PutShortAddressFailure(session.deviceAddress);
+        return false;
+    }
+    if (is_controlee && !PutShortAddress(msg, FIRA_SESSION_PARAM_DEST_SHORT_ADDR, destination)) {
+        LOG(ERROR) << __func__ << PutShortAddressFailure(destination);
         return false;
     }
     return true;
@@ -258,8 +268,8 @@ bool PutCryptoParams(nl_msg* msg, const FiraTwrSession& session) {
     LOG(INFO) << __func__;
     const auto sts_config = ToWire(session.stsConfig);
     if (!sts_config) {
-        LOG(ERROR) << __func__ << ": Unsupported STS configuration: "
-                   << toString(session.stsConfig);
+        LOG(ERROR) << __func__
+                   << ": Unsupported STS configuration: " << toString(session.stsConfig);
         return false;
     }
     AttrWriter put(msg);
@@ -311,9 +321,8 @@ bool PutControlees(nl_msg* msg, const std::vector<UwbAddress>& controlees,
         const auto list = put.OpenNest(FIRA_CALL_ATTR_CONTROLEES);
         for (size_t i = 0; i < controlees.size() && put.ok(); i++) {
             const auto controlee = put.OpenNest(static_cast<int>(i) + 1);
-            if (put.ok() &&
-                !PutShortAddress(msg, FIRA_CONTROLEE_ATTR_SHORT_ADDR, controlees[i])) {
-                LOG(ERROR) << __func__ << kBadAddressSize;
+            if (put.ok() && !PutShortAddress(msg, FIRA_CONTROLEE_ATTR_SHORT_ADDR, controlees[i])) {
+                LOG(ERROR) << __func__ << PutShortAddressFailure(controlees[i]);
                 return false;
             }
             if (sub_session_ids != nullptr) {

@@ -65,8 +65,7 @@ void ReadDevice(nl_msg* msg, std::vector<DevInfo>* devices) {
         LOG(ERROR) << kHandler << ": Incorrect attr in NL802154_CMD_GET_INTERFACE dump";
         return;
     }
-    devices->push_back(
-        {.name = attrs.String(kAttrIfName), .phy_index = attrs.U32(kAttrWpanPhy)});
+    devices->push_back({.name = attrs.String(kAttrIfName), .phy_index = attrs.U32(kAttrWpanPhy)});
 }
 
 void AppendUwbChannels(nlattr* pages, std::vector<int>* channels) {

@@ -45,7 +45,7 @@ bool Ioctl(int fd, unsigned long request, ifreq* argument) {
 
 // Fills *request with the interface's name and flags.
 bool GetIfState(const char* iface, int fd, ifreq* request) {
-    *request = {};
+    memset(request, 0, sizeof(*request));  // All of its unions.
     strncpy(request->ifr_name, iface, IFNAMSIZ);
     if (request->ifr_name[IFNAMSIZ - 1] != '\0') {
         LOG(ERROR) << "Interface name is too long: " << iface;
@@ -106,8 +106,8 @@ bool InterfaceTool::SetMacAddress(const char* iface, const std::array<uint8_t, 8
     request.ifr_hwaddr.sa_family = kArpHardwareIeee802154;
     memcpy(request.ifr_hwaddr.sa_data, address.data(), address.size());
     if (!Ioctl(fd.get(), SIOCSIFHWADDR, &request)) {
-        LOG(ERROR) << "Could not set interface MAC address for " << iface << " ("
-                   << strerror(errno) << ")";
+        LOG(ERROR) << "Could not set interface MAC address for " << iface << " (" << strerror(errno)
+                   << ")";
         return false;
     }
     return true;
@@ -123,8 +123,8 @@ std::array<uint8_t, 8> InterfaceTool::GetFactoryMacAddress(const char* iface) {
     }
     ifreq request;
     if (!GetIfState(iface, fd.get(), &request)) return address;
-    auto* permanent = static_cast<ethtool_perm_addr*>(
-        malloc(sizeof(ethtool_perm_addr) + address.size()));
+    auto* permanent =
+        static_cast<ethtool_perm_addr*>(malloc(sizeof(ethtool_perm_addr) + address.size()));
     if (permanent == nullptr) {
         LOG(ERROR) << "Failed to set memory for mac address (" << strerror(errno) << ")";
         return address;

@@ -15,7 +15,10 @@
 
 #define MCPS802154_GENL_NAME "mcps802154"
 
-/* Longest string in names of PHYs, schedulers and regions, without its NUL. */
+/*
+ * Longest name of a PHY, scheduler or region. The service takes 20 bytes with the
+ * NUL; a driver may take 20 before it.
+ */
 #define MCPS802154_NAME_MAX 20
 
 /* Generic netlink commands. */

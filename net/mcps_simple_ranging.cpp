@@ -116,9 +116,13 @@ void McpsUtils::CloseRangingSocket() {
 
 int McpsUtils::OnRangingResult(nl_msg* msg) {
     LOG(INFO) << __func__;
-    const int command = genlmsg_hdr(nlmsg_hdr(msg))->cmd;
+    const std::optional<int> command = GenlCommand(msg);
+    if (!command) {
+        LOG(WARNING) << __func__ << ": Failed to parse attr";
+        return NL_STOP;
+    }
     if (command != MCPS802154_CMD_RANGING_REPORT) {
-        LOG(WARNING) << __func__ << ": Incorrect command received: " << command;
+        LOG(WARNING) << __func__ << ": Incorrect command received: " << *command;
         return NL_STOP;
     }
     if (ranging_requests_.empty() || !on_ranging_result_) return NL_STOP;

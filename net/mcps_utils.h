@@ -141,11 +141,15 @@ class McpsUtils {
      */
     static bool ParseHwInfo(nl_msg* msg, McpsHwInfo* info);
 
+    /** Ends simple ranging; handler and requests stay. */
+    void CloseRangingSocket();
+
+    /** Handles a report; always NL_STOP. */
+    int OnRangingResult(nl_msg* msg);
+
   private:
     class CalibrationBatch;
 
-    void CloseRangingSocket();
-    int OnRangingResult(nl_msg* msg);
 
     NlSocketFactory* factory_;
     int net_id_;

@@ -8,10 +8,18 @@
 #include <array>
 #include <cstdint>
 #include <cstring>
+#include <optional>
 #include <string>
 #include <vector>
 
 namespace hardware::velta {
+
+/** @return the generic netlink command of msg; nothing when msg is too short to have one. */
+inline std::optional<int> GenlCommand(nl_msg* msg) {
+    nlmsghdr* header = nlmsg_hdr(msg);
+    if (genlmsg_valid_hdr(header, 0) == 0) return std::nullopt;
+    return genlmsg_hdr(header)->cmd;
+}
 
 /** Whether a nest's type carries NLA_F_NESTED; the mcps802154 family is particular about it. */
 enum class NestFlag {
@@ -168,8 +176,12 @@ class AttrTable {
     uint32_t U32(int attr) const { return Read<uint32_t>(attr); }
     int32_t S32(int attr) const { return Read<int32_t>(attr); }
     uint64_t U64(int attr) const { return Read<uint64_t>(attr); }
-    /** For NLA_STRING, whose policy has made sure of the NUL. */
+    /** For NLA_STRING, whose policy has made sure of the NUL; up to the first one. */
     std::string String(int attr) const { return nla_get_string(attrs_[attr]); }
+    /** As String(), but all of it up to the last NUL: for comparisons that take no junk. */
+    std::string Text(int attr) const {
+        return {static_cast<const char*>(nla_data(attrs_[attr])), Size(attr) - 1};
+    }
 
   private:
     template <typename T>

@@ -13,6 +13,8 @@
 
 #include <utility>
 
+#include "net/nl_attr.h"
+
 namespace hardware::velta {
 namespace {
 
@@ -125,12 +127,13 @@ bool NlSocket::SendAndAwaitResponse(nl_msg* msg, std::function<void(nl_msg*)> on
     bool finished = false;
     int error = 0;
     reader_->on_valid_ = [&finished, &on_response, expected_cmd](nl_msg* reply) {
-        const int command = genlmsg_hdr(nlmsg_hdr(reply))->cmd;
+        const std::optional<int> command = GenlCommand(reply);
+        if (!command) return NL_SKIP;
         if (on_response && command == expected_cmd) {
             finished = true;
             on_response(reply);
         } else {
-            LOG(INFO) << kFunction << ": Incorrect received command, got " << command
+            LOG(INFO) << kFunction << ": Incorrect received command, got " << *command
                       << " instead of " << expected_cmd;
         }
         return NL_SKIP;

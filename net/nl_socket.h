@@ -15,7 +15,7 @@ namespace hardware::velta {
  * One generic netlink socket. Exchanges block the calling thread, at most one second for each read.
  *
  * Messages stay the caller's. Failures are logged and reported as false; the kernel's errno is in
- * the log only.
+ * the log only. All but Setup(), IsValid() and the watch operations need a successful Setup().
  */
 class NlSocket {
   public:
@@ -34,7 +34,10 @@ class NlSocket {
     /** Stops asking for acknowledgements and, with them, checking sequence numbers. */
     virtual void DisableAutoAck();
 
-    /** Stops checking sequence numbers. */
+    /**
+     * Stops libnl's own reads from checking sequence numbers; those of this class stop with
+     * DisableAutoAck().
+     */
     virtual void DisableSeqCheck();
 
     /** @return the numeric id of a generic netlink family, or a negative libnl error. */

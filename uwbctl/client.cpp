@@ -5,10 +5,6 @@
 #include <aidl/hardware/velta/uwb/ErrorCode.h>
 #include <android/binder_manager.h>
 #include <android/binder_process.h>
-#include <poll.h>
-#include <signal.h>
-#include <sys/eventfd.h>
-#include <sys/signalfd.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -81,50 +77,6 @@ void Check(const ScopedAStatus& status, const std::string& asked) {
     throw Failure(kRefused, what + status.getMessage() + " (" + CodeName(code) + ")");
 }
 
-Events::Events() : posted_fd_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
-    signal(SIGPIPE, SIG_IGN);
-    sigset_t signals;
-    sigemptyset(&signals);
-    for (const int number : {SIGINT, SIGTERM, SIGHUP}) sigaddset(&signals, number);
-    sigprocmask(SIG_BLOCK, &signals, nullptr);
-    signal_fd_.reset(signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK));
-}
-
-void Events::Post(std::function<void()> task) {
-    const std::lock_guard lock(mutex_);
-    posted_.push_back(std::move(task));
-    eventfd_write(posted_fd_.get(), 1);
-}
-
-bool Events::RunPosted() {
-    std::deque<std::function<void()>> posted;
-    {
-        const std::lock_guard lock(mutex_);
-        eventfd_t count = 0;
-        eventfd_read(posted_fd_.get(), &count);
-        posted.swap(posted_);
-    }
-    for (const auto& task : posted) task();
-    return !posted.empty();
-}
-
-Events::Wake Events::Wait(milliseconds timeout) {
-    // Asking standard output for nothing still reports that its reader has gone.
-    pollfd fds[] = {{.fd = posted_fd_.get(), .events = POLLIN, .revents = 0},
-                    {.fd = signal_fd_.get(), .events = POLLIN, .revents = 0},
-                    {.fd = STDOUT_FILENO, .events = 0, .revents = 0}};
-    const int ready =
-        poll(fds, std::size(fds), static_cast<int>(std::max(timeout, milliseconds(0)).count()));
-    const bool posted = RunPosted();
-    if (ready > 0 && fds[1].revents != 0) {
-        signalfd_siginfo info = {};
-        (void)!read(signal_fd_.get(), &info, sizeof(info));
-        return Wake::kInterrupted;
-    }
-    if (ready > 0 && (fds[2].revents & (POLLERR | POLLHUP)) != 0) return Wake::kOutputClosed;
-    return posted ? Wake::kPosted : Wake::kTimeout;
-}
-
 Client::Client(Events* events)
     : events_(events), death_recipient_(AIBinder_DeathRecipient_new([](void* cookie) {
           auto* client = static_cast<Client*>(cookie);
@@ -186,6 +138,32 @@ std::shared_ptr<Client::IUwbIface> Client::GetIface(std::string* name) {
 
 void Client::CheckAlive() const {
     if (has_died_) throw Failure(kNoService, "the UWB service has died");
+}
+
+Ended RunUntil(Events* events, const Client& client, milliseconds patience,
+               const std::function<bool()>& done) {
+    while (!done()) {
+        const Events::Wake wake = events->Wait(patience);
+        client.CheckAlive();
+        if (wake == Events::Wake::kTimeout) return Ended::kSilent;
+        if (wake != Events::Wake::kPosted) return Ended::kByUser;
+    }
+    return Ended::kDone;
+}
+
+bool FinishWithin(Events* events, const Client& client, milliseconds time,
+                  const std::function<bool()>& done) {
+    constexpr milliseconds kNoSpin{10};
+    const auto deadline = std::chrono::steady_clock::now() + time;
+    while (!done()) {
+        const auto left =
+            std::chrono::duration_cast<milliseconds>(deadline - std::chrono::steady_clock::now());
+        if (left.count() <= 0) return false;
+        // A closed output wakes at once, every time.
+        if (events->Wait(left) == Events::Wake::kOutputClosed) std::this_thread::sleep_for(kNoSpin);
+        client.CheckAlive();
+    }
+    return true;
 }
 
 }  // namespace uwbctl

@@ -3,16 +3,15 @@
 
 #include <aidl/hardware/velta/uwb/IUwb.h>
 #include <aidl/hardware/velta/uwb/IUwbIface.h>
-#include <android-base/unique_fd.h>
 
 #include <chrono>
-#include <deque>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <stdexcept>
 #include <string>
 #include <vector>
+
+#include "uwbctl/events.h"
 
 namespace uwbctl {
 
@@ -45,40 +44,6 @@ class Failure : public std::runtime_error {
  * @param asked such as "open the hardware".
  */
 void Check(const ndk::ScopedAStatus& status, const std::string& asked);
-
-/**
- * What a command waits for: callbacks from binder's threads, Ctrl-C, the reader of standard output
- * going away. Construct it before any thread starts: it blocks the signals it waits for.
- */
-class Events {
-  public:
-    enum class Wake {
-        /** Posted functions have run. */
-        kPosted,
-        /** The time is over. */
-        kTimeout,
-        /** SIGINT, SIGTERM or SIGHUP. */
-        kInterrupted,
-        /** Nobody reads standard output any more. */
-        kOutputClosed,
-    };
-
-    Events();
-
-    /** Has Wait() run task on its own thread; callable from any thread. */
-    void Post(std::function<void()> task);
-
-    /** Waits for the first of all these; posted functions run before it returns. */
-    Wake Wait(std::chrono::milliseconds timeout);
-
-  private:
-    bool RunPosted();
-
-    std::mutex mutex_;
-    std::deque<std::function<void()>> posted_;
-    android::base::unique_fd posted_fd_;
-    android::base::unique_fd signal_fd_;
-};
 
 /** A connection to the service. */
 class Client {
@@ -114,5 +79,32 @@ class Client {
     bool is_open_ = false;
     bool has_died_ = false;
 };
+
+/** How RunUntil() ended. */
+enum class Ended {
+    /** What was waited for is there. */
+    kDone,
+    /** The user interrupted, or reads the output no more. */
+    kByUser,
+    /** Nothing came from the service for too long. */
+    kSilent,
+};
+
+/**
+ * Runs what the service's callbacks post until done.
+ *
+ * @param patience how long nothing at all may come.
+ * @return why it ended; a Failure when the service dies.
+ */
+Ended RunUntil(Events* events, const Client& client, std::chrono::milliseconds patience,
+               const std::function<bool()>& done);
+
+/**
+ * As RunUntil(), but nothing that the user does ends it: for what has to be tidied up.
+ *
+ * @return whether it was done in time.
+ */
+bool FinishWithin(Events* events, const Client& client, std::chrono::milliseconds time,
+                  const std::function<bool()>& done);
 
 }  // namespace uwbctl

@@ -108,6 +108,15 @@ ExitStatus ShowInfo(Events* events, std::string name) {
     return kDone;
 }
 
+ExitStatus ApplyCountry(Events* events, const std::string& country) {
+    Client client(events);
+    client.Open();
+    const std::string what = country.empty() ? "no known country" : "country " + country;
+    Check(client.service()->applyCountryRestriction(country), "apply the calibration of " + what);
+    fprintf(stderr, "calibration of %s loaded\n", what.c_str());
+    return kDone;
+}
+
 ExitStatus WaitForService(int seconds) {
     if (Client::WaitForService(std::chrono::seconds(seconds))) return kDone;
     throw Failure(kNoService,

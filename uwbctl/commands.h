@@ -13,6 +13,9 @@ ExitStatus ListIfaces(Events* events);
 /** Prints what an interface can do; the first one for an empty name. */
 ExitStatus ShowInfo(Events* events, std::string name);
 
+/** Loads the calibration for a country; empty when it is not known. */
+ExitStatus ApplyCountry(Events* events, const std::string& country);
+
 /** Waits until the service is registered. */
 ExitStatus WaitForService(int seconds);
 

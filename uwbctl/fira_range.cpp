@@ -16,11 +16,14 @@ namespace uwbctl {
 namespace {
 
 using namespace ::aidl::hardware::velta::uwb;
+using ::android::base::StringPrintf;
 using ::ndk::ScopedAStatus;
 using std::chrono::milliseconds;
 
 constexpr char kDefaultControllerAddress[] = "0x0001";
 constexpr char kDefaultControleeAddress[] = "0x0002";
+
+constexpr size_t kShortAddressSize = 2;
 
 // The radio reports a stop after the round that it is in.
 constexpr milliseconds kStopPatience{5000};
@@ -29,8 +32,8 @@ constexpr int kPatienceBlocks = 10;
 constexpr milliseconds kPatienceExtra{1000};
 
 UwbAddress AddressOption(const std::string& option, const std::string& text) {
-    const std::optional<UwbAddress> address = ParseShortAddress(text);
-    if (!address) {
+    const std::optional<UwbAddress> address = ParseAddress(text);
+    if (!address || address->address.size() != kShortAddressSize) {
         throw Failure(kUsage, option + ": not a short address: " + text +
                                   " (expected two bytes as 0x1234 or 12:34)");
     }
@@ -142,23 +145,19 @@ void Range(Events* events, const Client& client, const FiraRangeOptions& options
            const Progress& progress) {
     const milliseconds patience =
         milliseconds(options.block_duration_ms) * kPatienceBlocks + kPatienceExtra;
-    while (options.count == 0 || progress.reports < options.count) {
-        const uint64_t before = progress.reports;
-        const Events::Wake wake = events->Wait(patience);
-        client.CheckAlive();
-        if (wake == Events::Wake::kInterrupted || wake == Events::Wake::kOutputClosed) return;
-        if (progress.stop_reason) {
-            throw Failure(kRadioFailed, android::base::StringPrintf(
-                                            "the radio stopped the session (reason %d) after %llu "
-                                            "reports",
-                                            *progress.stop_reason,
-                                            static_cast<unsigned long long>(progress.reports)));
-        }
-        if (wake == Events::Wake::kTimeout && progress.reports == before) {
-            throw Failure(kRadioFailed,
-                          android::base::StringPrintf("no report from the radio for %lld ms",
-                                                      static_cast<long long>(patience.count())));
-        }
+    const Ended ended = RunUntil(events, client, patience, [&] {
+        return progress.stop_reason.has_value() ||
+               (options.count != 0 && progress.reports >= options.count);
+    });
+    if (ended == Ended::kSilent) {
+        throw Failure(kRadioFailed, StringPrintf("no report from the radio for %lld ms",
+                                                 static_cast<long long>(patience.count())));
+    }
+    if (progress.stop_reason && (options.count == 0 || progress.reports < options.count)) {
+        throw Failure(
+            kRadioFailed,
+            StringPrintf("the radio stopped the session (reason %d) after %llu reports",
+                         *progress.stop_reason, static_cast<unsigned long long>(progress.reports)));
     }
 }
 
@@ -167,18 +166,9 @@ void EndSession(Events* events, const Client& client, IFiraController* controlle
                 const Progress& progress, int32_t session_id) {
     if (!progress.stop_reason) {
         Check(controller->stopRangingSession(session_id), "stop ranging");
-        const auto deadline = std::chrono::steady_clock::now() + kStopPatience;
-        while (!progress.stop_reason) {
-            const auto left = std::chrono::duration_cast<milliseconds>(
-                deadline - std::chrono::steady_clock::now());
-            if (left.count() <= 0) {
-                throw Failure(kRadioFailed, "the radio did not confirm the stop");
-            }
-            // Whatever else happens, the session is to end.
-            if (events->Wait(left) == Events::Wake::kOutputClosed) {
-                std::this_thread::sleep_for(milliseconds(10));
-            }
-            client.CheckAlive();
+        if (!FinishWithin(events, client, kStopPatience,
+                          [&progress] { return progress.stop_reason.has_value(); })) {
+            throw Failure(kRadioFailed, "the radio did not confirm the stop");
         }
     }
     Check(controller->deinitSession(session_id), "remove the session");

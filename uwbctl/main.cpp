@@ -9,9 +9,11 @@
 #include <cstdio>
 #include <string>
 
+#include "uwbctl/ccc_session.h"
 #include "uwbctl/client.h"
 #include "uwbctl/commands.h"
 #include "uwbctl/fira_range.h"
+#include "uwbctl/simple_ranging.h"
 
 namespace {
 
@@ -49,6 +51,44 @@ void AddFira(CLI::App* app, FiraRangeOptions* options) {
         ->capture_default_str();
 }
 
+CLI::App* AddCcc(CLI::App* app, CccOptions* options) {
+    CLI::App* ccc = app->add_subcommand("ccc", "Run a CCC (digital key) session");
+    ccc->add_option("-i,--iface", options->iface, "Interface; the first one by default");
+    ccc->add_option("-d,--delay", options->delay_ms,
+                    "Milliseconds until the start, beyond the system's minimum")
+        ->capture_default_str();
+    ccc->add_option("-c,--channel", options->channel, "UWB channel")->capture_default_str();
+    ccc->add_option("-t,--time", options->seconds, "Seconds until it ends; 0 for no end")
+        ->check(CLI::NonNegativeNumber)
+        ->capture_default_str();
+    return ccc;
+}
+
+CLI::App* AddSimple(CLI::App* app, SimpleOptions* options) {
+    constexpr int kMaxPanId = 0xFFFF;
+    CLI::App* simple = app->add_subcommand(
+        "simple",
+        "Range with a list of peers, without a session, and print a line for each result");
+    simple
+        ->add_option("-p,--peer", options->peers,
+                     "Address of a peer as a number, such as 0x1234; requests count from 1")
+        ->required();
+    simple->add_option("-i,--iface", options->iface, "Interface; the first one by default");
+    simple->add_flag("--responder", options->is_responder,
+                     "Be a responder; otherwise the initiator");
+    simple->add_option("-a,--address", options->address, "This device's address, 2 to 8 bytes")
+        ->capture_default_str();
+    simple->add_option("--pan", options->pan_id, "PAN identifier")
+        ->check(CLI::Range(0, kMaxPanId))
+        ->capture_default_str();
+    simple->add_option("-c,--channel", options->channel, "UWB channel")->capture_default_str();
+    simple->add_option("--param", options->param, "Second value of each request, for the driver")
+        ->capture_default_str();
+    simple->add_option("-n,--count", options->count, "Results to print; 0 for no end")
+        ->capture_default_str();
+    return simple;
+}
+
 int Run(int argc, char** argv) {
     constexpr int kDefaultWaitSeconds = 10;
     CLI::App app("Drives the UWB service from a terminal.", "uwbctl");
@@ -59,7 +99,10 @@ int Run(int argc, char** argv) {
 
     std::string iface;
     int seconds = kDefaultWaitSeconds;
+    std::string country;
     FiraRangeOptions range;
+    CccOptions ccc_options;
+    SimpleOptions simple_options;
     CLI::App* ifaces = app.add_subcommand("ifaces", "List the UWB interfaces");
     CLI::App* info = app.add_subcommand("info", "Show what an interface can do");
     info->add_option("iface", iface, "Interface; the first one by default");
@@ -67,7 +110,12 @@ int Run(int argc, char** argv) {
     wait->add_option("seconds", seconds, "How long at most")
         ->capture_default_str()
         ->check(CLI::NonNegativeNumber);
+    CLI::App* country_command = app.add_subcommand("country", "Load the calibration of a country");
+    country_command->add_option("code", country,
+                                "ISO 3166-1 alpha-2 code, such as FR; without one: not known");
     AddFira(&app, &range);
+    const CLI::App* ccc = AddCcc(&app, &ccc_options);
+    const CLI::App* simple = AddSimple(&app, &simple_options);
 
     try {
         app.parse(argc, argv);
@@ -79,6 +127,9 @@ int Run(int argc, char** argv) {
     if (*ifaces) return ListIfaces(&events);
     if (*info) return ShowInfo(&events, iface);
     if (*wait) return WaitForService(seconds);
+    if (*country_command) return ApplyCountry(&events, country);
+    if (*ccc) return RunCcc(&events, ccc_options);
+    if (*simple) return RunSimple(&events, simple_options);
     return FiraRange(&events, range);
 }
 

@@ -16,14 +16,16 @@ using ::android::base::StringPrintf;
 constexpr double kDegreesPerRadian = 180 / std::numbers::pi;
 constexpr double kNanosecondsPerSecond = 1e9;
 constexpr size_t kShortAddressSize = 2;
+constexpr size_t kMaxAddressSize = 8;
+constexpr size_t kByteDigits = 2;
 constexpr int kHexBase = 16;
 
 std::optional<uint8_t> ParseHexByte(const std::string& digits) {
-    char* end = nullptr;
-    if (digits.size() != 2 || digits.find_first_not_of("0123456789abcdefABCDEF") != digits.npos) {
+    if (digits.size() != kByteDigits ||
+        digits.find_first_not_of("0123456789abcdefABCDEF") != digits.npos) {
         return std::nullopt;
     }
-    return static_cast<uint8_t>(strtoul(digits.c_str(), &end, kHexBase));
+    return static_cast<uint8_t>(strtoul(digits.c_str(), nullptr, kHexBase));
 }
 
 const char* LineOfSightText(int value) {
@@ -46,19 +48,21 @@ std::string AngleText(const char* name, double radians, double figure_of_merit) 
 
 }  // namespace
 
-std::optional<UwbAddress> ParseShortAddress(const std::string& text) {
-    std::string digits;
-    if (text.starts_with("0x") || text.starts_with("0X")) {
-        digits = text.substr(2);
-    } else if (const size_t colon = text.find(':'); colon != text.npos) {
-        digits = text.substr(0, colon) + text.substr(colon + 1);
-    }
-    if (digits.size() != 2 * kShortAddressSize) return std::nullopt;
-    const auto high = ParseHexByte(digits.substr(0, 2));
-    const auto low = ParseHexByte(digits.substr(2));
-    if (!high || !low) return std::nullopt;
+std::optional<UwbAddress> ParseAddress(const std::string& text) {
+    const bool has_prefix = text.starts_with("0x") || text.starts_with("0X");
+    const std::string body = has_prefix ? text.substr(2) : text;
+    const size_t step = has_prefix ? kByteDigits : kByteDigits + 1;
     UwbAddress address;
-    address.address = {*high, *low};
+    for (size_t start = 0; start < body.size(); start += step) {
+        const auto byte = ParseHexByte(body.substr(start, kByteDigits));
+        const size_t end = start + kByteDigits;
+        const bool is_last = end == body.size();
+        if (!byte || (!has_prefix && !is_last && (body[end] != ':' || end + 1 == body.size()))) {
+            return std::nullopt;
+        }
+        address.address.push_back(*byte);
+    }
+    if (address.address.empty() || address.address.size() > kMaxAddressSize) return std::nullopt;
     return address;
 }
 

@@ -11,8 +11,11 @@
 
 namespace uwbctl {
 
-/** @return a short address from "0x1234" or "12:34", most significant first; empty when bad. */
-std::optional<::aidl::hardware::velta::uwb::UwbAddress> ParseShortAddress(const std::string& text);
+/**
+ * @return an address of 1 to 8 bytes from "0x1234" or "12:34", most significant first; empty when
+ *         bad.
+ */
+std::optional<::aidl::hardware::velta::uwb::UwbAddress> ParseAddress(const std::string& text);
 
 /** @return "0x1234" for a short address, "12:34:..." for any other. */
 std::string AddressText(const ::aidl::hardware::velta::uwb::UwbAddress& address);

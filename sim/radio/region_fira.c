@@ -300,7 +300,7 @@ static int call_controlees(struct sim_fira_session *session,
 		return sim_refuse(extack, NULL, -EINVAL, "no controlees");
 	memcpy(list.items, session->controlees, sizeof(list.items));
 	err = controlees_apply(&list, nest, apply, extack);
-	if (!err)
+	if (!err && list.n > session->n_controlees)
 		err = check_controlees(&session->params, list.n, extack);
 	if (err)
 		return err;

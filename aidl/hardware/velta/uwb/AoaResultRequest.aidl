@@ -8,6 +8,6 @@ package hardware.velta.uwb;
 enum AoaResultRequest {
     /** No angles. */
     NO_AOA_REPORT = 0,
-    /** Angles of the kind that the session'"'"'s aoaType names. */
+    /** Angles of the kind that the session's aoaType names. */
     REQ_AOA_RESULTS = 1,
 }

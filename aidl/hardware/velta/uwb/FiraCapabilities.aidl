@@ -23,7 +23,7 @@ import hardware.velta.uwb.RframeConfig;
 parcelable FiraCapabilities {
     /**
      * Channels of channel page 4 that a new session may use: all that the PHY supports, or the one
-     * that the sessions of this interface already share.
+     * that an earlier session of this interface has fixed.
      */
     int[] supportedChannels;
     /** Whether azimuth can be measured. */

@@ -14,7 +14,8 @@ import hardware.velta.uwb.UwbAddress;
 parcelable FiraTwrMeasurement {
     /** Short address of the peer, 2 bytes, most significant first. */
     UwbAddress peerAddress;
-    /** When the round took place: CLOCK_MONOTONIC in nanoseconds. */
+    /** When the round took place, in nanoseconds of the driver's clock, CLOCK_MONOTONIC as a rule;
+     * without the driver's word, when the report arrived by that clock. */
     long timestampNs;
     /** 0 for success, otherwise the radio's reason. */
     int status;

@@ -9,9 +9,9 @@ import hardware.velta.uwb.UwbAddress;
 /**
  * FiRa two-way ranging on one interface.
  *
- * Session identifiers are taken as unsigned. Calls that name a session fail with
- * INVALID_ARGUMENT "Unknown session id <id>" when it was not initialised, and with FAILED
- * "Unsupported operation" when the radio refuses.
+ * Session identifiers are taken as unsigned. Unless they say otherwise, calls that name a
+ * session fail with INVALID_ARGUMENT "Unknown session id <id>" when it was not initialised, and with
+ * FAILED "Unsupported operation" when the radio refuses.
  */
 @VintfStability
 interface IFiraController {
@@ -22,7 +22,8 @@ interface IFiraController {
     void clearSessionCallback();
 
     /**
-     * @return what the radio can do now; one channel only while sessions share it.
+     * @return what the radio can do now. Once a session has fixed the channel that is the only one,
+     *         until the last running session has stopped, or reset().
      * @throws FAILED when the query fails.
      */
     FiraCapabilities getCapabilities();
@@ -59,8 +60,8 @@ interface IFiraController {
     void updateTwoWayRangingBlockStriding(int sessionId, int blockStridingValue);
 
     /**
-     * Adds controlees, also while ranging. The outcome arrives as onControleesAdded() or
-     * onControleesAddFailed().
+     * Adds controlees, also while ranging. The call succeeds whatever the radio says; its answer
+     * arrives as onControleesAdded() or onControleesAddFailed() when there is a session callback.
      *
      * @param controlees short addresses.
      * @param subSessionIds one for each controlee, or null.
@@ -69,8 +70,9 @@ interface IFiraController {
     void addControlees(int sessionId, in UwbAddress[] controlees, in @nullable int[] subSessionIds);
 
     /**
-     * Removes controlees, also while ranging. The outcome arrives as onControleesRemoved() or
-     * onControleesRemoveFailed().
+     * Removes controlees, also while ranging. The call succeeds whatever the radio says; its answer
+     * arrives as onControleesRemoved() or onControleesRemoveFailed() when there is a session
+     * callback.
      */
     void removeControlees(int sessionId, in UwbAddress[] controlees);
 

@@ -33,7 +33,7 @@ oneway interface IFiraSessionCallback {
     /**
      * A session has stopped ranging, asked for or not; it is still initialised.
      *
-     * @param reason the radio's reason, 0 when the stop was asked for.
+     * @param reason the driver's reason, passed through; drivers use 0 for a stop that was asked for.
      */
     void onSessionStopped(int sessionId, int reason);
 }

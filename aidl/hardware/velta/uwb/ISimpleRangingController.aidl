@@ -9,7 +9,8 @@ import hardware.velta.uwb.UwbAddress;
 /**
  * Ranging with a list of peers, without a session.
  *
- * Failures of the kernel side are FAILED "Unknown error".
+ * Unless they say otherwise, calls fail with FAILED "Unknown error" when the kernel side does;
+ * stop() and setRangings() also when no callback was ever set.
  */
 @VintfStability
 interface ISimpleRangingController {
@@ -20,7 +21,7 @@ interface ISimpleRangingController {
      * @param panId PAN identifier, the low 16 bits.
      * @param address MAC address, at most 8 bytes, most significant first.
      * @param channel one of SimpleRangingCapabilities.supportedChannels.
-     * @throws INVALID_ARGUMENT "Incorrect channel value".
+     * @throws INVALID_ARGUMENT "Incorrect channel value", also when the channels cannot be read.
      */
     void startInitiatorMode(int panId, in UwbAddress address, int channel);
 
@@ -43,7 +44,7 @@ interface ISimpleRangingController {
     void setRangings(in RangingRequest[] requests);
 
     /**
-     * Sets the callback, replacing the previous one.
+     * Sets the callback, replacing the previous one: there is one for all interfaces.
      *
      * @throws INVALID_ARGUMENT "null client".
      */

@@ -20,19 +20,21 @@ interface IUwb {
      *
      * @param callback lives as long as the client wants the hardware.
      * @throws INVALID_ARGUMENT "null client callback".
-     * @throws INVALID_STATE "HAL is already open" while another client lives.
+     * @throws INVALID_STATE "HAL is already open" while a client lives, this one included.
      * @throws FAILED when a kernel family that is needed is not there.
      */
     void open(in @nullable IUwbClientCallback callback);
 
     /**
      * Gives the hardware back: sessions end, interfaces go down. Not an error when nothing is
-     * open. Objects that the client still holds answer, but drive nothing any more.
+     * open. Objects that the client still holds answer, but drive nothing any more:
+     * what would touch the radio fails with INVALID_STATE "HAL is closed".
      */
     void close();
 
     /**
-     * Lists the radios that the driver knows, opened or not.
+     * Lists the radios that the driver knows. Works without holding the hardware, once any client
+     * has opened it since the service started.
      *
      * @return the hardware indexes.
      * @throws FAILED "Failed to list hardware".

@@ -1,0 +1,218 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "net/config_utils.h"
+
+#include <android-base/file.h>
+#include <android-base/properties.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+
+#include "../log_capture.h"
+#include "host/properties_file.h"
+
+namespace hardware::velta {
+namespace {
+
+using ::testing::ElementsAre;
+
+constexpr char kMissing[] = "/nonexistent/uwb.conf";
+
+std::string Written(const TemporaryFile& file, const std::string& text) {
+    EXPECT_TRUE(android::base::WriteStringToFile(text, file.path));
+    return file.path;
+}
+
+// The entries as "key>value;".
+std::string Entries(ConfigUtils* config) {
+    std::string text;
+    for (const auto& [key, value] : *config) text += key + ">" + value + ";";
+    return text;
+}
+
+TEST(ConfigUtilsTest, ReadsLines) {
+    const struct {
+        const char *text, *entries;
+    } kCases[] = {
+        {"", ""},
+        {"channel = 9 # default\n", "channel>9;"},
+        {"a=1\na=2", "a>2;"},
+        {"b=1\r\na=2\r\n\r\n", "a>2;b>1;"},
+        {"key=\n", ""},
+        {"key=\r\n", "key>;"},
+        {"key= \n", "key>;"},
+        {"key = ;x\n", "key>;"},
+        {"key=;", "key>;"},
+        {"  spaced key \t=\v spaced value \f\n", "spaced key>spaced value;"},
+        {"k = v // note\nl = v ; note\nm = v # note\n", "k>v;l>v;m>v;"},
+        {"dir=a//b;c\n", "dir>a;"},
+        {"path=/a/b\n", "path>/a/b;"},
+        {"# a = b\n;a = b\n//a = b\na;b = c\na # = b\n", ""},
+        {"no equals\n", ""},
+        {"=v\n", ">v;"},
+        {"a = b = c\n", "a>b = c;"},
+        {"[HAL]x = 1\n", "[HAL]x>1;"},
+    };
+    for (const auto& [text, entries] : kCases) {
+        TemporaryFile file;
+        ConfigUtils config;
+        EXPECT_TRUE(config.Load(Written(file, text).c_str()));
+        EXPECT_EQ(Entries(&config), entries) << text;
+    }
+}
+
+TEST(ConfigUtilsTest, LoadMergesAndAMissingFileChangesNothing) {
+    LogCapture log;
+    TemporaryFile file;
+    ConfigUtils config;
+    config.Set("a", "old");
+    config.Set("b", "kept");
+    EXPECT_TRUE(config.Load(Written(file, "a = new\n").c_str()));
+    EXPECT_FALSE(config.Load(kMissing));
+    EXPECT_FALSE(config.Load(nullptr));
+    EXPECT_EQ(Entries(&config), "a>new;b>kept;");
+    EXPECT_THAT(log.lines(),
+                ElementsAre("E velta.uwb.CongifUtils Load Cannot open file: /nonexistent/uwb.conf",
+                            "E velta.uwb.CongifUtils Load Bad argument"));
+}
+
+TEST(ConfigUtilsTest, SavesWithoutLineEndsOverWhatWasThere) {
+    LogCapture log;
+    TemporaryFile file;
+    ConfigUtils config;
+    config.Set("b", "2");
+    config.Set("a", "1");
+    EXPECT_TRUE(config.Save(Written(file, "much longer than what is written").c_str()));
+    std::string text;
+    EXPECT_TRUE(android::base::ReadFileToString(file.path, &text));
+    EXPECT_EQ(text, "a = 1b = 2");
+    EXPECT_FALSE(config.Save(kMissing));
+    EXPECT_FALSE(config.Save(nullptr));
+    config.Dump();
+    EXPECT_THAT(
+        log.lines(),
+        ElementsAre("E velta.uwb.CongifUtils Save Cannot open file: /nonexistent/uwb.conf",
+                    "E velta.uwb.CongifUtils Save Bad argument", "I velta.uwb.CongifUtils Dump a=1",
+                    "I velta.uwb.CongifUtils Dump b=2"));
+}
+
+TEST(ConfigUtilsTest, ConsumedErasedAndClearedKeysAreGone) {
+    ConfigUtils config;
+    for (const char* key : {"a", "b", "c", "d"}) config.Set(key, key + std::string("!"));
+    EXPECT_EQ(config.GetValue("a"), "a!");
+    EXPECT_EQ(config.ConsumeValue("a"), "a!");
+    EXPECT_EQ(config.ConsumeValue("a"), "");
+    EXPECT_TRUE(config.Erase("b"));
+    EXPECT_FALSE(config.Erase("b"));
+    EXPECT_EQ(config.Erase(config.begin())->first, "d");
+    EXPECT_EQ(Entries(&config), "d>d!;");
+    EXPECT_FALSE(config.IsEmpty());
+    config.Clear();
+    EXPECT_TRUE(config.IsEmpty());
+}
+
+TEST(ConfigUtilsTest, ConvertsWholeIntegersOnly) {
+    const struct {
+        std::string text;
+        bool is_long, is_unsigned;
+        long value;
+    } kCases[] = {
+        {"42", true, true, 42},
+        {"0x2A", true, true, 42},
+        {"0X2a", true, true, 42},
+        {"052", true, true, 42},
+        {" \t-1", true, true, -1},
+        {"+7", true, true, 7},
+        {"0", true, true, 0},
+        {"9223372036854775807", true, true, INT64_MAX},
+        {"18446744073709551615", false, true, -1},
+        {"18446744073709551616", false, false, 0},
+        {"10 ", false, false, 0},
+        {"", false, false, 0},
+        {" ", false, false, 0},
+        {"0x", false, false, 0},
+        {"08", false, false, 0},
+        {"5G", false, false, 0},
+        {std::string("5\0", 2), false, false, 0},
+    };
+    for (const auto& test : kCases) {
+        long value = 1234;
+        EXPECT_EQ(ConfigUtils::ToInt(test.text, value), test.is_long) << test.text;
+        EXPECT_EQ(value, test.is_long ? test.value : 1234) << test.text;
+        unsigned long wide = 1234;
+        EXPECT_EQ(ConfigUtils::ToInt(test.text, wide), test.is_unsigned) << test.text;
+        EXPECT_EQ(wide, test.is_unsigned ? static_cast<unsigned long>(test.value) : 1234u);
+    }
+}
+
+TEST(ConfigUtilsTest, ConvertsPairsOfDigitsAndKeepsThoseBeforeABadOne) {
+    const struct {
+        const char* text;
+        bool ok;
+        std::string bytes;
+    } kCases[] = {
+        {"0a:FF", true, "\x0a\xff"}, {"7f", true, "\x7f"},      {"", false, ""},
+        {"a:ff", false, ""},         {"0a:f", false, "\x0a"},   {"0a:", false, "\x0a"},
+        {":0a", false, ""},          {"0a::0b", false, "\x0a"}, {"01:0g", false, "\x01"},
+        {"01:002", false, "\x01"},   {"01 :02", false, ""},     {"01:02 ", false, "\x01"},
+    };
+    for (const auto& [text, ok, appended] : kCases) {
+        LogCapture log;
+        std::vector<char> bytes = {'>'};
+        EXPECT_EQ(ConfigUtils::ToArray(text, bytes), ok) << text;
+        EXPECT_EQ(std::string(bytes.begin(), bytes.end()), ">" + appended) << text;
+        EXPECT_THAT(log.lines(), ElementsAre("I velta.uwb.CongifUtils ToArray"));
+    }
+}
+
+TEST(ConfigUtilsTest, TrimTakesBlanksOfBothEndsOnly) {
+    for (const auto& [text, trimmed] :
+         {std::pair("\t\n\v\f\r a b \r", "a b"), std::pair(" \t", ""), std::pair("", ""),
+          std::pair("x", "x"), std::pair("\x08x\x0e", "\x08x\x0e")}) {
+        std::string value = text;
+        trim(&value);
+        EXPECT_EQ(value, trimmed);
+    }
+}
+
+TEST(PropertiesFileTest, SetsProperties) {
+    TemporaryFile file;
+    std::string error;
+    EXPECT_TRUE(LoadPropertiesFile(
+        Written(file, "# note\n\n  uwb.test.a = x = y  \nuwb.test.b=\nro.uwb.test.c=1"), &error))
+        << error;
+    EXPECT_EQ(android::base::GetProperty("uwb.test.a", "none"), "x = y");
+    EXPECT_EQ(android::base::GetProperty("ro.uwb.test.c", "none"), "1");
+}
+
+TEST(PropertiesFileTest, NamesFileAndLineOfWhatIsWrong) {
+    TemporaryFile file;
+    const std::string path = file.path;
+    const struct {
+        std::string text, error;
+    } kCases[] = {
+        {"uwb.test.d=1\nnonsense\n", ":2: not a \"key=value\" line: nonsense"},
+        {"=value\n", ":1: not a \"key=value\" line: =value"},
+        {"ro.uwb.test.e=1\nro.uwb.test.e=2\n", ":2: property cannot be set: ro.uwb.test.e"},
+    };
+    for (const auto& [text, expected] : kCases) {
+        std::string error;
+        EXPECT_FALSE(LoadPropertiesFile(Written(file, text), &error));
+        EXPECT_EQ(error, path + expected);
+    }
+    EXPECT_EQ(android::base::GetProperty("uwb.test.d", ""), "1");
+    std::string error;
+    EXPECT_FALSE(LoadPropertiesFile(kMissing, &error));
+    EXPECT_EQ(error, std::string(kMissing) + ": No such file or directory");
+    setenv(kPropertiesFileVariable, kMissing, 1);
+    EXPECT_FALSE(LoadSystemProperties(&error));
+    setenv(kPropertiesFileVariable, Written(file, "uwb.test.f=1").c_str(), 1);
+    EXPECT_TRUE(LoadSystemProperties(&error));
+    unsetenv(kPropertiesFileVariable);
+    EXPECT_EQ(android::base::GetProperty("uwb.test.f", ""), "1");
+    EXPECT_FALSE(LoadPropertiesFile("/", &error));
+    EXPECT_EQ(error.substr(0, 2), "/:");
+}
+
+}  // namespace
+}  // namespace hardware::velta
