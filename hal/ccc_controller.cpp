@@ -86,17 +86,16 @@ ScopedAStatus CccController::startSession(int32_t /*session_id*/, int64_t delay_
     *uwb_time0 = static_cast<int64_t>(static_cast<uint64_t>(NowMilliseconds()) + start_ms);
     LOG(INFO) << __func__ << "UwbTime0 = " << *uwb_time0;  // Nothing between the two on purpose.
     CccRegionCallback* const previous = ccc_region_utils_->callback();
-    const bool was_running = is_running_;
     ccc_region_utils_->SetCallback(this);
-    is_running_ = true;  // Before the start: a stop may be read with its acknowledgement.
     if (!ccc_region_utils_->StartCccSession(hw_index_, start_ms * kNanosecondsPerMillisecond,
                                             static_cast<uint8_t>(channel))) {
-        is_running_ = is_running_ && was_running;
         ccc_region_utils_->SetCallback(previous);
         ScopedAStatus status = Error(ErrorCode::FAILED, "Failed to start ccc session");
         NotifySessionChanged();
         return status;
     }
+    // Only now: a stop that was read while the start was waited for is that of an older session.
+    is_running_ = true;
     return ScopedAStatus::ok();
 }
 
@@ -182,7 +181,9 @@ void CccController::Abandon() {
         ccc_region_utils_->SetCallback(nullptr);
     }
     is_running_ = false;
-    if (is_deep_sleep_off_ && !SendAutoSleepMargin(auto_sleep_margin_)) {
+    // A country loaded since may have taken the margin away: then there is nothing to put back.
+    if (is_deep_sleep_off_ && !auto_sleep_margin_.empty() &&
+        !SendAutoSleepMargin(auto_sleep_margin_)) {
         LOG(WARNING) << __func__ << kEnableFailed;
     }
     is_deep_sleep_off_ = false;

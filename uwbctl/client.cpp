@@ -33,7 +33,7 @@ std::string InstanceName() {
 
 // Looks the service up. Without a service manager binder waits for one for ever, so it is asked
 // from a thread of its own, which is left behind when it does not come back.
-ndk::SpAIBinder FindService() {
+ndk::SpAIBinder FindBinder() {
     if (access(kBinderDevice, R_OK | W_OK) != 0) {
         throw Failure(kNoService,
                       std::string("no binder: ") + kBinderDevice + " is missing or not accessible");
@@ -82,7 +82,7 @@ Client::Client(Events* events)
           auto* client = static_cast<Client*>(cookie);
           client->events_->Post([client] { client->has_died_ = true; });
       })) {
-    service_ = IUwb::fromBinder(FindService());
+    service_ = FindService();
     if (service_ == nullptr) {
         throw Failure(kNoService, "the UWB service is not there (" + InstanceName() +
                                       " is not registered): is it running?");
@@ -97,9 +97,13 @@ Client::~Client() {
     if (is_open_) service_->close();
 }
 
+std::shared_ptr<IUwb> Client::FindService() {
+    return IUwb::fromBinder(FindBinder());
+}
+
 bool Client::WaitForService(std::chrono::seconds timeout) {
     const auto deadline = std::chrono::steady_clock::now() + timeout;
-    while (FindService().get() == nullptr) {
+    while (FindService() == nullptr) {
         if (std::chrono::steady_clock::now() >= deadline) return false;
         std::this_thread::sleep_for(kServicePollInterval);
     }
@@ -146,7 +150,8 @@ Ended RunUntil(Events* events, const Client& client, milliseconds patience,
         const Events::Wake wake = events->Wait(patience);
         client.CheckAlive();
         if (wake == Events::Wake::kTimeout) return Ended::kSilent;
-        if (wake != Events::Wake::kPosted) return Ended::kByUser;
+        if (wake == Events::Wake::kInterrupted) return Ended::kInterrupted;
+        if (wake == Events::Wake::kOutputClosed) return Ended::kOutputClosed;
     }
     return Ended::kDone;
 }

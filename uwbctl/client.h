@@ -58,6 +58,9 @@ class Client {
     Client(const Client&) = delete;
     Client& operator=(const Client&) = delete;
 
+    /** @return the service, null when it is not registered; a Failure when binder is not there. */
+    static std::shared_ptr<IUwb> FindService();
+
     /** Waits until the service is registered; false after timeout. */
     static bool WaitForService(std::chrono::seconds timeout);
 
@@ -84,8 +87,10 @@ class Client {
 enum class Ended {
     /** What was waited for is there. */
     kDone,
-    /** The user interrupted, or reads the output no more. */
-    kByUser,
+    /** By a signal, such as Ctrl-C's. */
+    kInterrupted,
+    /** Nobody reads the output any more. */
+    kOutputClosed,
     /** Nothing came from the service for too long. */
     kSilent,
 };

@@ -97,9 +97,10 @@ ExitStatus ListIfaces(Events* events) {
     return kDone;
 }
 
-ExitStatus ShowInfo(Events* events, std::string name) {
+ExitStatus ShowInfo(Events* events, const std::string& iface_name) {
     Client client(events);
     client.Open();
+    std::string name = iface_name;
     const std::shared_ptr<IUwbIface> iface = client.GetIface(&name);
     printf("%s\n", name.c_str());
     ShowFira(iface.get());
@@ -117,7 +118,7 @@ ExitStatus ApplyCountry(Events* events, const std::string& country) {
     return kDone;
 }
 
-ExitStatus WaitForService(int seconds) {
+ExitStatus WaitForService(Events* /*events*/, const int& seconds) {
     if (Client::WaitForService(std::chrono::seconds(seconds))) return kDone;
     throw Failure(kNoService,
                   "the UWB service did not register within " + std::to_string(seconds) + " s");

@@ -11,12 +11,12 @@ namespace uwbctl {
 ExitStatus ListIfaces(Events* events);
 
 /** Prints what an interface can do; the first one for an empty name. */
-ExitStatus ShowInfo(Events* events, std::string name);
+ExitStatus ShowInfo(Events* events, const std::string& iface);
 
 /** Loads the calibration for a country; empty when it is not known. */
 ExitStatus ApplyCountry(Events* events, const std::string& country);
 
 /** Waits until the service is registered. */
-ExitStatus WaitForService(int seconds);
+ExitStatus WaitForService(Events* events, const int& seconds);
 
 }  // namespace uwbctl

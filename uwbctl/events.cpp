@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <iterator>
 #include <utility>
 
 namespace uwbctl {
@@ -41,20 +42,32 @@ bool Events::RunPosted() {
     return !posted.empty();
 }
 
+void Events::WatchInput(int fd, std::function<void()> on_ready) {
+    input_fd_ = fd;
+    on_input_ = std::move(on_ready);
+}
+
 Events::Wake Events::Wait(milliseconds timeout) {
-    // Asking standard output for nothing still reports that its reader has gone.
+    // Asking standard output for nothing still reports that its reader has gone; -1 is passed over.
     pollfd fds[] = {{.fd = posted_fd_.get(), .events = POLLIN, .revents = 0},
                     {.fd = signal_fd_.get(), .events = POLLIN, .revents = 0},
-                    {.fd = STDOUT_FILENO, .events = 0, .revents = 0}};
+                    {.fd = STDOUT_FILENO, .events = 0, .revents = 0},
+                    {.fd = input_fd_, .events = POLLIN, .revents = 0}};
+    const auto& [posted_poll, signal_poll, output_poll, input_poll] = fds;
     const int ready =
         poll(fds, std::size(fds), static_cast<int>(std::max(timeout, milliseconds(0)).count()));
-    const bool posted = RunPosted();
-    if (ready > 0 && fds[1].revents != 0) {
+    bool posted = RunPosted();
+    if (ready > 0 && signal_poll.revents != 0) {
         signalfd_siginfo info = {};
         (void)!read(signal_fd_.get(), &info, sizeof(info));
         return Wake::kInterrupted;
     }
-    if (ready > 0 && (fds[2].revents & (POLLERR | POLLHUP)) != 0) return Wake::kOutputClosed;
+    if (ready > 0 && (output_poll.revents & (POLLERR | POLLHUP)) != 0) return Wake::kOutputClosed;
+    if (ready > 0 && input_poll.revents != 0) {
+        posted = true;
+        const auto on_input = on_input_;  // It may end its own watch.
+        on_input();
+    }
     return posted ? Wake::kPosted : Wake::kTimeout;
 }
 

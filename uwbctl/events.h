@@ -32,6 +32,13 @@ class Events {
     /** Has Wait() run task on its own thread; callable from any thread. */
     void Post(std::function<void()> task);
 
+    /**
+     * Has Wait() call on_ready whenever fd is readable, and return kPosted then; fd -1 ends it.
+     *
+     * @param fd borrowed.
+     */
+    void WatchInput(int fd, std::function<void()> on_ready);
+
     /** Waits for the first of all these; posted functions run before it returns. */
     Wake Wait(std::chrono::milliseconds timeout);
 
@@ -42,6 +49,8 @@ class Events {
     std::deque<std::function<void()>> posted_;
     android::base::unique_fd posted_fd_;
     android::base::unique_fd signal_fd_;
+    int input_fd_ = -1;
+    std::function<void()> on_input_;
 };
 
 }  // namespace uwbctl

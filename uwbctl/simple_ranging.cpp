@@ -8,7 +8,6 @@
 #include <cmath>
 #include <cstdio>
 #include <limits>
-#include <numbers>
 #include <utility>
 
 #include "uwbctl/text.h"
@@ -25,9 +24,7 @@ constexpr milliseconds kPatience{5000};
 constexpr int32_t kNoValue = std::numeric_limits<int32_t>::min();
 
 std::string AngleText(float radians) {
-    constexpr float kDegreesPerRadian = 180 / std::numbers::pi_v<float>;
-    return std::isnan(radians) ? "    -   "
-                               : StringPrintf("%+6.1f deg", radians * kDegreesPerRadian);
+    return std::isnan(radians) ? "    -   " : StringPrintf("%+6.1f deg", ToDegrees(radians));
 }
 
 std::string ResultLine(const RangingResult& result) {

@@ -9,12 +9,9 @@
 namespace uwbctl {
 namespace {
 
-using ::aidl::hardware::velta::uwb::FiraTwrMeasurement;
 using ::aidl::hardware::velta::uwb::UwbAddress;
 using ::android::base::StringPrintf;
 
-constexpr double kDegreesPerRadian = 180 / std::numbers::pi;
-constexpr double kNanosecondsPerSecond = 1e9;
 constexpr size_t kShortAddressSize = 2;
 constexpr size_t kMaxAddressSize = 8;
 constexpr size_t kByteDigits = 2;
@@ -26,24 +23,6 @@ std::optional<uint8_t> ParseHexByte(const std::string& digits) {
         return std::nullopt;
     }
     return static_cast<uint8_t>(strtoul(digits.c_str(), nullptr, kHexBase));
-}
-
-const char* LineOfSightText(int value) {
-    switch (value) {
-        case 0:
-            return "NLOS";
-        case 1:
-            return "LOS";
-        default:
-            return "-";
-    }
-}
-
-// An angle without a figure of merit was not measured.
-std::string AngleText(const char* name, double radians, double figure_of_merit) {
-    if (figure_of_merit == 0) return "";
-    return StringPrintf("  %s %+6.1f deg (fom %.2f)", name, radians * kDegreesPerRadian,
-                        figure_of_merit);
 }
 
 }  // namespace
@@ -77,19 +56,9 @@ std::string AddressText(const UwbAddress& address) {
     return text;
 }
 
-std::string MeasurementLine(int32_t block, const FiraTwrMeasurement& measurement) {
-    const std::string head =
-        StringPrintf("%12.6f s  block %5d  %s",
-                     static_cast<double>(measurement.timestampNs) / kNanosecondsPerSecond, block,
-                     AddressText(measurement.peerAddress).c_str());
-    if (measurement.status != 0) {
-        return head + StringPrintf("  no distance (status 0x%02x)", measurement.status);
-    }
-    return head +
-           StringPrintf("  %7lld mm  %-4s", static_cast<long long>(measurement.distance),
-                        LineOfSightText(measurement.lineOfSight)) +
-           AngleText("azimuth", measurement.azimuth, measurement.azimuthFigureOfMerit) +
-           AngleText("elevation", measurement.elevation, measurement.elevationFigureOfMerit);
+double ToDegrees(double radians) {
+    constexpr double kDegreesPerRadian = 180 / std::numbers::pi;
+    return radians * kDegreesPerRadian;
 }
 
 }  // namespace uwbctl

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <aidl/hardware/velta/uwb/FiraTwrMeasurement.h>
 #include <aidl/hardware/velta/uwb/UwbAddress.h>
 
 #include <cstdint>
@@ -28,8 +27,7 @@ std::string Join(const std::vector<T>& items, ToText to_text) {
     return text.empty() ? "none" : text;
 }
 
-/** @return one aligned line of a measurement, with units. */
-std::string MeasurementLine(int32_t block,
-                            const ::aidl::hardware::velta::uwb::FiraTwrMeasurement& measurement);
+/** @return an angle of radians in degrees. */
+double ToDegrees(double radians);
 
 }  // namespace uwbctl

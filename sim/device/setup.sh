@@ -9,6 +9,7 @@
 #   modules.list         the kernel's modules that the guest loads, in order
 #   headers              what an out-of-tree module builds against (symlink)
 #   base.cpio            busybox, kernel modules, iwpan
+#   iwpan                the same program, whose libraries come from the machine
 #   release              the kernel's release, as `uname -r` says it
 set -euo pipefail
 
@@ -18,7 +19,7 @@ ROOT=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)
 
 DEVICE=$CACHE/device
 # What the guest loads at boot, without what those need in turn.
-BOOT_MODULES=(virtio_pci 9pnet_virtio 9p binder_linux ieee802154_socket mac802154)
+BOOT_MODULES=(virtio_pci virtio_console 9pnet_virtio 9p binder_linux ieee802154_socket mac802154)
 # There for whoever wants to compare with the kernel's own simulated radio.
 OTHER_MODULES=(mac802154_hwsim)
 
@@ -38,7 +39,7 @@ if [ -f "$current/complete" ]; then
   exit 0
 fi
 
-for tool in apt-get apt-cache dpkg-deb xz depmod modprobe cpio; do
+for tool in apt-get apt-cache dpkg-deb xz depmod modprobe objcopy cpio; do
   PATH=$PATH:/usr/sbin:/sbin command -v "$tool" >/dev/null ||
     die "$tool is missing; ./dev setup installs it"
 done
@@ -140,7 +141,8 @@ ln -s ../lib "$guest/usr/lib"
 ln -s "$release/extra" "$guest/lib/modules/extra"
 busybox=$(find "$new/packages" -type f -perm -u+x -name busybox)
 cp "$busybox" "$guest/bin/busybox"
-cp "$(find "$new/packages" -type f -perm -u+x -name iwpan)" "$guest/bin/iwpan"
+cp "$(find "$new/packages" -type f -perm -u+x -name iwpan)" "$new/iwpan"
+cp "$new/iwpan" "$guest/bin/iwpan"
 for applet in $("$busybox" --list); do
   [ -e "$guest/bin/$applet" ] || ln -s busybox "$guest/bin/$applet"
 done
@@ -156,7 +158,8 @@ modules_for() {
 modules_for "${BOOT_MODULES[@]}" >"$new/boot.files"
 modules_for "${BOOT_MODULES[@]}" "${OTHER_MODULES[@]}" >"$new/all.files"
 while read -r file; do
-  cp "$file" "$guest/lib/modules/$release/"
+  # Without their signatures: checking those would take a quarter of a second of each boot.
+  objcopy --strip-debug "$file" "$guest/lib/modules/$release/${file##*/}"
 done <"$new/all.files"
 while read -r file; do
   echo "/lib/modules/$release/${file##*/}"

@@ -11,7 +11,10 @@
 
 #define TEXT_MAX_WORDS 10
 
-/* Cuts a line into its words; returns how many, or -EINVAL for too many. */
+/*
+ * Cuts a line into its words; returns how many, or -EINVAL for too many. A
+ * comment has none, however long it is.
+ */
 static int text_split(char *line, char **words)
 {
 	char *word;
@@ -20,6 +23,8 @@ static int text_split(char *line, char **words)
 	while ((word = strsep(&line, " \t\r"))) {
 		if (!*word)
 			continue;
+		if (!n && *word == '#')
+			return 0;
 		if (n == TEXT_MAX_WORDS)
 			return -EINVAL;
 		words[n++] = word;
@@ -32,10 +37,8 @@ static int text_run_line(char *line, sim_line_fn run, bool apply)
 	char *words[TEXT_MAX_WORDS];
 	int n = text_split(line, words);
 
-	if (n < 0)
+	if (n <= 0)
 		return n;
-	if (!n || *words[0] == '#')
-		return 0;
 	return run(words, n, apply);
 }
 

@@ -24,12 +24,12 @@ namespace hardware::velta::device {
 namespace {
 
 using android::base::StringPrintf;
+using namespace std::string_literals;
 
 constexpr char kWorldFile[] = "/sys/kernel/debug/mcps802154_sim/world";
 constexpr char kFaultsFile[] = "/sys/kernel/debug/mcps802154_sim/faults";
 constexpr char kServiceLog[] = "/host/service.log";
-
-size_t g_log_start = 0;
+constexpr char kCalibrationFolder[] = "/tmp/calibration/";
 
 std::vector<std::string> RadioLines(int radio, const std::string& file) {
     const std::string folder = StringPrintf("/sys/kernel/debug/mcps802154_sim/radio%d/", radio);
@@ -143,8 +143,15 @@ size_t Service::OpenDescriptors() {
     return std::distance(begin(folder), end(folder));
 }
 
-std::string Service::Log() {
-    return ReadText(kServiceLog).substr(g_log_start);
+void Service::Start(const std::string& properties) {
+    Shell(properties.empty() ? "service-start"
+                             : "env VELTA_UWB_PROPERTIES=" + properties + " service-start");
+}
+
+std::string Service::NewLog() {
+    static size_t read = 0;
+    const std::string log = ReadText(kServiceLog);
+    return log.substr(std::exchange(read, log.size()));
 }
 
 // ---- The virtual radio ----
@@ -401,18 +408,18 @@ void RunClient(const std::string& step) {
 // ---- Fixtures ----
 
 void DeviceTest::SetUp() {
-    service_pid_ = Service::Pid();
-    g_log_start = ReadText(kServiceLog).size();
+    Service::NewLog();
     Fault("clear");
     LayOut("");
 }
 
 void DeviceTest::TearDown() {
     Fault("clear");
-    if (kill(service_pid_, 0) != 0) {
+    if (kill(Service::Pid(), 0) != 0) {
         ADD_FAILURE() << "the service has died";
         Service::Stop();
-        StartService();
+        Service::Start();
+        hal = Hal();
     }
     EXPECT_EQ(Said(hal->close()), "OK");
     for (int radio = 0; radio < kRadios; radio++) {
@@ -420,11 +427,37 @@ void DeviceTest::TearDown() {
     }
 }
 
-void DeviceTest::StartService(const std::string& properties) {
-    Shell(properties.empty() ? "service-start"
-                             : "env VELTA_UWB_PROPERTIES=" + properties + " service-start");
-    service_pid_ = Service::Pid();
-    hal = Hal();
+void DeviceTest::OpenAfterDeath() {
+    std::string said;
+    EXPECT_TRUE(Eventually([&] { return (said = hal.Open()) == "OK"; })) << said;
+}
+
+void CalibratedTest::SetUpTestSuite() {
+    std::filesystem::create_directory(kCalibrationFolder);
+    WriteText(kCalibrationFolder + "build.prop"s,
+              "ro.vendor.uwb.calibration.calibrationpaths="s + kCalibrationFolder + "paths\n");
+    Service::Stop();
+    Service::Start(kCalibrationFolder + "build.prop"s);
+}
+
+// The radio keeps its keys and the service some of its own: both begin anew.
+void CalibratedTest::TearDownTestSuite() {
+    Service::Stop();
+    UnloadRadio();
+    LoadRadio();
+    Service::Start();
+}
+
+void CalibratedTest::Calibrate(const std::string& file, const std::string& keys) {
+    WriteText(kCalibrationFolder + file, keys);
+}
+
+void CalibratedTest::CalibrateBy(const std::string& files) {
+    std::string paths;
+    for (const std::string& file : android::base::Split(files, " ")) {
+        paths += kCalibrationFolder + file + "\n";
+    }
+    WriteText(kCalibrationFolder + "paths"s, paths);
 }
 
 }  // namespace hardware::velta::device

@@ -68,9 +68,11 @@ class Child {
 struct Service {
     static int Pid();
     static size_t OpenDescriptors();
+    /** @param properties the file that it is to read its system properties from. */
+    static void Start(const std::string& properties = "");
     static void Stop(const std::string& signal = "TERM") { Shell("service-stop " + signal); }
-    /** @return what the daemon has logged since the test began. */
-    static std::string Log();
+    /** @return what it has logged since this was asked last, or since the test began. */
+    static std::string NewLog();
 };
 
 // ---- The virtual radio ----
@@ -270,13 +272,10 @@ class DeviceTest : public ::testing::Test {
   protected:
     void SetUp() override;
     void TearDown() override;
-    /** @param properties the file that the daemon is to read its system properties from. */
-    void StartService(const std::string& properties = "");
+    /** Opens again: a dead client is news to the service a moment later. */
+    void OpenAfterDeath();
 
     Hal hal;
-
-  private:
-    int service_pid_ = -1;
 };
 
 /** The hardware is open. */
@@ -286,6 +285,26 @@ class OpenTest : public DeviceTest {
         DeviceTest::SetUp();
         ASSERT_EQ(hal.Open(), "OK");
     }
+};
+
+/** The service runs with calibration files of the test's own; a suite at a time. */
+class CalibratedTest : public DeviceTest {
+  protected:
+    static void SetUpTestSuite();
+    static void TearDownTestSuite();
+    /** Writes a calibration file. */
+    static void Calibrate(const std::string& file, const std::string& keys);
+    /** Writes the list of calibration files, one a word. */
+    static void CalibrateBy(const std::string& files);
+    /** @return what applying a country said. */
+    std::string Apply(const std::string& country) {
+        return Said(hal->applyCountryRestriction(country));
+    }
+
+    /** The keys that no calibration may lack. */
+    static constexpr char kRequired[] =
+        "[HAL]minimum_system_offset_uwbtime0 = 100\n[HAL]antenna_pair_azimuth = 0\n"
+        "[HAL]tx_antenna = 0\n";
 };
 
 }  // namespace hardware::velta::device

@@ -184,6 +184,7 @@ TEST_F(FiraTest, KernelEndsSessions) {
     EXPECT_EQ(fira.Deinit(), "OK");
     fira.Run(impatient);
     EXPECT_EQ(fira.events->events.Take(), "stopped 42 1") << "nobody answered twice";
+    LayOut("tag 0x1234 0 3 0");
     ASSERT_EQ(fira.Start(), "OK");
     Shell("ip link set wpan0 down");
     EXPECT_EQ(fira.events->events.Take(), "stopped 42 128");

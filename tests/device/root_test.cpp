@@ -77,8 +77,7 @@ TEST_P(KilledClientTest, LeavesACleanDeviceToTheNext) {
     ASSERT_EQ(first.ReadLine(), "ready");
     ASSERT_THAT(RadioState(0)[key], StartsWith(value));
     first.Kill();
-    // The kernel tells the service of the death when it comes to it.
-    ASSERT_TRUE(Eventually([this] { return hal.Open() == "OK"; }));
+    OpenAfterDeath();
     EXPECT_EQ(RadioState(0).Unrest(), "");
     EXPECT_EQ(RadioState(0)["scheduler"], "default");
     EXPECT_EQ(RadioState(0).Session(kSession).state, "none");
@@ -92,7 +91,10 @@ INSTANTIATE_TEST_SUITE_P(
     ::testing::Values(ClientStep{"open", "scheduler", "default"},
                       ClientStep{"fira-initialised", "fira_session 42", "state idle"},
                       ClientStep{"fira-running", "fira_session 42", "state running"},
-                      ClientStep{"fira-stopping", "fira_session 42", "state "}),
+                      ClientStep{"fira-stopping", "fira_session 42", "state "},
+                      ClientStep{"ccc-initialised", "region", "0 nfcc_coex"},
+                      ClientStep{"ccc-running", "ccc", "state running"},
+                      ClientStep{"simple-running", "simple_ranging", "portid"}),
     [](const auto& info) { return "Client" + std::to_string(info.index); });
 
 // A dead client is noticed by itself, not only when the next one comes.
@@ -103,7 +105,7 @@ TEST_F(RootTest, PutsTheRadioToRestWhenTheClientDies) {
     client.Kill();
     EXPECT_TRUE(Eventually([] { return RadioState(0).Unrest().empty(); }));
     EXPECT_THAT(hal.IfaceNames(), IsEmpty());
-    EXPECT_THAT(Service::Log(), HasSubstr("LambdaOnDeath Uwb service has died"));
+    EXPECT_THAT(Service::NewLog(), HasSubstr("LambdaOnDeath Uwb service has died"));
 }
 
 TEST_F(RootTest, OpeningAndClosingKeepsNoDescriptor) {
@@ -182,7 +184,8 @@ TEST_F(RootTest, RadioComesToRestWhenTheServiceIsKilledAndTheNextServiceFindsItS
     Service::Stop("KILL");
     EXPECT_TRUE(Eventually([] { return RadioState(0).Session(kSession).state == "idle"; }));
     EXPECT_EQ(fira.controller->stopRangingSession(kSession).getStatus(), STATUS_DEAD_OBJECT);
-    StartService();
+    Service::Start();
+    hal = Hal();
     ASSERT_EQ(hal.Open(), "OK");
     EXPECT_EQ(RadioState(0).Unrest(), "");
     EXPECT_EQ(RadioState(0)["scheduler"], "default");

@@ -14,7 +14,6 @@
 #include "hal/fira_controller.h"
 #include "hal/simple_ranging_controller.h"
 #include "tests/unit/log_capture.h"
-#include "tests/unit/net/fake_event_loop.h"
 
 // Everything below and above the hal, as fakes that share one journal: a test compares all that was
 // asked of all of them, in order, and names the calls that are to fail.
@@ -57,6 +56,17 @@ class Noting {
     }
 
     Journal* journal_;
+};
+
+/** Keeps tasks until the test runs them. */
+struct TaskLoop : public EventLoop {
+    void PostTask(const std::function<void()>& task) override { tasks.push_back(task); }
+    bool WatchFileDescriptor(int, ReadyMode, const std::function<void(int)>&) override {
+        return false;
+    }
+    bool StopWatchFileDescriptor(int) override { return false; }
+
+    std::vector<std::function<void()>> tasks;
 };
 
 class FakeInterfaceTool : public InterfaceTool, Noting {
@@ -284,7 +294,7 @@ class HalTest : public ::testing::Test {
 
     LogCapture log_;
     Journal journal_;
-    FakeEventLoop loop_;
+    TaskLoop loop_;
     FakeInterfaceTool tool_{&journal_};
     FakeMcps mcps_{&journal_};
     FakeIeee ieee_{&journal_};

@@ -10,6 +10,9 @@ using ::aidl::hardware::velta::uwb::AoaType;
 using ::aidl::hardware::velta::uwb::DeviceType;
 using ::aidl::hardware::velta::uwb::FiraStsConfig;
 
+using Change = std::function<void(FiraTwrSession&)>;
+using Request = std::function<ScopedAStatus()>;
+
 // What a new session asks for.
 const std::string kNew =
     "phy wpan0; channel 9; pre-open fira; init 3 7; config 3 7; add 3 7 1 -; changed";
@@ -35,8 +38,9 @@ class FiraControllerTest : public HalTest {
         FiraController::FiraCapabilities caps;
         EXPECT_TRUE(fira_->getCapabilities(&caps).isOk());
         Trace();
-        EXPECT_EQ(caps.supportedChannels.back(), 9);
-        return caps.supportedChannels.size() == 1;
+        const bool is_fixed = caps.supportedChannels.size() == 1;
+        EXPECT_EQ(caps.supportedChannels, is_fixed ? std::vector{9} : std::vector({3, 9}));
+        return is_fixed;
     }
 
     std::shared_ptr<FiraClient> client_ = SharedRefBase::make<FiraClient>(&journal_);
@@ -74,8 +78,8 @@ TEST_F(FiraControllerTest, RefusesWhatTheStateDoesNotAllow) {
     const auto deinit = [&] { return fira_->deinitSession(-2); };
     const auto add = [&] { return fira_->addControlees(-2, {}, std::vector<int32_t>{1}); };
     const auto remove = [&] { return fira_->removeControlees(-2, {}); };
-    for (const auto& request : std::initializer_list<std::function<ScopedAStatus()>>{
-             update, start, stop, deinit, add, remove}) {
+    for (const auto& request :
+         std::initializer_list<Request>{update, start, stop, deinit, add, remove}) {
         EXPECT_EQ(Trace(request()), "!2 Unknown session id 4294967294");
     }
     EXPECT_TRUE(init().isOk());
@@ -102,23 +106,20 @@ TEST_F(FiraControllerTest, ReportsTheFirstFaultOfASession) {
         "deviceAddress has incorrect size, only short addresses are supported in Fira 1.1";
     const std::string kNoDestination =
         "The device is controller of the session, destAddressList should not be empty";
+    const std::string kNegative = " cannot be negative.";
     const std::string kAttempts = "Incorrect inBandTerminationAttemptCount value ";
-    const struct {
-        std::function<void(FiraTwrSession&)> make;
-        std::string message;
-    } faults[] = {
+    const std::pair<Change, std::string> faults[] = {
         // In the order of the checks.
         {[](auto& s) { s.deviceAddress.address = {1}; }, kAddressSize},
         {[](auto& s) { s.deviceAddress.address.resize(8); }, kAddressSize},
-        {[](auto& s) { s.initiationTimeMs = -1; }, "initiationTimeMs cannot be negative."},
-        {[](auto& s) { s.slotDurationRstu = -1; }, "slotDurationRstu cannot be negative."},
-        {[](auto& s) { s.slotsPerRangingRound = -1; }, "slotsPerRangingRound cannot be negative."},
-        {[](auto& s) { s.rangingBlockDurationMs = -1; },
-         "rangingBlockDurationMs cannot be negative."},
-        {[](auto& s) { s.blockStridingValue = -1; }, "blockStridingValue cannot be negative."},
-        {[](auto& s) { s.maxRangingRoundRetries = -1; },
-         "maxRangingRoundRetries cannot be negative."},
+        {[](auto& s) { s.initiationTimeMs = -1; }, "initiationTimeMs" + kNegative},
+        {[](auto& s) { s.slotDurationRstu = -1; }, "slotDurationRstu" + kNegative},
+        {[](auto& s) { s.slotsPerRangingRound = -1; }, "slotsPerRangingRound" + kNegative},
+        {[](auto& s) { s.rangingBlockDurationMs = -1; }, "rangingBlockDurationMs" + kNegative},
+        {[](auto& s) { s.blockStridingValue = -1; }, "blockStridingValue" + kNegative},
+        {[](auto& s) { s.maxRangingRoundRetries = -1; }, "maxRangingRoundRetries" + kNegative},
         {[](auto& s) { s.aoaType = AoaType::ELEVATION; }, "Unsupported AoaType: ELEVATION"},
+        {[](auto& s) { s.aoaType = AoaType{2}; }, "Unsupported AoaType: AZIMUTH_AND_ELEVATION"},
         {[](auto& s) { s.aoaType = AoaType{3}; }, "Unknown AoaType: 3"},
         {[](auto& s) { s.sessionPriority = 101; }, "Incorrect sessionPriority value 101"},
         {[](auto& s) { s.sessionPriority = -1; }, "Incorrect sessionPriority value 4294967295"},
@@ -151,10 +152,10 @@ TEST_F(FiraControllerTest, ReportsTheFirstFaultOfASession) {
     for (const auto& first : faults) {
         for (const auto* later = &first; later != std::end(faults); ++later) {
             FiraTwrSession session = GoodSession();
-            later->make(session);
-            first.make(session);
-            EXPECT_EQ(Trace(fira_->initNewTwrSession(session)), "!2 " + first.message)
-                << "with " << later->message;
+            later->first(session);
+            first.first(session);
+            EXPECT_EQ(Trace(fira_->initNewTwrSession(session)), "!2 " + first.second)
+                << "with " << later->second;
         }
     }
 }
@@ -162,10 +163,7 @@ TEST_F(FiraControllerTest, ReportsTheFirstFaultOfASession) {
 TEST_F(FiraControllerTest, AcceptsTheLimitsOfAField) {
     constexpr uint32_t kNone = FiraRegionUtils::kNoAntennaPair;
     auto& antennas = fira_region_.hw_config;
-    const struct {
-        std::function<void(FiraTwrSession&)> set;
-        std::string trace;
-    } cases[] = {
+    const std::pair<Change, std::string> cases[] = {
         {[](auto& s) { s.sessionPriority = 100; }, kNew},
         {[](auto& s) { s.inBandTerminationAttemptCount = 10; }, kNew},
         {[](auto& s) { s.sfdId = 4; }, kNew},
@@ -195,14 +193,12 @@ TEST_F(FiraControllerTest, AcceptsTheLimitsOfAField) {
 }
 
 TEST_F(FiraControllerTest, KnowsNoSessionWhoseSetUpFailed) {
-    const struct {
-        std::string failing;
-        std::string end;
-    } cases[] = {{"phy", "!1 Failed to get supported channels"},
-                 {"channel", "!1 Failed to set correct channel"},
-                 {"init", "changed; !1 Unsupported operation"},
-                 {"config", "changed; !1 Unsupported operation"},
-                 {"add", "changed; !1 Unsupported operation"}};
+    const std::pair<std::string, std::string> cases[] = {
+        {"phy", "!1 Failed to get supported channels"},
+        {"channel", "!1 Failed to set correct channel"},
+        {"init", "changed; !1 Unsupported operation"},
+        {"config", "changed; !1 Unsupported operation"},
+        {"add", "changed; !1 Unsupported operation"}};
     for (const auto& [failing, end] : cases) {
         journal_.failing = {failing};
         EXPECT_EQ(Trace(fira_->initNewTwrSession(GoodSession())),
@@ -276,12 +272,7 @@ TEST_F(FiraControllerTest, ReportsControleesAfterTheCallReturned) {
     const std::vector<UwbAddress> two(2);
     const auto add = [&] { return fira_->addControlees(7, two, std::vector<int32_t>{30, 31}); };
     const auto remove = [&] { return fira_->removeControlees(7, two); };
-    const struct {
-        std::function<ScopedAStatus()> request;
-        const char* failing;
-        const char* call;
-        const char* report;
-    } cases[] = {
+    const std::tuple<Request, std::string, std::string, std::string> cases[] = {
         {add, "", "add 3 7 2 31", "told added 7 2"},
         {add, "add", "add 3 7 2 31", "told add-failed 7 2 0"},
         {remove, "", "remove 3 7 2", "told removed 7 2"},
@@ -319,6 +310,8 @@ TEST_F(FiraControllerTest, LeavesNothingBehind) {
     EXPECT_EQ(Trace(), "unsubscribe 3; deinit 3 7; deinit 3 8");
     EXPECT_EQ(fira_->SessionCount() + fira_->ActiveSessionCount(), 0);
     // The client may go on calling, without effect.
+    EXPECT_EQ(Trace(fira_->startRangingSession(7)),
+              "!3 You need to register callbacks on the controller first.");
     fira_->setSessionCallback(client_);
     EXPECT_EQ(Trace(fira_->startRangingSession(7)), "!2 Unknown session id 7");
     EXPECT_EQ(Trace(fira_->initNewTwrSession(GoodSession())), "!3 HAL is closed");

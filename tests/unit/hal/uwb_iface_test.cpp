@@ -72,12 +72,7 @@ TEST_F(UwbIfaceTest, LogsWhatFailsAndGoesOn) {
     const auto pin = [&] { iface_->SetKernelAffinity(); };
     const auto stop = [&] { iface_->Stop(); };
     const std::string reset = "pids 3; info 3; ensure-down wpan0; scheduler 3 0 -1 -1 0";
-    const struct {
-        std::function<void()> action;
-        const char* failing;
-        std::string calls;
-        const char* error;
-    } cases[] = {
+    const std::tuple<std::function<void()>, std::string, std::string, std::string> cases[] = {
         {open, "ensure-down", "ensure-down wpan0", "OnPreSessionOpen: Failed to down iface wpan0"},
         {open, "region", "ensure-down wpan0; region 3 fira",
          "OnPreSessionOpen : Failed to set regions"},
@@ -123,6 +118,9 @@ TEST_F(UwbIfaceTest, LetsGoOfItsControllersWhenItStops) {
               "ccc-stop 3; socket-closed; unsubscribe-results; ensure-down wpan0; deinit 3 7");
     EXPECT_EQ(got(), (std::array<bool, 3>{false, false, true}));
     EXPECT_TRUE(fira == nullptr && ccc == nullptr);
+    fira_->OnSessionStopped(7, 0);
+    ccc_->OnSessionStopped(kHw, CccRegionCallback::kStoppedByRadio);
+    EXPECT_EQ(Trace(), "") << "it listens no more";
 }
 
 TEST_F(UwbIfaceTest, IsNotCalledBackOnceDestroyed) {
@@ -141,7 +139,8 @@ TEST_F(UwbIfaceTest, RaisesTheSpiThreadsToRealTime) {
     const bool may = sched_setscheduler(probe.pid, SCHED_FIFO, &param) == 0;
     SetPids(0, 0);
     iface_->Setup();
-    EXPECT_EQ(Errors(error), 0U) << "no thread, no error";
+    EXPECT_EQ(Errors(error), 0U);
+    EXPECT_EQ(sched_getscheduler(0), SCHED_OTHER) << "no thread: that is not this one";
     SetPids(INT32_MAX, thread.pid);  // The failure of the first does not stop the second.
     iface_->Setup();
     EXPECT_EQ(Errors(error), may ? 1U : 2U);

@@ -85,6 +85,9 @@ TEST_F(UwbTest, OpensTheRadiosThatHaveAnInterface) {
     EXPECT_EQ(Names(), "kept");
     EXPECT_FALSE(client_->binder->IsLinked());
     EXPECT_EQ(Trace(uwb_->close()), "");
+    uwb_.reset();
+    EXPECT_EQ(Trace(fira->initNewTwrSession(GoodSession())), "!3 HAL is closed");
+    EXPECT_TRUE(iface->firaController(&fira).isOk());
 }
 
 TEST_F(UwbTest, StaysClosedWhenTheKernelLacksAFamily) {
@@ -174,8 +177,7 @@ TEST_F(CountryTest, NeedsTheProperty) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     EXPECT_EXIT(
         {
-            const std::string trace = Apply("FR");
-            fputs(trace.c_str(), stderr);
+            fputs(Apply("FR").c_str(), stderr);
             _exit(0);
         },
         ::testing::ExitedWithCode(0),
@@ -196,12 +198,8 @@ TEST_F(CountryTest, LoadsTheFilesOfTheCountry) {
     Write("no-offset", "[HAL]minimum_system_offset_uwbtime0=x\n");
     Write("no-cpu", "[HAL]spi_affinity=4294967296\n");
     Write("no-antenna", "[HAL]tx_antenna=9\n");
-    const struct {
-        std::string paths;
-        const char* country;
-        const char* failing;
-        const char* trace;
-    } cases[] = {
+    // The paths file, the country, the call that fails, and what is seen.
+    const std::tuple<std::string, std::string, std::string, std::string> cases[] = {
         {dir + "all\n\n" + dir + "cal-<country>", "FR", "", "driver 3 size=1,who=FR,; pids 3"},
         {dir + "all\n" + dir + "cal-<country>\n", "DE", "", "driver 3 size=1,who=default,; pids 3"},
         {dir + "all\n" + dir + "cal-<country>", "", "", "driver 3 size=1,who=unknown,; pids 3"},
@@ -228,12 +226,11 @@ TEST_F(CountryTest, LoadsTheFilesOfTheCountry) {
         cycled.clear();
     }
     for (const std::string& line :
-         {"I velta.uwb.UwbIface LoadCountryCalibrations: load config from " + dir + "none",
-          "I velta.uwb.UwbIface LoadCountryCalibrations: trying to load config from " + dir +
-              "cal-DE",
-          std::string("E velta.uwb.UwbIface LoadCountryCalibrations unknown keys in config")}) {
-        EXPECT_EQ(log_.Count(line), 1U) << line;
+         {": load config from " + dir + "none", ": trying to load config from " + dir + "cal-DE"}) {
+        EXPECT_EQ(log_.Count("I velta.uwb.UwbIface LoadCountryCalibrations" + line), 1U) << line;
     }
+    EXPECT_EQ(log_.Count("E velta.uwb.UwbIface LoadCountryCalibrations unknown keys in config"),
+              1U);
 }
 
 TEST_F(CountryTest, EndsAtTheFirstInterfaceThatFails) {

@@ -14,11 +14,12 @@
 namespace hardware::velta {
 namespace {
 
+using android::base::GetProperty;
 using ::testing::ElementsAre;
 
 constexpr char kMissing[] = "/nonexistent/uwb.conf";
 
-std::string Written(const TemporaryFile& file, const std::string& text) {
+const char* Written(const TemporaryFile& file, const std::string& text) {
     EXPECT_TRUE(android::base::WriteStringToFile(text, file.path));
     return file.path;
 }
@@ -40,73 +41,52 @@ TEST(ConfigUtilsTest, ReadsLines) {
         {"b=1\r\na=2\r\n\r\n", "a>2;b>1;"},
         {"key=\n", ""},
         {"key=\r\n", "key>;"},
-        {"key= \n", "key>;"},
-        {"key = ;x\n", "key>;"},
-        {"key=;", "key>;"},
+        {"key= \nother = ;x\n", "key>;other>;"},
         {"  spaced key \t=\v spaced value \f\n", "spaced key>spaced value;"},
         {"k = v // note\nl = v ; note\nm = v # note\n", "k>v;l>v;m>v;"},
-        {"dir=a//b;c\n", "dir>a;"},
-        {"path=/a/b\n", "path>/a/b;"},
-        {"# a = b\n;a = b\n//a = b\na;b = c\na # = b\n", ""},
-        {"no equals\n", ""},
-        {"=v\n", ">v;"},
-        {"a = b = c\n", "a>b = c;"},
-        {"[HAL]x = 1\n", "[HAL]x>1;"},
+        {"dir=a//b;c\npath=/a/b\n", "dir>a;path>/a/b;"},
+        {"# a = b\n;a = b\n//a = b\na;b = c\na # = b\nno equals\n", ""},
+        {"=v\na = b = c\n[HAL]x = 1", ">v;[HAL]x>1;a>b = c;"},
     };
     for (const auto& [text, entries] : kCases) {
         TemporaryFile file;
         ConfigUtils config;
-        EXPECT_TRUE(config.Load(Written(file, text).c_str()));
+        EXPECT_TRUE(config.Load(Written(file, text)));
         EXPECT_EQ(Entries(&config), entries) << text;
     }
 }
 
-TEST(ConfigUtilsTest, LoadMergesAndAMissingFileChangesNothing) {
+TEST(ConfigUtilsTest, MergesWhatItLoadsAndSavesItWithoutLineEnds) {
     LogCapture log;
     TemporaryFile file;
     ConfigUtils config;
     config.Set("a", "old");
     config.Set("b", "kept");
-    EXPECT_TRUE(config.Load(Written(file, "a = new\n").c_str()));
-    EXPECT_FALSE(config.Load(kMissing));
-    EXPECT_FALSE(config.Load(nullptr));
-    EXPECT_EQ(Entries(&config), "a>new;b>kept;");
-    EXPECT_THAT(log.lines(),
-                ElementsAre("E velta.uwb.CongifUtils Load Cannot open file: /nonexistent/uwb.conf",
-                            "E velta.uwb.CongifUtils Load Bad argument"));
-}
-
-TEST(ConfigUtilsTest, SavesWithoutLineEndsOverWhatWasThere) {
-    LogCapture log;
-    TemporaryFile file;
-    ConfigUtils config;
-    config.Set("b", "2");
-    config.Set("a", "1");
-    EXPECT_TRUE(config.Save(Written(file, "much longer than what is written").c_str()));
+    EXPECT_TRUE(config.Load(Written(file, "a = new value, longer than what is written\na = 1")));
+    EXPECT_FALSE(config.Load(kMissing) || config.Load(nullptr));
+    EXPECT_TRUE(config.Save(file.path));
+    EXPECT_FALSE(config.Save(kMissing) || config.Save(nullptr));
     std::string text;
     EXPECT_TRUE(android::base::ReadFileToString(file.path, &text));
-    EXPECT_EQ(text, "a = 1b = 2");
-    EXPECT_FALSE(config.Save(kMissing));
-    EXPECT_FALSE(config.Save(nullptr));
+    EXPECT_EQ(text, "a = 1b = kept");
     config.Dump();
     EXPECT_THAT(
         log.lines(),
-        ElementsAre("E velta.uwb.CongifUtils Save Cannot open file: /nonexistent/uwb.conf",
+        ElementsAre("E velta.uwb.CongifUtils Load Cannot open file: /nonexistent/uwb.conf",
+                    "E velta.uwb.CongifUtils Load Bad argument",
+                    "E velta.uwb.CongifUtils Save Cannot open file: /nonexistent/uwb.conf",
                     "E velta.uwb.CongifUtils Save Bad argument", "I velta.uwb.CongifUtils Dump a=1",
-                    "I velta.uwb.CongifUtils Dump b=2"));
+                    "I velta.uwb.CongifUtils Dump b=kept"));
 }
 
 TEST(ConfigUtilsTest, ConsumedErasedAndClearedKeysAreGone) {
     ConfigUtils config;
     for (const char* key : {"a", "b", "c", "d"}) config.Set(key, key + std::string("!"));
-    EXPECT_EQ(config.GetValue("a"), "a!");
-    EXPECT_EQ(config.ConsumeValue("a"), "a!");
-    EXPECT_EQ(config.ConsumeValue("a"), "");
+    EXPECT_EQ(config.GetValue("a") + config.ConsumeValue("a") + config.ConsumeValue("a"), "a!a!");
     EXPECT_TRUE(config.Erase("b"));
     EXPECT_FALSE(config.Erase("b"));
     EXPECT_EQ(config.Erase(config.begin())->first, "d");
     EXPECT_EQ(Entries(&config), "d>d!;");
-    EXPECT_FALSE(config.IsEmpty());
     config.Clear();
     EXPECT_TRUE(config.IsEmpty());
 }
@@ -118,21 +98,16 @@ TEST(ConfigUtilsTest, ConvertsWholeIntegersOnly) {
         long value;
     } kCases[] = {
         {"42", true, true, 42},
-        {"0x2A", true, true, 42},
         {"0X2a", true, true, 42},
         {"052", true, true, 42},
         {" \t-1", true, true, -1},
-        {"+7", true, true, 7},
-        {"0", true, true, 0},
         {"9223372036854775807", true, true, INT64_MAX},
         {"18446744073709551615", false, true, -1},
         {"18446744073709551616", false, false, 0},
         {"10 ", false, false, 0},
         {"", false, false, 0},
-        {" ", false, false, 0},
         {"0x", false, false, 0},
         {"08", false, false, 0},
-        {"5G", false, false, 0},
         {std::string("5\0", 2), false, false, 0},
     };
     for (const auto& test : kCases) {
@@ -146,6 +121,7 @@ TEST(ConfigUtilsTest, ConvertsWholeIntegersOnly) {
 }
 
 TEST(ConfigUtilsTest, ConvertsPairsOfDigitsAndKeepsThoseBeforeABadOne) {
+    LogCapture log;
     const struct {
         const char* text;
         bool ok;
@@ -157,37 +133,28 @@ TEST(ConfigUtilsTest, ConvertsPairsOfDigitsAndKeepsThoseBeforeABadOne) {
         {"01:002", false, "\x01"},   {"01 :02", false, ""},     {"01:02 ", false, "\x01"},
     };
     for (const auto& [text, ok, appended] : kCases) {
-        LogCapture log;
         std::vector<char> bytes = {'>'};
         EXPECT_EQ(ConfigUtils::ToArray(text, bytes), ok) << text;
         EXPECT_EQ(std::string(bytes.begin(), bytes.end()), ">" + appended) << text;
-        EXPECT_THAT(log.lines(), ElementsAre("I velta.uwb.CongifUtils ToArray"));
     }
-}
-
-TEST(ConfigUtilsTest, TrimTakesBlanksOfBothEndsOnly) {
-    for (const auto& [text, trimmed] :
-         {std::pair("\t\n\v\f\r a b \r", "a b"), std::pair(" \t", ""), std::pair("", ""),
-          std::pair("x", "x"), std::pair("\x08x\x0e", "\x08x\x0e")}) {
-        std::string value = text;
-        trim(&value);
-        EXPECT_EQ(value, trimmed);
-    }
+    EXPECT_EQ(log.Count("I velta.uwb.CongifUtils ToArray"), std::size(kCases));
 }
 
 TEST(PropertiesFileTest, SetsProperties) {
     TemporaryFile file;
     std::string error;
-    EXPECT_TRUE(LoadPropertiesFile(
-        Written(file, "# note\n\n  uwb.test.a = x = y  \nuwb.test.b=\nro.uwb.test.c=1"), &error))
-        << error;
-    EXPECT_EQ(android::base::GetProperty("uwb.test.a", "none"), "x = y");
-    EXPECT_EQ(android::base::GetProperty("ro.uwb.test.c", "none"), "1");
+    setenv(kPropertiesFileVariable,
+           Written(file, "# note\n\n  uwb.test.a = x = y  \nuwb.test.b=\nro.uwb.test.c=1"), 1);
+    EXPECT_TRUE(LoadSystemProperties(&error)) << error;
+    EXPECT_EQ(GetProperty("uwb.test.a", "") + GetProperty("ro.uwb.test.c", ""), "x = y1");
+    setenv(kPropertiesFileVariable, kMissing, 1);
+    EXPECT_FALSE(LoadSystemProperties(&error));
+    EXPECT_EQ(error, std::string(kMissing) + ": No such file or directory");
+    unsetenv(kPropertiesFileVariable);
 }
 
-TEST(PropertiesFileTest, NamesFileAndLineOfWhatIsWrong) {
+TEST(PropertiesFileTest, NamesTheLineThatIsWrong) {
     TemporaryFile file;
-    const std::string path = file.path;
     const struct {
         std::string text, error;
     } kCases[] = {
@@ -198,20 +165,9 @@ TEST(PropertiesFileTest, NamesFileAndLineOfWhatIsWrong) {
     for (const auto& [text, expected] : kCases) {
         std::string error;
         EXPECT_FALSE(LoadPropertiesFile(Written(file, text), &error));
-        EXPECT_EQ(error, path + expected);
+        EXPECT_EQ(error, file.path + expected);
     }
-    EXPECT_EQ(android::base::GetProperty("uwb.test.d", ""), "1");
-    std::string error;
-    EXPECT_FALSE(LoadPropertiesFile(kMissing, &error));
-    EXPECT_EQ(error, std::string(kMissing) + ": No such file or directory");
-    setenv(kPropertiesFileVariable, kMissing, 1);
-    EXPECT_FALSE(LoadSystemProperties(&error));
-    setenv(kPropertiesFileVariable, Written(file, "uwb.test.f=1").c_str(), 1);
-    EXPECT_TRUE(LoadSystemProperties(&error));
-    unsetenv(kPropertiesFileVariable);
-    EXPECT_EQ(android::base::GetProperty("uwb.test.f", ""), "1");
-    EXPECT_FALSE(LoadPropertiesFile("/", &error));
-    EXPECT_EQ(error.substr(0, 2), "/:");
+    EXPECT_EQ(GetProperty("uwb.test.d", ""), "1");
 }
 
 }  // namespace

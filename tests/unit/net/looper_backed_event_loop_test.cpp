@@ -6,32 +6,29 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <string>
-#include <vector>
-
 #include "../log_capture.h"
 
 namespace hardware::velta {
 namespace {
 
 using ::testing::ElementsAre;
-using ::testing::EndsWith;
 
 class LooperBackedEventLoopTest : public ::testing::Test {
   protected:
-    LooperBackedEventLoopTest() { android::base::Pipe(&reader_, &writer_); }
+    LooperBackedEventLoopTest() { EXPECT_TRUE(android::base::Pipe(&reader_, &writer_)); }
     ~LooperBackedEventLoopTest() override {
         loop_.StopWatchFileDescriptor(reader_.get());
         loop_.StopWatchFileDescriptor(writer_.get());
     }
 
-    // The loop is the looper of this thread; a pass that does not block is enough to drive it.
+    // The loop is the looper of this thread; passes that do not block are enough to drive it.
     static void Pass() { android::Looper::getForThread()->pollOnce(0); }
     void MakeReadable() { ASSERT_EQ(write(writer_.get(), "x", 1), 1); }
-    std::function<void(int)> Note(const std::string& name) {
-        return [this, name](int fd) {
-            notes_.push_back(name + (fd == reader_.get() ? " reader" : " writer"));
-        };
+    bool Watch(int fd, EventLoop::ReadyMode mode, const std::string& name) {
+        return loop_.WatchFileDescriptor(fd, mode, [this, name, fd](int ready) {
+            EXPECT_EQ(ready, fd);
+            notes_.push_back(name);
+        });
     }
 
     LooperBackedEventLoop loop_;
@@ -39,59 +36,42 @@ class LooperBackedEventLoopTest : public ::testing::Test {
     std::vector<std::string> notes_;
 };
 
-TEST_F(LooperBackedEventLoopTest, ModesSelectReadableOrWritable) {
-    ASSERT_TRUE(loop_.WatchFileDescriptor(reader_.get(), EventLoop::kModeInput, Note("in")));
+TEST_F(LooperBackedEventLoopTest, WatchesForReadableOrWritableUntilStopped) {
+    ASSERT_TRUE(Watch(reader_.get(), EventLoop::kModeInput, "in"));
     Pass();
-    EXPECT_THAT(notes_, ElementsAre());
-    ASSERT_TRUE(loop_.WatchFileDescriptor(writer_.get(), EventLoop::kModeOutput, Note("out")));
+    ASSERT_TRUE(Watch(writer_.get(), EventLoop::kModeOutput, "out"));
     Pass();
-    EXPECT_THAT(notes_, ElementsAre("out writer"));
-    ASSERT_TRUE(loop_.StopWatchFileDescriptor(writer_.get()));
+    Pass();
+    EXPECT_THAT(notes_, ElementsAre("out", "out"));
+    EXPECT_TRUE(loop_.StopWatchFileDescriptor(writer_.get()));
+    EXPECT_FALSE(loop_.StopWatchFileDescriptor(writer_.get()));
     MakeReadable();
     Pass();
-    EXPECT_THAT(notes_, ElementsAre("out writer", "in reader"));
-}
-
-TEST_F(LooperBackedEventLoopTest, WatchLastsUntilStopped) {
-    MakeReadable();
-    ASSERT_TRUE(loop_.WatchFileDescriptor(reader_.get(), EventLoop::kModeInput, Note("a")));
+    EXPECT_TRUE(Watch(reader_.get(), EventLoop::kModeInput, "other"));  // Replaces the callback.
     Pass();
-    Pass();
-    EXPECT_TRUE(loop_.StopWatchFileDescriptor(reader_.get()));
-    Pass();
-    EXPECT_THAT(notes_, ElementsAre("a reader", "a reader"));
-    EXPECT_FALSE(loop_.StopWatchFileDescriptor(reader_.get()));
-}
-
-TEST_F(LooperBackedEventLoopTest, WatchingAgainReplacesTheCallback) {
-    MakeReadable();
-    loop_.WatchFileDescriptor(reader_.get(), EventLoop::kModeInput, Note("old"));
-    EXPECT_TRUE(loop_.WatchFileDescriptor(reader_.get(), EventLoop::kModeInput, Note("new")));
-    Pass();
-    EXPECT_THAT(notes_, ElementsAre("new reader"));
-}
-
-TEST_F(LooperBackedEventLoopTest, CallbackMayStopItsOwnWatch) {
-    MakeReadable();
-    loop_.WatchFileDescriptor(reader_.get(), EventLoop::kModeInput,
-                              [this, name = std::string("own")](int fd) {
-                                  EXPECT_TRUE(loop_.StopWatchFileDescriptor(fd));
-                                  notes_.push_back(name);
-                              });
-    Pass();
-    Pass();
-    EXPECT_THAT(notes_, ElementsAre("own"));
+    EXPECT_THAT(notes_, ElementsAre("out", "out", "in", "other"));
 }
 
 TEST_F(LooperBackedEventLoopTest, RejectsUnknownModeWithoutWatching) {
     LogCapture log;
-    EXPECT_FALSE(loop_.WatchFileDescriptor(reader_.get(), static_cast<EventLoop::ReadyMode>(2),
-                                           Note("never")));
-    EXPECT_THAT(log.lines(), ElementsAre(EndsWith("Invalid mode for WatchFileDescriptor().")));
+    EXPECT_FALSE(Watch(reader_.get(), static_cast<EventLoop::ReadyMode>(2), "never"));
+    EXPECT_THAT(log.lines(),
+                ElementsAre(::testing::EndsWith("Invalid mode for WatchFileDescriptor().")));
     EXPECT_FALSE(loop_.StopWatchFileDescriptor(reader_.get()));
 }
 
 TEST_F(LooperBackedEventLoopTest, TasksRunInOrderAndNeverReentrantly) {
+    MakeReadable();
+    loop_.WatchFileDescriptor(reader_.get(), EventLoop::kModeInput,
+                              [this, name = std::string(40, 'x')](int fd) {
+                                  loop_.PostTask([this] { notes_.push_back("task"); });
+                                  EXPECT_TRUE(loop_.StopWatchFileDescriptor(fd));  // Its own.
+                                  notes_.push_back(name);
+                              });
+    Pass();
+    Pass();
+    EXPECT_THAT(notes_, ElementsAre(std::string(40, 'x'), "task"));
+    notes_.clear();
     loop_.PostTask([this] {
         loop_.PostTask([this] { notes_.push_back("inner"); });
         notes_.push_back("first");
@@ -101,18 +81,6 @@ TEST_F(LooperBackedEventLoopTest, TasksRunInOrderAndNeverReentrantly) {
     Pass();
     Pass();
     EXPECT_THAT(notes_, ElementsAre("first", "second", "inner"));
-}
-
-TEST_F(LooperBackedEventLoopTest, TaskPostedByADescriptorCallbackRunsAfterIt) {
-    MakeReadable();
-    loop_.WatchFileDescriptor(reader_.get(), EventLoop::kModeInput, [this](int fd) {
-        loop_.PostTask([this] { notes_.push_back("task"); });
-        loop_.StopWatchFileDescriptor(fd);
-        notes_.push_back("callback");
-    });
-    Pass();
-    Pass();
-    EXPECT_THAT(notes_, ElementsAre("callback", "task"));
 }
 
 TEST_F(LooperBackedEventLoopTest, PollBlocksForDescriptorsAndTasks) {

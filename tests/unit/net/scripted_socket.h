@@ -1,13 +1,17 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <gmock/gmock.h>
+
 #include <deque>
-#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
 
-#include "net/nl_socket_factory.h"
+#include "../log_capture.h"
+#include "net/ccc_region_utils.h"
+#include "net/fira_region_utils.h"
+#include "net/ieee_utils.h"
 #include "wire.h"
 
 namespace hardware::velta {
@@ -24,28 +28,23 @@ class ScriptedKernel : public NlSocketFactory {
     };
 
     ScriptedKernel() : NlSocketFactory(nullptr) {}
-
     std::unique_ptr<NlSocket> Create() override;
 
     /** Answers the next request with these messages. */
-    void Reply(const std::vector<Message>& messages);
+    void Reply(const Lines& texts);
     /** Refuses the next request, or does not answer it. */
     void Refuse() { answers.push_back({.ok = false}); }
-
     /** Plays a notification into the watched socket; false when none is watched. */
-    bool Notify(const Bytes& message);
-    bool Notify(const Message& message) { return Notify(Encode(message)); }
+    bool Notify(const std::string& text);
 
-    /** Requests in hex, as they were handed over. */
-    std::vector<std::string> sent;
-    /** The same in bytes. */
-    std::vector<Bytes> sent_bytes;
+    /** Requests as they were handed over. */
+    std::vector<Bytes> sent;
     /** What happened to sockets, such as "1 ack", "2 response 9", "2 gone". */
-    std::vector<std::string> calls;
+    Lines calls;
     /** One for each request; requests beyond succeed without data. */
     std::deque<Answer> answers;
     /** How often Create() still works. */
-    int sockets_left = 100;
+    int sockets_left = 1000;
     /** Answer to Resolve(). */
     int family = kFamily;
     bool accept_watches = true;
@@ -57,7 +56,32 @@ class ScriptedKernel : public NlSocketFactory {
     std::function<int(nl_msg*)> handler_;
 };
 
-/** Expects exactly one request, equal to message. */
-void ExpectSent(const ScriptedKernel& kernel, const Message& message);
+/** All clients of a scripted kernel, and what their callbacks are told. */
+class RadioTest : public ::testing::Test, public FiraCallback, public CccRegionCallback {
+  protected:
+    using FiraRangingData = ::aidl::hardware::velta::uwb::FiraRangingData;
+    using FiraTwrMeasurement = ::aidl::hardware::velta::uwb::FiraTwrMeasurement;
+
+    RadioTest();
+
+    /** Notes the fields that are not their initial values; angles and merits in wire units. */
+    void OnTwrResult(const FiraRangingData& data,
+                     const std::vector<FiraTwrMeasurement>& measurements) override;
+    void OnSessionStopped(uint32_t session_id, int reason) override;
+    void OnSessionStopped(uint32_t hw_index, Reason reason) override;
+
+    /** Expects one request since the last call. */
+    void ExpectSent(const std::string& text);
+
+    ScriptedKernel kernel_;
+    McpsUtils mcps_;
+    IeeeUtils ieee_;
+    FiraRegionUtils fira_;
+    CccRegionUtils ccc_;
+    Lines events_;
+    /** Run by each callback. */
+    std::function<void()> on_event_ = [] {};
+    LogCapture log_;
+};
 
 }  // namespace hardware::velta

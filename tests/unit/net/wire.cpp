@@ -2,177 +2,152 @@
 #include "wire.h"
 
 #include <gtest/gtest.h>
+#include <sched.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
+#include <cctype>
+#include <cerrno>
+#include <cstdlib>
 #include <cstring>
 
 namespace hardware::velta {
 namespace {
 
-constexpr size_t kMessageHeader = 16;
-constexpr size_t kGenericHeader = 4;
-constexpr size_t kAttrHeader = 4;
-
-template <typename T>
-void Append(Bytes* bytes, T value) {
-    const auto* raw = reinterpret_cast<const uint8_t*>(&value);
-    bytes->insert(bytes->end(), raw, raw + sizeof(value));
+void Append(Bytes* bytes, uint64_t value, size_t size) {
+    for (size_t i = 0; i < size; i++) bytes->push_back(static_cast<uint8_t>(value >> i * 8));
 }
 
-template <typename T>
-Attr Integer(uint16_t type, T value) {
-    Attr attr = {.type = type};
-    Append(&attr.payload, value);
-    return attr;
+void Put16(Bytes* bytes, size_t at, size_t value) {
+    memcpy(bytes->data() + at, &value, sizeof(uint16_t));
 }
 
-uint16_t U16At(const Bytes& bytes, size_t offset) {
-    uint16_t value = 0;
-    memcpy(&value, bytes.data() + offset, sizeof(value));
+uint64_t Number(const char** text) {
+    char* end = nullptr;
+    const uint64_t value = strtoull(*text, &end, 0);
+    *text = end;
     return value;
 }
 
-// Calls visit(type, payload) with each attribute until it returns false.
-void Walk(const Bytes& attrs, const std::function<bool(uint16_t, const Bytes&)>& visit) {
-    for (size_t at = 0; at + kAttrHeader <= attrs.size();) {
-        const size_t length = U16At(attrs, at);
-        ASSERT_GE(length, kAttrHeader);
-        ASSERT_LE(at + length, attrs.size());
-        const Bytes payload(attrs.begin() + at + kAttrHeader, attrs.begin() + at + length);
-        if (!visit(U16At(attrs, at + 2), payload)) return;
-        at += (length + 3) / 4 * 4;
+void AppendValue(const char** text, Bytes* bytes) {
+    const char form = *(*text)++;
+    if (form == '\'') {
+        const char* end = strchr(*text, '\'');
+        bytes->insert(bytes->end(), *text, end);
+        bytes->push_back(0);
+        *text = end + 1;
+    } else if (form == 'x') {
+        for (; isxdigit(**text) != 0; *text += 2) {
+            Append(bytes, std::stoul(std::string(*text, 2), nullptr, 16), 1);
+        }
+    } else {
+        Append(bytes, Number(text), form == 'b' ? 1 : form == 'h' ? 2 : form == 'w' ? 4 : 8);
     }
 }
 
-void Mutate(std::vector<Attr>* level, const std::string& path,
-            const std::function<void(const std::string&)>& emit) {
-    for (size_t i = 0; i < level->size(); i++) {
-        const std::vector<Attr> original = *level;
-        const std::string name = path + "/" + std::to_string((*level)[i].type);
-        const Bytes content =
-            original[i].is_nest ? Encode(original[i].nested, 0xEE) : original[i].payload;
-        const auto replace = [&](const Bytes& payload, int length_error, const char* how) {
-            (*level)[i] = {original[i].type, payload, {}, false, length_error};
-            emit(name + " " + how);
-            *level = original;
-        };
-        level->erase(level->begin() + i);
-        emit(name + " absent");
-        *level = original;
-        if (!content.empty()) {
-            replace({content.begin(), content.end() - 1}, 0, "short");
-            replace({}, 0, "empty");
-            if (content.size() > 1) replace({0xEE}, 0, "one byte");
+// Also notes where each attribute begins and ends.
+void AppendAttrs(const char** text, Bytes* bytes, std::vector<std::pair<size_t, size_t>>* attrs) {
+    for (;;) {
+        *text += strspn(*text, " ");
+        if (**text == '\0' || *(*text)++ == '}') return;
+        --*text;
+        const size_t begin = bytes->size();
+        uint64_t type = Number(text);
+        if (**text == '!') type |= NLA_F_NESTED, ++*text;
+        Append(bytes, type << 16, 4);
+        if (*(*text)++ == '{') {
+            AppendAttrs(text, bytes, attrs);
+        } else {
+            AppendValue(text, bytes);
         }
-        replace(content, 1000, "overlong");
-        replace(content, -static_cast<int>(content.size()) - 2, "shorter than its header");
-        Mutate(&(*level)[i].nested, name, emit);
+        attrs->emplace_back(begin, bytes->size());
+        Put16(bytes, begin, bytes->size() - begin);
+        bytes->resize(NLA_ALIGN(bytes->size()));
     }
+}
+
+Bytes Parse(const char* text, std::vector<std::pair<size_t, size_t>>* attrs) {
+    Bytes bytes;
+    const uint64_t command = Number(&text);
+    Append(&bytes, 0, 4);
+    Append(&bytes, kFamily | (*text == '+' ? NLM_F_DUMP << 16 : 0), 4);
+    Append(&bytes, 0, 8);  // Sequence number and port are left to libnl.
+    Append(&bytes, command, 4);
+    text += strcspn(text, " ");
+    AppendAttrs(&text, &bytes, attrs);
+    Put16(&bytes, 0, bytes.size());
+    return bytes;
 }
 
 }  // namespace
 
-Attr U8(uint16_t type, uint8_t value) {
-    return Integer(type, value);
-}
-Attr U16(uint16_t type, uint16_t value) {
-    return Integer(type, value);
-}
-Attr U32(uint16_t type, uint32_t value) {
-    return Integer(type, value);
-}
-Attr U64(uint16_t type, uint64_t value) {
-    return Integer(type, value);
-}
-Attr Text(uint16_t type, const std::string& text) {
-    return {.type = type, .payload = Bytes(text.c_str(), text.c_str() + text.size() + 1)};
-}
-Attr Raw(uint16_t type, const Bytes& payload) {
-    return {.type = type, .payload = payload};
-}
-Attr Nest(uint16_t type, const std::vector<Attr>& nested) {
-    return {.type = type, .nested = nested, .is_nest = true};
-}
-
-Bytes Encode(const std::vector<Attr>& attrs, uint8_t pad) {
-    Bytes bytes;
-    for (const Attr& attr : attrs) {
-        const Bytes content = attr.is_nest ? Encode(attr.nested, pad) : attr.payload;
-        Append(&bytes, static_cast<uint16_t>(kAttrHeader + content.size() + attr.length_error));
-        Append(&bytes, attr.type);
-        bytes.insert(bytes.end(), content.begin(), content.end());
-        bytes.resize((bytes.size() + 3) / 4 * 4, pad);
-    }
-    return bytes;
-}
-
-Bytes Encode(const Message& message, uint8_t pad) {
-    const Bytes attrs = Encode(message.attrs, pad);
-    Bytes bytes;
-    Append(&bytes, static_cast<uint32_t>(kMessageHeader + kGenericHeader + attrs.size()));
-    Append(&bytes, static_cast<uint16_t>(kFamily));
-    Append(&bytes, message.flags);
-    Append(&bytes, uint64_t{0});  // Sequence number and port.
-    Append(&bytes, static_cast<uint32_t>(message.cmd));
-    bytes.insert(bytes.end(), attrs.begin(), attrs.end());
-    return bytes;
+Bytes Wire(const std::string& text) {
+    std::vector<std::pair<size_t, size_t>> attrs;
+    return Parse(text.c_str(), &attrs);
 }
 
 std::string Hex(const Bytes& bytes) {
     std::string text;
-    for (size_t i = 0; i < bytes.size(); i++) {
-        if (i > 0 && i % 4 == 0) text += ' ';
-        for (int digit : {bytes[i] >> 4, bytes[i] & 15}) text += "0123456789abcdef"[digit];
+    for (const uint8_t byte : bytes) {
+        for (const int digit : {byte >> 4, byte & 15}) text += "0123456789abcdef"[digit];
     }
     return text;
 }
 
-std::vector<std::string> Tokens(const Bytes& attrs) {
-    std::vector<std::string> tokens;
-    Walk(attrs, [&tokens](uint16_t type, const Bytes& payload) {
-        tokens.push_back(std::to_string(type) + "=" + Hex(payload));
-        return true;
-    });
-    return tokens;
-}
-
-Bytes Find(const Bytes& attrs, const std::vector<uint16_t>& path) {
-    Bytes current = attrs;
-    for (uint16_t wanted : path) {
-        Bytes next;
-        Walk(current, [&](uint16_t type, const Bytes& payload) {
-            if (type == wanted) next = payload;
-            return type != wanted;
-        });
-        current = next;
-    }
-    return current;
-}
-
 NlMsg ToNlMsg(const Bytes& bytes) {
-    Bytes copy = bytes;  // libnl reads a header that is aligned.
+    Bytes copy = bytes;
     return {nlmsg_convert(reinterpret_cast<nlmsghdr*>(copy.data())), nlmsg_free};
 }
 
-NlMsg ToNlMsg(const Message& message) {
-    return ToNlMsg(Encode(message));
+void ForEachMalformed(const std::string& text, const std::function<void(const Bytes&)>& check) {
+    constexpr uint16_t kUnknownType = 99;
+    std::vector<std::pair<size_t, size_t>> attrs;
+    const Bytes whole = Parse(text.c_str(), &attrs);
+    for (const auto& [begin, end] : attrs) {
+        const auto claim = [&, begin = begin](size_t length, size_t type_at = 0, uint8_t last = 0) {
+            SCOPED_TRACE("byte " + std::to_string(begin) + " claims " + std::to_string(length));
+            Bytes broken = whole;
+            Put16(&broken, begin, length);
+            if (last != 0) broken[begin + length] = last;
+            if (type_at != 0) Put16(&broken, type_at, kUnknownType);
+            check(broken);
+        };
+        const size_t length = end - begin;
+        claim(length, begin + 2);  // Absent.
+        claim(length + 1000);
+        claim(2);
+        if (length > 4) claim(length - 1, 0, 0xEE);  // What is cut off is not the value any more.
+        // Empty, or of one byte: the rest becomes an attribute that nobody knows.
+        for (const size_t shorter : {4, 8}) {
+            if (length < shorter + 4) continue;
+            Bytes broken = whole;
+            Put16(&broken, begin, shorter == 4 ? 4 : 5);
+            Put16(&broken, begin + shorter, length - shorter);
+            Put16(&broken, begin + shorter + 2, kUnknownType);
+            check(broken);
+        }
+    }
+    for (size_t length = NLMSG_HDRLEN; length < whole.size(); length++) {
+        SCOPED_TRACE(length);
+        Bytes cut(whole.begin(), whole.begin() + length);
+        Put16(&cut, 0, length);
+        check(cut);
+    }
 }
 
-void ForEachMalformed(const Message& message,
-                      const std::function<void(const Bytes& broken)>& check) {
-    const auto play = [&check](const std::string& what, const Bytes& bytes) {
-        SCOPED_TRACE(what);
-        check(bytes);
-    };
-    Message broken = message;
-    Mutate(&broken.attrs, "attr",
-           [&](const std::string& what) { play(what, Encode(broken, 0xEE)); });
-    const Bytes whole = Encode(message, 0xEE);
-    for (size_t length = kMessageHeader; length < whole.size(); length++) {
-        Bytes cut(whole.begin(), whole.begin() + length);
-        const auto claimed = static_cast<uint32_t>(length);
-        memcpy(cut.data(), &claimed, sizeof(claimed));
-        play("cut after " + std::to_string(length) + " bytes", cut);
+void RunInNetNamespace(const std::function<void()>& body) {
+    const pid_t child = fork();
+    ASSERT_GE(child, 0) << strerror(errno);
+    if (child == 0) {
+        const bool ok = unshare(CLONE_NEWUSER | CLONE_NEWNET) == 0;
+        EXPECT_TRUE(ok) << "No user or network namespaces: " << strerror(errno);
+        if (ok) body();
+        fflush(nullptr);
+        _exit(::testing::Test::HasFailure() ? 1 : 0);
     }
+    int status = 0;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0) << "the child's failures are above";
 }
 
 }  // namespace hardware::velta

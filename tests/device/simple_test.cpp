@@ -1,0 +1,210 @@
+// SPDX-License-Identifier: Apache-2.0
+
+// Simple ranging: a list of peers, measured in turn.
+#include <cmath>
+
+#include "device_test.h"
+
+namespace hardware::velta::device {
+namespace {
+
+constexpr int kNoValue = -2147483647 - 1;
+
+class SimpleTest : public OpenTest {
+  protected:
+    void SetUp() override {
+        OpenTest::SetUp();
+        simple = hal.Get(0, &IUwbIface::simpleRangingController);
+        events = ndk::SharedRefBase::make<SimpleEvents>();
+    }
+
+    void Listen() { ASSERT_EQ(Said(simple->setCallback(events)), "OK"); }
+    std::string Initiate(int channel = 9) {
+        return Said(simple->startInitiatorMode(7, Short(0x0001), channel));
+    }
+    std::string Range(const std::vector<RangingRequest>& requests) {
+        return Said(simple->setRangings(requests));
+    }
+
+    std::shared_ptr<ISimpleRangingController> simple;
+    std::shared_ptr<SimpleEvents> events;
+};
+
+TEST_F(SimpleTest, MeasuresEachPeerInTurn) {
+    LayOut("noise 5\nradio 0 0 0 0.5\ntag 0x1122 2 3 1\ntag 0x3344 -1 4 0");
+    Listen();
+    ASSERT_EQ(Initiate(5), "OK");
+    EXPECT_EQ(RadioState(0)["scheduler"], "simple-ranging");
+    EXPECT_EQ(RadioState(0)["scheduler_param slot_duration"], "16");
+    EXPECT_EQ(RadioState(0)["scheduler_param node_type"], "0");
+    EXPECT_EQ(RadioState(0)["page"], "4 channel 5");
+    EXPECT_EQ(RadioState(0)["pan_id"], "0x0007 short_addr " + RadioState(0)["pan_id"].substr(18));
+    ASSERT_EQ(Range({{.id = 1, .param = 5, .peer = 0x1122}, {.id = -2, .peer = 0x3344}}), "OK");
+    EXPECT_EQ(RadioState(0)["  request 1"], "param 5 peer 0x1122");
+    EXPECT_EQ(RadioState(0)["  request 4294967294"], "param 0 peer 0x3344");
+    const World world;
+    for (int i = 0; i < 6; i++) {
+        const RangingResult result = events->results.Take();
+        EXPECT_EQ(result.id, i % 2 ? -2 : 1);
+        EXPECT_EQ(result.peer, i % 2 ? 0x3344 : 0x1122);
+        const auto truth = world.See(0, i % 2 ? "tag 0x3344" : "tag 0x1122", world.now_ns());
+        EXPECT_NEAR(result.value, truth.distance_mm, world.max_distance_error_mm());
+        EXPECT_NEAR(result.angle1, truth.azimuth, world.max_angle_error());
+        EXPECT_NEAR(result.angle2, truth.elevation, world.max_angle_error());
+    }
+    ASSERT_EQ(Range({}), "OK");
+    EXPECT_TRUE(events->results.GoesQuiet(150ms));
+    EXPECT_EQ(RadioState(0)["interface"], "up");
+    ASSERT_EQ(Said(simple->stop()), "OK");
+    EXPECT_EQ(RadioState(0)["interface"], "down");
+}
+
+TEST_F(SimpleTest, InitiatorAndResponderRangeWithEachOther) {
+    LayOut("noise 5\nradio 0 0 0 0\nradio 1 1 4 0");
+    const auto responder = hal.Get(1, &IUwbIface::simpleRangingController);
+    Listen();
+    ASSERT_EQ(Initiate(), "OK");
+    ASSERT_EQ(Said(responder->startResponderMode(7, Short(0x1234), 9)), "OK");
+    EXPECT_EQ(RadioState(1)["scheduler_param node_type"], "1");
+    EXPECT_EQ(RadioState(1)["scheduler_param slot_duration"], "16");
+    ASSERT_EQ(Range({{.id = 1, .peer = 0x3412}}), "OK");
+    const World world;
+    const RangingResult result = events->results.Take();
+    const auto truth = world.See(0, "radio 1", world.now_ns());
+    EXPECT_NEAR(result.value, truth.distance_mm, world.max_distance_error_mm());
+    EXPECT_NEAR(result.angle1, truth.azimuth, world.max_angle_error());
+    ASSERT_EQ(Said(responder->startInitiatorMode(7, Short(0x1234), 9)), "OK");
+    events->results.GoesQuiet(0ms);
+    events->results.Take();
+    EXPECT_EQ(events->results.Take().value, kNoValue) << "two initiators do not meet";
+}
+
+// Nothing is rolled back: all steps before the channel stay done.
+TEST_F(SimpleTest, RefusesAChannelAfterTheEarlierSteps) {
+    ASSERT_EQ(Initiate(), "OK");
+    for (const int channel : {6, -1, 300}) {
+        EXPECT_EQ(Said(simple->startResponderMode(0x21, Short(0x5678), channel)),
+                  "2: Incorrect channel value");
+    }
+    EXPECT_EQ(RadioState(0)["interface"], "down");
+    EXPECT_EQ(RadioState(0)["scheduler_param node_type"], "1");
+    const std::string seen = Shell("iwpan dev wpan0 info");
+    EXPECT_THAT(seen, HasSubstr("extended_addr 0x0000000000007856"));
+    EXPECT_THAT(seen, HasSubstr("pan_id 0x0021"));
+}
+
+TEST_F(SimpleTest, RefusesBadRequestLists) {
+    const auto requests = [](size_t n) { return std::vector<RangingRequest>(n); };
+    EXPECT_EQ(Range(requests(15)), "3: Interface is not running");
+    EXPECT_EQ(Range({}), "3: Interface is not running");
+    ASSERT_EQ(Initiate(), "OK");
+    EXPECT_EQ(Range(requests(1)), "1: Unknown error") << "nobody listens";
+    EXPECT_EQ(Said(simple->stop()), "1: Unknown error") << "nobody listens";
+    EXPECT_EQ(Said(simple->setCallback(nullptr)), "2: null client");
+    Listen();
+    EXPECT_EQ(Range(requests(15)), "2: Max ranging request size is 14");
+    EXPECT_EQ(RadioState(0)["simple_ranging"], "");
+    EXPECT_EQ(Range(requests(14)), "OK");
+    EXPECT_THAT(RadioState(0)["simple_ranging"], HasSubstr("round_ms 224"));
+    for (const char* fault : {"errno 28", "silence"}) {
+        Fault(std::string("0 ranging_requests_set ") + fault);
+        EXPECT_EQ(Range(requests(2)), "1: Unknown error") << fault;
+        EXPECT_EQ(RadioState(0)["simple_ranging"], "") << "the list before has ended as well";
+    }
+    Fault("0 ranging_requests_set late 15");
+    EXPECT_EQ(Range(requests(2)), "OK");
+}
+
+TEST_F(SimpleTest, RefusesToStartOrStopWithoutTheKernel) {
+    Listen();
+    for (const char* fault : {"errno 16", "noack"}) {
+        Fault(std::string("0 scheduler_set ") + fault);
+        EXPECT_EQ(Initiate(), "1: Unknown error") << fault;
+        EXPECT_EQ(RadioState(0)["interface"], "down");
+    }
+    ASSERT_EQ(Initiate(), "OK");
+    for (const char* fault : {"errno 19", "cmd 1"}) {
+        Fault(std::string("0 hw_query ") + fault);
+        EXPECT_EQ(Said(simple->stop()), "1: Unknown error") << fault;
+        EXPECT_EQ(RadioState(0)["interface"], "up");
+    }
+    EXPECT_EQ(Said(simple->stop()), "OK");
+    EXPECT_EQ(Said(simple->stop()), "OK");
+}
+
+TEST_F(SimpleTest, FirstOfTwoRequestsWithOneNumberNamesThePeer) {
+    LayOut("noise 0\ntag 3 0 3 0\ntag 5 0 5 0");
+    Listen();
+    ASSERT_EQ(Initiate(), "OK");
+    ASSERT_EQ(Range({{.id = 1, .peer = 3}, {.id = 1, .peer = 5}}), "OK");
+    for (const int value : {3000, 5000, 3000}) {
+        const RangingResult result = events->results.Take();
+        EXPECT_EQ(result.value, value);
+        EXPECT_EQ(result.peer, 3);
+    }
+}
+
+// What becomes of a result that is not as it should be: the next one, of request 2, is.
+TEST_F(SimpleTest, DealsWithIncompleteResults) {
+    LayOut("noise 0\ntag 3 1 3 0\ntag 5 0 5 0");
+    Listen();
+    ASSERT_EQ(Initiate(), "OK");
+    const struct {
+        const char* fault;
+        const char* log;
+        bool is_told;
+    } cases[] = {
+        {"drop 12.2", "", true},
+        {"drop 12.3", "", true},
+        {"drop 12.4", "", true},
+        {"drop 12.1", "", false},
+        {"set 12.1 63000000", "Received result for unknown request", false},
+        {"drop 12", "Missing HW or RANGING_RESULT", false},
+        {"drop 1", "Missing HW or RANGING_RESULT", false},
+        {"resize 12.2 2", "Failed to parse nested attr", false},
+        {"resize 1 1", "Failed to parse attr", false},
+        {"cmd 7", "OnRangingResult: Incorrect command received: 7", false},
+        {"silence", "", false},
+    };
+    for (const auto& [fault, log, is_told] : cases) {
+        Service::NewLog();
+        Fault(std::string("0 simple.report ") + fault);
+        ASSERT_EQ(Range({{.id = 1, .peer = 3}, {.id = 2, .peer = 5}}), "OK");
+        RangingResult result = events->results.Take();
+        EXPECT_EQ(result.id, is_told ? 1 : 2) << fault;
+        if (is_told) {
+            EXPECT_EQ(result.value == kNoValue, fault == std::string("drop 12.2"));
+            EXPECT_EQ(std::isnan(result.angle1), fault == std::string("drop 12.3"));
+            EXPECT_EQ(std::isnan(result.angle2), fault == std::string("drop 12.4"));
+            result = events->results.Take();
+        }
+        EXPECT_EQ(result.value, 5000);
+        EXPECT_THAT(Service::NewLog(), HasSubstr(log)) << fault;
+        ASSERT_EQ(Range({}), "OK");
+        events->results.GoesQuiet(120ms);
+    }
+    LayOut("");
+    ASSERT_EQ(Range({{.id = 1, .peer = 3}}), "OK");
+    const RangingResult alone = events->results.Take();
+    EXPECT_EQ(alone.value, kNoValue);
+    EXPECT_TRUE(std::isnan(alone.angle1) && std::isnan(alone.angle2));
+}
+
+TEST_F(SimpleTest, ResultsGoToTheLatestCallback) {
+    Listen();
+    ASSERT_EQ(Initiate(), "OK");
+    ASSERT_EQ(Range({{.id = 1}}), "OK");
+    events->results.Take();
+    const auto latest = ndk::SharedRefBase::make<SimpleEvents>();
+    ASSERT_EQ(Said(simple->setCallback(latest)), "OK");
+    EXPECT_EQ(latest->results.Take().id, 1);
+    EXPECT_TRUE(events->results.GoesQuiet(150ms));
+    ASSERT_EQ(Said(hal->close()), "OK");
+    EXPECT_TRUE(latest->results.GoesQuiet(150ms));
+    SimpleRangingCapabilities caps;
+    ASSERT_EQ(Said(simple->getCapabilities(&caps)), "OK");
+    EXPECT_THAT(caps.supportedChannels, ElementsAre(5, 9));
+}
+
+}  // namespace
+}  // namespace hardware::velta::device

@@ -1,0 +1,53 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <aidl/hardware/velta/uwb/FiraTwrSession.h>
+
+#include <nlohmann/json.hpp>
+#include <string>
+#include <vector>
+
+namespace uwbctl {
+
+using FiraTwrSession = ::aidl::hardware::velta::uwb::FiraTwrSession;
+
+/** A session to start from. */
+struct SessionPreset {
+    const char* name;
+    const char* description;
+};
+
+/** The presets, the default one first. */
+const std::vector<SessionPreset>& SessionPresets();
+
+/** @return the session of a preset, without peers; throws a Failure when there is none. */
+FiraTwrSession MakeSession(const std::string& preset);
+
+/**
+ * @return the session with its members by name: enumerations by their names, addresses as "0x1234",
+ *         bytes as "01:02".
+ */
+nlohmann::ordered_json SessionToJson(const FiraTwrSession& session);
+
+/**
+ * Overwrites the members that json has. Throws a Failure that names a member that does not exist or
+ * has a wrong value.
+ *
+ * @param where what to name json by, such as a file's name.
+ */
+void ApplyJson(const nlohmann::json& json, const std::string& where, FiraTwrSession* session);
+
+/** ApplyJson() of a file's contents; throws a Failure that names the file. */
+void ApplySessionFile(const std::string& path, FiraTwrSession* session);
+
+/**
+ * Sets one member from "NAME=VALUE"; members of members are "NAME.NAME". The value is JSON, or a
+ * text that needs no quotes.
+ */
+void ApplySetting(const std::string& setting, FiraTwrSession* session);
+
+/** @return the short addresses of texts such as "0x1234"; throws a Failure that names a bad one. */
+std::vector<::aidl::hardware::velta::uwb::UwbAddress> ParsePeers(
+    const std::vector<std::string>& peers);
+
+}  // namespace uwbctl
