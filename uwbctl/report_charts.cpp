@@ -74,6 +74,29 @@ double HighestRate(const ReportData& data, double window, size_t windows,
     return highest;
 }
 
+// The share of losses in each of so many columns of time; 0 where nothing was due.
+std::vector<double> LossShares(const PeerReport& peer, double column, size_t columns) {
+    std::vector<double> lost(columns);
+    std::vector<double> all(columns);
+    const auto column_of = [&](double time_s) {
+        return std::min(static_cast<size_t>(std::max(time_s, 0.0) / column), columns - 1);
+    };
+    for (const ChartPoint& point : peer.distances) all[column_of(point.x)]++;
+    for (const LossSpan& span : peer.losses) {
+        // Rounds that never came were due at even times; of very many, the picture needs not all.
+        const double rounds = std::min(span.count, static_cast<double>(columns));
+        for (double round = 1; round <= rounds; round++) {
+            const double time_s = span.from_s + (span.to_s - span.from_s) * round / (rounds + 1);
+            lost[column_of(time_s)] += span.count / rounds;
+            all[column_of(time_s)] += span.count / rounds;
+        }
+    }
+    for (size_t c = 0; c < columns; c++) {
+        if (lost[c] > 0) lost[c] /= all[c];
+    }
+    return lost;
+}
+
 }  // namespace
 
 std::string EventText(const RecordedEvent& event) {
@@ -126,7 +149,9 @@ std::string RateChart(const ReportData& data) {
     for (size_t i = 0; i < rates.size(); i++) {
         const bool is_last = i + 1 == rates.size();
         Axis y = ValueAxis(0, highest, kSteps, i == 0 ? "Distances per second (1/s)" : "");
-        y.ticks = {y.ticks.front(), y.ticks.back()};
+        // Low rows have no room for the zero of one above the top of the next.
+        y.ticks = rates.size() <= kFewPeers ? std::vector{y.ticks.front(), y.ticks.back()}
+                                            : std::vector{y.ticks.back()};
         SvgChart chart("Update rate of " + data.peers[i].name,
                        rates.size() <= kFewPeers ? kRowHeight : kLowRowHeight,
                        TimeAxis(data.duration_s), y);
@@ -151,68 +176,70 @@ std::string RateChart(const ReportData& data) {
 }
 
 std::string LossChart(const ReportData& data) {
-    constexpr int kColumns = 240;
+    constexpr double kMostColumns = 240;
     constexpr int kRow = 22;
     constexpr double kBarHeight = 0.7;
-    constexpr int kLevels = 4;
+    // Shares up to which it is one shade; beyond them, the darkest.
+    constexpr double kLevels[] = {0.05, 0.2, 0.5};
     const size_t count = data.peers.size();
     if (count == 0) return "";
-    const double column = data.duration_s > 0 ? data.duration_s / kColumns : 1;
+    // A column narrower than a round would be empty now and then.
+    const double least = data.interval_s.value_or(0);
+    const double column = data.duration_s > 0 ? std::max(data.duration_s / kMostColumns, least) : 1;
     Axis y;
     y.high = static_cast<double>(count);
-    SvgChart chart("When measurements of each peer were lost", kRow * static_cast<int>(count),
-                   TimeAxis(data.duration_s), y);
-    const auto column_of = [&](double time_s) {
-        return std::clamp(static_cast<int>(time_s / column), 0, kColumns - 1);
-    };
+    const Axis x = TimeAxis(data.duration_s);
+    SvgChart chart("When measurements of each peer were lost", kRow * static_cast<int>(count), x,
+                   y);
     std::vector<std::pair<size_t, double>> labels;
     for (size_t i = 0; i < count; i++) {
-        const PeerReport& peer = data.peers[i];
-        std::vector<double> lost(kColumns);
-        std::vector<double> all(kColumns);
-        for (const ChartPoint& point : peer.distances) all[column_of(point.x)]++;
-        for (const LossSpan& span : peer.losses) {
-            const int first = column_of(std::min(span.from_s, span.to_s));
-            const int last = column_of(std::max(span.from_s, span.to_s));
-            for (int c = first; c <= last; c++) {
-                lost[c] += span.count / (last - first + 1);
-                all[c] += span.count / (last - first + 1);
-            }
-        }
         const double middle = static_cast<double>(count - i) - 0.5;
         const double low = middle - kBarHeight / 2;
         const double high = middle + kBarHeight / 2;
-        chart.Box("track", {0, low}, {column * kColumns, high}, "");
-        for (int c = 0; c < kColumns; c++) {
-            if (lost[c] == 0) continue;
-            const int level = std::clamp(
-                static_cast<int>(std::ceil(lost[c] / all[c] * kLevels - 1e-9)), 1, kLevels);
-            chart.Box("lost l" + std::to_string(level), {column * c, low}, {column * (c + 1), high},
-                      NumberText(lost[c] / all[c] * 100) + " % lost at " +
-                          NumberText(column * c, 1) + " s");
+        chart.Box("track", {0, low}, {x.high, high}, "");
+        const std::vector<double> shares =
+            LossShares(data.peers[i], column, static_cast<size_t>(data.duration_s / column) + 1);
+        for (size_t c = 0; c < shares.size(); c++) {
+            if (shares[c] == 0) continue;
+            const auto level =
+                std::lower_bound(std::begin(kLevels), std::end(kLevels), shares[c] - 1e-9) -
+                std::begin(kLevels) + 1;
+            const double begin = column * static_cast<double>(c);
+            chart.Box("lost l" + std::to_string(level), {begin, low},
+                      {std::min(begin + column, x.high), high},
+                      NumberText(shares[c] * 100) + " % lost at " + NumberText(begin, 1) + " s");
         }
         labels.emplace_back(i, middle);
     }
     chart.PeerLabels(labels, NamesOf(data));
     return chart.Finish() +
-           "<figcaption>Lost of what was due at that moment: "
-           "<span class=\"key l1\"></span>up to 25\u00A0% <span class=\"key l2\"></span>50\u00A0% "
-           "<span class=\"key l3\"></span>75\u00A0% <span class=\"key l4\"></span>all"
+           "<figcaption class=\"keys\">Lost of what was due at that moment: "
+           "<span><span class=\"key l1\"></span>up to 5\u00A0%</span> "
+           "<span><span class=\"key l2\"></span>20\u00A0%</span> "
+           "<span><span class=\"key l3\"></span>50\u00A0%</span> "
+           "<span><span class=\"key l4\"></span>more</span>"
            "</figcaption>";
+}
+
+bool HasPeerBars(const ReportData& data) {
+    constexpr size_t kMost = 6;
+    return data.peers.size() <= kMost;
 }
 
 std::string MeritHistogram(const ReportData& data, bool elevation) {
     constexpr int kBins = 10;
     constexpr int kHeight = 200;
     constexpr int kTicks = 4;
-    std::vector<std::vector<double>> bins(kBins, std::vector<double>(data.peers.size()));
+    const bool by_peer = HasPeerBars(data);
+    const size_t parts = by_peer ? data.peers.size() : 1;
+    std::vector<std::vector<double>> bins(kBins, std::vector<double>(parts));
     std::vector<double> totals(kBins);
     double all = 0;
     for (size_t i = 0; i < data.peers.size(); i++) {
         const PeerReport& peer = data.peers[i];
         for (const double merit : elevation ? peer.elevation_merits : peer.azimuth_merits) {
             const int bin = static_cast<int>(std::clamp(merit * kBins, 0.0, kBins - 1.0));
-            bins[bin][i]++;
+            bins[bin][by_peer ? i : 0]++;
             totals[bin]++;
             all++;
         }
@@ -225,14 +252,14 @@ std::string MeritHistogram(const ReportData& data, bool elevation) {
                              "Share of angles (%)"));
     for (int bin = 0; bin < kBins; bin++) {
         double low = 0;
-        for (size_t i = 0; i < data.peers.size(); i++) {
+        for (size_t i = 0; i < parts; i++) {
             const double share = bins[bin][i] / all * 100;
             if (share == 0) continue;
             constexpr double kGap = 0.006;
-            chart.Box(
-                "bar " + PeerClass(i), {bin / 10.0 + kGap, low},
-                {(bin + 1) / 10.0 - kGap, low + share},
-                data.peers[i].name + ": " + NumberText(bins[bin][i]) + " of " + NumberText(all));
+            chart.Box("bar " + (by_peer ? PeerClass(i) : "all"), {bin / 10.0 + kGap, low},
+                      {(bin + 1) / 10.0 - kGap, low + share},
+                      (by_peer ? data.peers[i].name + ": " : "") + NumberText(bins[bin][i]) +
+                          " of " + NumberText(all));
             low += share;
         }
     }

@@ -18,6 +18,8 @@ std::string RateChart(const ReportData& data);
 std::string LossChart(const ReportData& data);
 /** The peers around the radio, seen from above. */
 std::string TopView(const ReportData& data);
+/** @return whether a histogram tells so many peers apart: not more than can be seen. */
+bool HasPeerBars(const ReportData& data);
 /** @param elevation of this angle, otherwise of the azimuth. */
 std::string MeritHistogram(const ReportData& data, bool elevation);
 

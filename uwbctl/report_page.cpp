@@ -259,7 +259,7 @@ std::string Charts(const Recording& recording, const ReportData& data) {
            Section("Losses", has_losses ? LossChart(data) + LossReasons(data) : "",
                    "Nothing was lost.") +
            Section("Figure of merit of the angles", merits, "No angle was measured.",
-                   merits.empty() ? "" : Legend(data));
+                   merits.empty() || !HasPeerBars(data) ? "" : Legend(data));
 }
 
 // All but what someone could range in a peer's place with.

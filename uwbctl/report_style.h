@@ -18,7 +18,7 @@ inline constexpr char kReportStyle[] = R"css(
 html{-webkit-text-size-adjust:100%}
 body{margin:0;background:var(--bg);color:var(--ink);font:16px/1.5 system-ui,-apple-system,"Segoe UI",
 Roboto,"Helvetica Neue","Liberation Sans",Arial,sans-serif}
-main{max-width:932px;margin:0 auto;padding:40px 16px 56px}
+main{max-width:932px;overflow-x:clip;margin:0 auto;padding:40px 16px 56px}
 h1,h2,p,dl,dd,figure{margin:0}
 .kicker{color:var(--soft);font-size:14px;letter-spacing:.02em}
 h1{font-size:34px;line-height:1.2;font-weight:650;letter-spacing:-.015em;margin:2px 0 6px;
@@ -42,6 +42,7 @@ tbody th{font-weight:600}
 .worst{font-weight:650}
 .mark,.mark.p0{color:var(--c);fill:var(--c)}
 .legend{display:flex;flex-wrap:wrap;gap:2px 16px;margin-top:4px;font-size:14px}
+figure{display:flow-root}
 svg{display:block;font-size:13px;font-variant-numeric:tabular-nums;overflow:visible}
 svg text{fill:var(--ink)}
 svg .tick,svg .axis{fill:var(--soft)}
@@ -58,7 +59,8 @@ svg .tick,svg .axis{fill:var(--soft)}
 .dot{fill:var(--c)}
 .area{fill:var(--c);opacity:.16}
 .bar{fill:var(--c);stroke:var(--bg);stroke-width:1}
-.bar.dash{fill-opacity:.55}
+.bar.all{fill:var(--base)}
+.lost,.track{shape-rendering:crispEdges}
 .track{fill:var(--grid);opacity:.7}
 .halo{paint-order:stroke;stroke:var(--bg);stroke-width:4px;stroke-linejoin:round}
 .halo.label{font-weight:600}
@@ -70,6 +72,7 @@ svg .tick,svg .axis{fill:var(--soft)}
 .radio{fill:var(--ink)}
 figcaption,.small{font-size:14px;color:var(--soft);margin-top:8px}
 .plan+figcaption{max-width:680px;margin:12px auto 0}
+.keys span{white-space:nowrap}
 .key{display:inline-block;width:12px;height:12px;margin:0 4px 0 8px;vertical-align:-1px}
 .two{display:grid;grid-template-columns:1fr 1fr;gap:0 24px}
 .two .chart{width:calc(100% - 56px);margin-right:12px}
@@ -109,6 +112,10 @@ figure,tr,dl.facts,.note{break-inside:avoid}
 h2{break-after:avoid}
 .plan{max-width:560px}
 details:not([open]){display:none}
+h1{font-size:22pt}
+.lead{font-size:12pt}
+dl.facts{grid-template-columns:repeat(5,auto);margin-top:14px;padding:10px 0}
+th,td{padding-top:4px;padding-bottom:4px}
 }
 )css";
 

@@ -25,9 +25,10 @@ struct View {
     double Unit() const { return kWidth / (2 * right); }
     double X(double x) const { return (x + right) * Unit(); }
     double Y(double y) const { return (top - y) * Unit(); }
-    std::string Percent(ChartPoint point) const {
-        return StringPrintf("x=\"%.2f%%\" y=\"%.2f%%\"", X(point.x) / kWidth * 100,
-                            (top - point.y) / Height() * 100);
+    /** @param prefix of the attributes: "c" for a circle's centre. */
+    std::string Percent(ChartPoint point, const char* prefix = "") const {
+        return StringPrintf("%sx=\"%.2f%%\" %sy=\"%.2f%%\"", prefix, X(point.x) / kWidth * 100,
+                            prefix, (top - point.y) / Height() * 100);
     }
 };
 
@@ -82,7 +83,7 @@ void DrawGrid(const View& view, std::string* shapes, std::string* labels) {
         *shapes += StringPrintf("<path class=\"grid\" d=\"M%.0f %.0fL%.0f %.0f\"/>", view.X(0),
                                 view.Y(0), view.X(x * corner), view.Y(y * corner));
         // Just inside the edge that the spoke leaves through.
-        const double side = 0.93 * view.right / std::max(std::abs(x), 1e-9);
+        const double side = 0.91 * view.right / std::max(std::abs(x), 1e-9);
         const double end = (y > 0 ? view.top : -view.bottom) / std::max(std::abs(y), 1e-9) * 0.955;
         const double reach = std::min(side, end);
         // Too near to the radio, the labels of what is behind it would crowd.
@@ -136,11 +137,110 @@ std::string Track(const View& view, const PeerReport& peer, double window) {
     return path;
 }
 
+// Finds places for labels where they cover no other label and no mark.
+class LabelPlaces {
+  public:
+    explicit LabelPlaces(const View& view) : view_(view) {}
+
+    /** Keeps labels off a mark. */
+    void Avoid(ChartPoint at) {
+        constexpr double kMark = 12;
+        taken_.push_back({view_.X(at.x) * kScale - kMark / 2, view_.Y(at.y) * kScale, kMark});
+    }
+
+    /** @return a label beside a point, as SVG. */
+    std::string Put(ChartPoint at, const std::string& name, const std::string& mark) {
+        // First near and towards the middle, so that it stays inside.
+        Label best;
+        double least = HUGE_VAL;
+        for (const double up : {9.0, -9.0, 0.0, 23.0, -23.0, 37.0, -37.0, 51.0, -51.0}) {
+            for (const bool is_left : {at.x > 0, at.x <= 0}) {
+                const Label label = {up, is_left,
+                                     BoxOf(at, name.size() + (mark.empty() ? 0 : 2), up, is_left)};
+                const double covered = Covered(label.box) + std::abs(up) / 1000;
+                if (covered >= least) continue;
+                least = covered;
+                best = label;
+            }
+        }
+        taken_.push_back(best.box);
+        return "<text " + view_.Percent(at) +
+               StringPrintf(" class=\"label halo\" dx=\"%.0f\" dy=\"%.0f\"%s>",
+                            best.is_left ? -kAside : kAside, 4.5 - best.up,
+                            best.is_left ? " text-anchor=\"end\"" : "") +
+               mark + EscapeHtml(name) + "</text>";
+    }
+
+  private:
+    // The page's width is not known here; what finds room on a telephone has it on a desk as well.
+    static constexpr double kPagePx = 380;
+    static constexpr double kScale = kPagePx / kWidth;
+    static constexpr double kAside = 9;
+
+    struct Box {
+        double left = 0;
+        double middle = 0;
+        double width = 0;
+    };
+    struct Label {
+        double up = 0;
+        bool is_left = false;
+        Box box;
+    };
+
+    Box BoxOf(ChartPoint at, size_t characters, double up, bool is_left) const {
+        constexpr double kCharacterPx = 8.2;
+        const double width = static_cast<double>(characters) * kCharacterPx;
+        return {view_.X(at.x) * kScale + (is_left ? -kAside - width : kAside),
+                view_.Y(at.y) * kScale - up, width};
+    }
+
+    double Covered(const Box& box) const {
+        constexpr double kHeight = 14;
+        // To leave the picture is worse than any cover.
+        double covered = box.left < 0 || box.left + box.width > kPagePx ? 1000 : 0;
+        for (const Box& other : taken_) {
+            const double across = std::min(box.left + box.width, other.left + other.width) -
+                                  std::max(box.left, other.left);
+            if (across > 0) covered += std::max(0.0, kHeight - std::abs(box.middle - other.middle));
+        }
+        return covered;
+    }
+
+    const View& view_;
+    std::vector<Box> taken_;
+};
+
+// Where each peer was first and last, and its name.
+std::string PeerMarks(const View& view, const std::vector<PeerReport>& peers) {
+    // More, and colours are needed to see whose name it is.
+    constexpr size_t kFew = 6;
+    std::string marks;
+    LabelPlaces places(view);
+    for (size_t i = 0; i < peers.size(); i++) {
+        if (peers[i].positions.empty()) continue;
+        const ChartPoint ends[] = {peers[i].positions.front().place,
+                                   peers[i].positions.back().place};
+        for (size_t end = 0; end < std::size(ends); end++) {
+            marks += std::string("<circle class=\"") + (end == 0 ? "first " : "last ") +
+                     PeerClass(i) + "\" " + view.Percent(ends[end], "c") + " r=\"5\"><title>" +
+                     EscapeHtml(peers[i].name) + "</title></circle>";
+            places.Avoid(ends[end]);
+        }
+    }
+    for (size_t i = 0; i < peers.size(); i++) {
+        if (peers[i].positions.empty()) continue;
+        marks += places.Put(peers[i].positions.back().place, peers[i].name,
+                            peers.size() > kFew ? PeerMark(i, true) + " " : "");
+    }
+    return marks;
+}
+
 }  // namespace
 
 std::string TopView(const ReportData& data) {
     constexpr size_t kMostDots = 24000;
-    constexpr double kPieces = 60;
+    constexpr double kPieces = 600;
     constexpr double kFewestRounds = 5;
     if (std::all_of(data.peers.begin(), data.peers.end(),
                     [](const PeerReport& peer) { return peer.positions.empty(); })) {
@@ -156,26 +256,13 @@ std::string TopView(const ReportData& data) {
     for (size_t i = 0; i < data.peers.size(); i++) {
         const PeerReport& peer = data.peers[i];
         if (peer.positions.empty()) continue;
-        const std::string css = PeerClass(i);
-        shapes += "<path class=\"spots " + css + "\" d=\"" +
+        shapes += "<path class=\"spots " + PeerClass(i) + "\" d=\"" +
                   Dots(view, peer, kMostDots / data.peers.size()) + "\"/>";
-        tracks += "<path class=\"line " + css + "\" d=\"" + Track(view, peer, window) + "\"/>";
-        const auto circle = [&](const char* kind, ChartPoint at) {
-            std::string place = view.Percent(at);
-            place.replace(place.find("x="), 1, "cx");
-            place.replace(place.find(" y="), 2, " cy");
-            return "<circle class=\"" + std::string(kind) + " " + css + "\" " + place +
-                   " r=\"5\"><title>" + EscapeHtml(peer.name) + "</title></circle>";
-        };
-        const ChartPoint last = peer.positions.back().place;
-        labels += circle("first", peer.positions.front().place) + circle("last", last);
-        // Towards the middle, so that it stays inside.
-        labels += Text(view, last,
-                       last.x > 0 ? "class=\"label halo\" dx=\"-10\" dy=\"-8\" text-anchor=\"end\""
-                                  : "class=\"label halo\" dx=\"10\" dy=\"-8\"",
-                       EscapeHtml(peer.name));
+        tracks +=
+            "<path class=\"line " + PeerClass(i) + "\" d=\"" + Track(view, peer, window) + "\"/>";
     }
-    labels += Text(view, {0, 0}, "class=\"label halo\" text-anchor=\"middle\" dy=\"20\"", "radio");
+    labels += Text(view, {0, 0}, "class=\"label halo\" text-anchor=\"middle\" dy=\"20\"", "radio") +
+              PeerMarks(view, data.peers);
     const double height = kWidth * view.Height() / (2 * view.right);
     return StringPrintf(
                "<svg class=\"plan\" style=\"aspect-ratio:%.0f/%.0f\" role=\"img\" "

@@ -1,14 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "device_test.h"
 
+#include <android-base/file.h>
 #include <android-base/logging.h>
 #include <android-base/stringprintf.h>
 #include <android-base/strings.h>
 #include <android/binder_manager.h>
 #include <android/binder_process.h>
-#include <fcntl.h>
 #include <signal.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cmath>
@@ -23,34 +22,20 @@
 namespace hardware::velta::device {
 namespace {
 
+using android::base::Split;
 using android::base::StringPrintf;
-using namespace std::string_literals;
 
-constexpr char kWorldFile[] = "/sys/kernel/debug/mcps802154_sim/world";
-constexpr char kFaultsFile[] = "/sys/kernel/debug/mcps802154_sim/faults";
-constexpr char kServiceLog[] = "/host/service.log";
-constexpr char kCalibrationFolder[] = "/tmp/calibration/";
+constexpr char kDebugFolder[] = "/sys/kernel/debug/mcps802154_sim/";
 
 std::vector<std::string> RadioLines(int radio, const std::string& file) {
-    const std::string folder = StringPrintf("/sys/kernel/debug/mcps802154_sim/radio%d/", radio);
-    return android::base::Split(ReadText(folder + file), "\n");
+    return Split(ReadText(kDebugFolder + StringPrintf("radio%d/", radio) + file), "\n");
 }
 
-// The rest of the first line that begins with key.
 std::string Find(const std::vector<std::string>& lines, const std::string& key) {
     for (const std::string& line : lines) {
         if (line.starts_with(key + " ")) return line.substr(key.size() + 1);
     }
     return "";
-}
-
-std::string Text(int id, const std::vector<UwbAddress>& addresses) {
-    std::string text = std::to_string(id);
-    for (const UwbAddress& address : addresses) {
-        text += &address == addresses.data() ? " " : ",";
-        for (const uint8_t byte : address.address) text += StringPrintf("%02x", byte);
-    }
-    return text;
 }
 
 }  // namespace
@@ -61,30 +46,29 @@ std::string Said(const ScopedAStatus& status) {
     return StringPrintf("%d: %s", status.getServiceSpecificError(), status.getMessage());
 }
 
-// ---- Files and programs of the device ----
+// ---- The device ----
 
 std::string ReadText(const std::string& path) {
-    std::ifstream file(path);
-    EXPECT_TRUE(file.is_open()) << path;
-    return {std::istreambuf_iterator<char>(file), {}};
+    std::string text;
+    EXPECT_TRUE(android::base::ReadFileToString(path, &text)) << path << ": " << strerror(errno);
+    return text;
 }
 
 void WriteText(const std::string& path, const std::string& text) {
-    const int fd = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
-    EXPECT_EQ(write(fd, text.data(), text.size()), static_cast<ssize_t>(text.size()))
+    EXPECT_TRUE(android::base::WriteStringToFile(text, path))
         << path << ": " << strerror(errno) << ": " << text;
-    close(fd);
 }
 
 std::string Shell(const std::string& command) {
-    Child shell(command);
-    const std::string output = shell.ReadAll();
-    EXPECT_EQ(shell.Wait(), 0) << command << ": " << output;
+    FILE* pipe = popen((command + " 2>&1").c_str(), "re");
+    std::string output;
+    for (int c; (c = getc(pipe)) != EOF;) output += static_cast<char>(c);
+    EXPECT_EQ(pclose(pipe), 0) << command << ": " << output;
     return output;
 }
 
-bool Eventually(const std::function<bool()>& done, Milliseconds patience) {
-    const auto deadline = std::chrono::steady_clock::now() + patience;
+bool Eventually(const std::function<bool()>& done) {
+    const auto deadline = std::chrono::steady_clock::now() + 4s;
     while (!done()) {
         if (std::chrono::steady_clock::now() > deadline) return false;
         std::this_thread::sleep_for(10ms);
@@ -92,76 +76,32 @@ bool Eventually(const std::function<bool()>& done, Milliseconds patience) {
     return true;
 }
 
-Child::Child(const std::string& command) {
-    const std::string line = "exec " + command + " 2>&1";
-    int ends[2] = {-1, -1};
-    EXPECT_EQ(pipe2(ends, O_CLOEXEC), 0);
-    pid_ = fork();
-    if (pid_ == 0) {
-        dup2(ends[1], STDOUT_FILENO);
-        execl("/bin/sh", "sh", "-c", line.c_str(), nullptr);
-        _exit(127);
-    }
-    close(ends[1]);
-    output_ = fdopen(ends[0], "r");
-}
-
-Child::~Child() {
-    if (pid_ > 0) Kill();
-    fclose(output_);
-}
-
-std::string Child::ReadLine() {
-    std::string line;
-    for (int c; (c = getc(output_)) != EOF && c != '\n';) line += static_cast<char>(c);
-    return line;
-}
-
-std::string Child::ReadAll() {
-    std::string text;
-    for (int c; (c = getc(output_)) != EOF;) text += static_cast<char>(c);
-    return text;
-}
-
-int Child::Wait() {
-    int status = 0;
-    waitpid(std::exchange(pid_, -1), &status, 0);
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
-}
-
-void Child::Kill() {
-    kill(pid_, SIGKILL);
-    Wait();
-}
-
-int Service::Pid() {
+int ServicePid() {
     return std::stoi(ReadText("/run/service.pid"));
 }
 
-size_t Service::OpenDescriptors() {
-    const std::filesystem::directory_iterator folder(StringPrintf("/proc/%d/fd", Pid()));
-    return std::distance(begin(folder), end(folder));
+void RestartService(const std::string& properties, const std::string& signal) {
+    Shell("service-stop " + signal);
+    Shell((properties.empty() ? "" : "VELTA_UWB_PROPERTIES=" + properties + " ") + "service-start");
 }
 
-void Service::Start(const std::string& properties) {
-    Shell(properties.empty() ? "service-start"
-                             : "env VELTA_UWB_PROPERTIES=" + properties + " service-start");
-}
-
-std::string Service::NewLog() {
-    static size_t read = 0;
-    const std::string log = ReadText(kServiceLog);
-    return log.substr(std::exchange(read, log.size()));
+std::string NewLog() {
+    static std::streamoff read = 0;
+    std::ifstream log("/host/service.log");
+    log.seekg(read);
+    const std::string text{std::istreambuf_iterator<char>(log), {}};
+    read += static_cast<std::streamoff>(text.size());
+    return text;
 }
 
 // ---- The virtual radio ----
 
 void Fault(const std::string& lines) {
-    WriteText(kFaultsFile, lines + "\n");
+    WriteText(kDebugFolder + "faults"s, lines + "\n");
 }
 
 void LayOut(const std::string& lines) {
-    WriteText(kWorldFile, "clear\n" + lines + "\n");
+    WriteText(kDebugFolder + "world"s, "clear\n" + lines + "\n");
 }
 
 void UnloadRadio() {
@@ -169,41 +109,34 @@ void UnloadRadio() {
 }
 
 void LoadRadio() {
-    Shell(StringPrintf("insmod /lib/modules/extra/mcps802154_sim.ko radios=%d", kRadios));
+    Shell("insmod /lib/modules/extra/mcps802154_sim.ko radios=2");
 }
 
-std::string CalibrationKey(int radio, const std::string& key) {
-    return Find(RadioLines(radio, "calibration"), key);
+std::string Radio(int radio, const std::string& key) {
+    return Find(RadioLines(radio, "state"), key);
 }
 
-RadioState::RadioState(int radio) : lines_(RadioLines(radio, "state")) {}
-
-std::string RadioState::operator[](const std::string& key) const {
-    return Find(lines_, key);
+std::string RadioSession(int radio, uint32_t id) {
+    const std::string state = Radio(radio, StringPrintf("fira_session %u state", id));
+    return state.empty() ? "none" : state.substr(0, state.find(' '));
 }
 
-RadioState::FiraSession RadioState::Session(uint32_t id) const {
-    FiraSession session;
+std::string RadioSessionDetails(int radio, uint32_t id) {
+    std::vector<std::string> details;
     bool is_here = false;
-    for (const std::string& line : lines_) {
-        std::vector<std::string> words = android::base::Split(android::base::Trim(line), " ");
+    for (const std::string& line : RadioLines(radio, "state")) {
         if (!line.starts_with("  ")) {
-            is_here = words[0] == "fira_session" && words[1] == std::to_string(id);
-            if (is_here) session.state = words[3];
-        } else if (is_here && words[0] == "param") {
-            session.params += (session.params.empty() ? "" : " ") + words[1] + "=" + words[2];
+            is_here = line.starts_with(StringPrintf("fira_session %u ", id));
         } else if (is_here) {
-            words.erase(words.begin());
-            session.controlees +=
-                (session.controlees.empty() ? "" : ",") + android::base::Join(words, " ");
+            details.push_back(line.substr(line.starts_with("  param ") ? 8 : 2));
         }
     }
-    return session;
+    return android::base::Join(details, ",");
 }
 
-std::string RadioState::Unrest() const {
+std::string RadioUnrest(int radio) {
     std::string unrest;
-    for (const std::string& line : lines_) {
+    for (const std::string& line : RadioLines(radio, "state")) {
         const bool is_session = line.starts_with("fira_session ") || line.starts_with("ccc ");
         if (line == "interface up" || line.starts_with("simple_ranging ") ||
             (is_session && line.find(" state idle") == line.npos)) {
@@ -213,8 +146,12 @@ std::string RadioState::Unrest() const {
     return unrest;
 }
 
+std::string CalibrationKey(int radio, const std::string& key) {
+    return Find(RadioLines(radio, "calibration"), key);
+}
+
 World::World() {
-    for (const std::string& line : android::base::Split(ReadText(kWorldFile), "\n")) {
+    for (const std::string& line : Split(ReadText(kDebugFolder + "world"s), "\n")) {
         std::istringstream words(line);
         std::string kind, name, skipped;
         words >> kind >> name;
@@ -222,7 +159,7 @@ World::World() {
             now_ns_ = std::stoll(name);
             words >> skipped >> skipped >> skipped >> noise_mm_;
         } else {
-            std::vector<double>& body = bodies_[kind + " " + name];
+            auto& body = bodies_[kind + " " + name];
             body.assign(std::istream_iterator<double>(words), {});
             body.resize(6);
         }
@@ -230,8 +167,8 @@ World::World() {
 }
 
 World::Sight World::See(int radio, const std::string& thing, int64_t when_ns) const {
-    const std::vector<double>& from = bodies_.at("radio " + std::to_string(radio));
-    const std::vector<double>& to = bodies_.at(thing);
+    const auto& from = bodies_.at("radio " + std::to_string(radio));
+    const auto& to = bodies_.at(thing);
     const double seconds = static_cast<double>(when_ns - now_ns_) / 1e9;
     double d[3];
     for (int i = 0; i < 3; i++) d[i] = (to[i] - from[i]) + (to[i + 3] - from[i + 3]) * seconds;
@@ -243,41 +180,33 @@ World::Sight World::See(int radio, const std::string& thing, int64_t when_ns) co
 
 // ---- A client ----
 
-ScopedAStatus FiraEvents::onControleesAdded(int id, const Addresses& who) {
-    return events.Put("added " + Text(id, who));
-}
-
-ScopedAStatus FiraEvents::onControleesAddFailed(int id, const Addresses& who, int reason) {
-    return events.Put("add failed " + Text(id, who) + " " + std::to_string(reason));
-}
-
-ScopedAStatus FiraEvents::onControleesRemoved(int id, const Addresses& who) {
-    return events.Put("removed " + Text(id, who));
-}
-
-ScopedAStatus FiraEvents::onControleesRemoveFailed(int id, const Addresses& who, int reason) {
-    return events.Put("remove failed " + Text(id, who) + " " + std::to_string(reason));
-}
-
-ScopedAStatus FiraEvents::onSessionStopped(int id, int reason) {
-    return events.Put("stopped " + Text(id, {}) + " " + std::to_string(reason));
+ScopedAStatus FiraEvents::Tell(const char* what, int id, const Addresses& who,
+                               const std::string& why) {
+    std::string text = StringPrintf("%s %d", what, id);
+    for (const UwbAddress& address : who) {
+        text += &address == who.data() ? " " : ",";
+        for (const uint8_t byte : address.address) text += StringPrintf("%02x", byte);
+    }
+    return events.Put(text + why);
 }
 
 Hal::Hal() {
-    const std::string instance = std::string(IUwb::descriptor) + "/default";
+    const std::string instance = IUwb::descriptor + "/default"s;
     uwb_ = IUwb::fromBinder(ndk::SpAIBinder(AServiceManager_checkService(instance.c_str())));
     CHECK(uwb_ != nullptr) << instance << " is not registered; is the service running?";
 }
 
-std::vector<std::string> Hal::IfaceNames() const {
+std::string Hal::Ifaces() const {
     std::vector<std::string> names;
     EXPECT_EQ(Said(uwb_->listIfaceNames(&names)), "OK");
-    return names;
+    std::string text;
+    for (const std::string& name : names) text += name + " ";
+    return text;
 }
 
 std::shared_ptr<IUwbIface> Hal::Iface(int radio) const {
     std::shared_ptr<IUwbIface> iface;
-    EXPECT_EQ(Said(uwb_->getIface("wpan" + std::to_string(radio), &iface)), "OK");
+    EXPECT_EQ(Said(uwb_->getIface(StringPrintf("wpan%d", radio), &iface)), "OK");
     return iface;
 }
 
@@ -285,7 +214,7 @@ UwbAddress Short(uint16_t address) {
     return {.address = {static_cast<uint8_t>(address >> 8), static_cast<uint8_t>(address)}};
 }
 
-FiraTwrSession ControllerSession(int id) {
+FiraTwrSession ControllerSession(int id, int channel) {
     return {.id = id,
             .deviceType = DeviceType::CONTROLLER,
             .deviceRole = DeviceRole::INITIATOR,
@@ -299,7 +228,7 @@ FiraTwrSession ControllerSession(int id) {
             .sessionPriority = 50,
             .rangingRoundControl = {.hasResultReportPhase = true, .hasDeferredMode = true},
             .inBandTerminationAttemptCount = 1,
-            .channelNumber = 9,
+            .channelNumber = channel,
             .preambleCodeIndex = 10,
             .rframeConfig = RframeConfig::SP3,
             .preambleDuration = PreambleDuration::T64_SYMBOLS,
@@ -320,31 +249,20 @@ FiraTwrSession ControleeSession(int id) {
 }
 
 FiraClient::FiraClient(const Hal& hal, int radio)
-    : controller(hal.Get(radio, &IUwbIface::firaController)),
-      events(ndk::SharedRefBase::make<FiraEvents>()) {
-    EXPECT_EQ(Said(controller->setSessionCallback(events)), "OK");
-}
-
-std::string FiraClient::Init(const FiraTwrSession& session) {
-    return Said(controller->initNewTwrSession(session));
-}
-
-std::string FiraClient::Start(int id) {
-    return Said(controller->startRangingSession(id));
-}
-
-std::string FiraClient::Stop(int id) {
-    return Said(controller->stopRangingSession(id));
-}
-
-std::string FiraClient::Deinit(int id) {
-    return Said(controller->deinitSession(id));
+    : fira(hal.Get(radio, &IUwbIface::firaController)), events(SharedRefBase::make<FiraEvents>()) {
+    EXPECT_EQ(Said(fira->setSessionCallback(events)), "OK");
 }
 
 int FiraClient::Count() {
     int32_t count = -1;
-    EXPECT_EQ(Said(controller->getSessionCount(&count)), "OK");
+    EXPECT_EQ(Said(fira->getSessionCount(&count)), "OK");
     return count;
+}
+
+FiraCapabilities FiraClient::Capabilities() {
+    FiraCapabilities capabilities;
+    EXPECT_EQ(Said(fira->getCapabilities(&capabilities)), "OK");
+    return capabilities;
 }
 
 void FiraClient::Run(const FiraTwrSession& session) {
@@ -354,14 +272,14 @@ void FiraClient::Run(const FiraTwrSession& session) {
 
 void FiraClient::Halt(int id) {
     ASSERT_EQ(Stop(id), "OK");
-    ASSERT_EQ(events->events.Take(), "stopped " + std::to_string(id) + " 0");
+    ASSERT_EQ(Event(), StringPrintf("stopped %d 0", id));
     Count();  // The client is told first: what the service does then is done when it answers.
 }
 
 FiraReport FiraClient::Fresh() {
     const int64_t now_ns = World().now_ns();
     for (;;) {
-        FiraReport report = events->reports.Take();
+        FiraReport report = Next();
         if (report.measurements.empty() || report.measurements[0].timestampNs > now_ns) {
             return report;
         }
@@ -370,7 +288,7 @@ FiraReport FiraClient::Fresh() {
 
 void ExpectTruth(const FiraTwrMeasurement& measurement, int radio, const std::string& thing) {
     const World world;
-    const World::Sight truth = world.See(radio, thing, measurement.timestampNs);
+    const auto truth = world.See(radio, thing, measurement.timestampNs);
     EXPECT_EQ(measurement.status, 0);
     EXPECT_NEAR(static_cast<double>(measurement.distance), truth.distance_mm,
                 world.max_distance_error_mm());
@@ -381,7 +299,10 @@ void ExpectTruth(const FiraTwrMeasurement& measurement, int radio, const std::st
     EXPECT_NEAR(measurement.antennaMeasurements[0].angleOfArrival, measurement.azimuth, 1e-9);
 }
 
-void RunClient(const std::string& step) {
+namespace {
+
+// The other side of ClientProcess.
+[[noreturn]] void RunClient(const std::string& step) {
     Hal hal;
     std::string said = hal.Open();
     if (step.starts_with("fira-")) {
@@ -396,75 +317,81 @@ void RunClient(const std::string& step) {
         if (step == "ccc-running") said = Said(ccc->startSession(1, 50, 9, &time0));
     } else if (step == "simple-running") {
         const auto simple = hal.Get(0, &IUwbIface::simpleRangingController);
-        simple->setCallback(ndk::SharedRefBase::make<SimpleEvents>());
+        simple->setCallback(SharedRefBase::make<SimpleEvents>());
         simple->startInitiatorMode(1, Short(0x0001), 9);
         said = Said(simple->setRangings({{.id = 1}}));
     }
-    puts(said == "OK" ? "ready" : said.c_str());
+    printf("%d %s\n", getpid(), said.c_str());
     fflush(stdout);
     for (;;) pause();
+}
+
+}  // namespace
+
+ClientProcess::ClientProcess(const std::string& step)
+    : output_(popen(("exec device_tests --client=" + step).c_str(), "re")) {
+    char line[256] = "";
+    if (fgets(line, sizeof(line), output_) == nullptr) return;
+    const std::vector<std::string> parts = Split(android::base::Trim(line), " ");
+    pid_ = std::stoi(parts[0]);
+    said = android::base::Join(std::vector(parts.begin() + 1, parts.end()), " ");
+}
+
+ClientProcess::~ClientProcess() {
+    if (pid_ > 0) kill(pid_, SIGKILL);
+    pclose(output_);
 }
 
 // ---- Fixtures ----
 
 void DeviceTest::SetUp() {
-    Service::NewLog();
+    NewLog();
     Fault("clear");
     LayOut("");
 }
 
 void DeviceTest::TearDown() {
     Fault("clear");
-    if (kill(Service::Pid(), 0) != 0) {
+    if (kill(ServicePid(), 0) != 0) {
         ADD_FAILURE() << "the service has died";
-        Service::Stop();
-        Service::Start();
+        RestartService();
         hal = Hal();
     }
     EXPECT_EQ(Said(hal->close()), "OK");
-    for (int radio = 0; radio < kRadios; radio++) {
-        EXPECT_EQ(RadioState(radio).Unrest(), "") << "left in radio " << radio;
-    }
-}
-
-void DeviceTest::OpenAfterDeath() {
-    std::string said;
-    EXPECT_TRUE(Eventually([&] { return (said = hal.Open()) == "OK"; })) << said;
+    for (const int radio : {0, 1}) EXPECT_EQ(RadioUnrest(radio), "") << "left in radio " << radio;
 }
 
 void CalibratedTest::SetUpTestSuite() {
-    std::filesystem::create_directory(kCalibrationFolder);
-    WriteText(kCalibrationFolder + "build.prop"s,
-              "ro.vendor.uwb.calibration.calibrationpaths="s + kCalibrationFolder + "paths\n");
-    Service::Stop();
-    Service::Start(kCalibrationFolder + "build.prop"s);
+    std::filesystem::create_directory(kCalibrations);
+    WriteText(kCalibrations + "build.prop"s,
+              "ro.vendor.uwb.calibration.calibrationpaths="s + kCalibrations + "paths\n");
+    RestartService(kCalibrations + "build.prop"s);
 }
 
 // The radio keeps its keys and the service some of its own: both begin anew.
 void CalibratedTest::TearDownTestSuite() {
-    Service::Stop();
     UnloadRadio();
     LoadRadio();
-    Service::Start();
+    RestartService();
 }
 
-void CalibratedTest::Calibrate(const std::string& file, const std::string& keys) {
-    WriteText(kCalibrationFolder + file, keys);
-}
-
-void CalibratedTest::CalibrateBy(const std::string& files) {
+std::string CalibratedTest::Apply(const std::string& country, const std::string& files) {
     std::string paths;
-    for (const std::string& file : android::base::Split(files, " ")) {
-        paths += kCalibrationFolder + file + "\n";
-    }
-    WriteText(kCalibrationFolder + "paths"s, paths);
+    for (const std::string& file : Split(files, " ")) paths += kCalibrations + file + "\n";
+    WriteText(kCalibrations + "paths"s, paths);
+    return Said(hal->applyCountryRestriction(country));
+}
+
+std::string CalibratedTest::ApplyKeys(const std::string& keys) {
+    WriteText(kCalibrations + "keys"s, kRequiredKeys + keys);
+    return Apply("FR", "keys");
 }
 
 }  // namespace hardware::velta::device
 
 int main(int argc, char** argv) {
     constexpr char kClient[] = "--client=";
-    // The service's own classes tell the tests what they have to tell.
+    // The service's own classes need not log: they answer.
     android::base::SetMinimumLogSeverity(android::base::FATAL_WITHOUT_ABORT);
     ABinderProcess_setThreadPoolMaxThreadCount(1);
     ABinderProcess_startThreadPool();

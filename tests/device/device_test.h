@@ -11,7 +11,6 @@
 
 #include <chrono>
 #include <condition_variable>
-#include <cstdio>
 #include <deque>
 #include <functional>
 #include <map>
@@ -24,99 +23,61 @@ namespace hardware::velta::device {
 
 using namespace ::aidl::hardware::velta::uwb;
 using namespace std::chrono_literals;
+using namespace std::string_literals;
 using ::ndk::ScopedAStatus;
+using ::ndk::SharedRefBase;
+using ::testing::Each;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::StartsWith;
 using Milliseconds = std::chrono::milliseconds;
+using Addresses = std::vector<UwbAddress>;
 
 /** @return "OK", or the error code and the message of a refusal: "2: Unknown iface wpan7". */
 std::string Said(const ScopedAStatus& status);
 
-// ---- Files and programs of the device ----
+// ---- The device: each of these fails the test when it cannot do it ----
 
 std::string ReadText(const std::string& path);
-/** Fails the test when the file does not take the text in one write. */
 void WriteText(const std::string& path, const std::string& text);
-/** Runs a simple command; @return what it printed. Fails the test when the command fails. */
+/** Runs a command; @return what it printed. */
 std::string Shell(const std::string& command);
-/** Waits until done() holds; false when that took too long. */
-bool Eventually(const std::function<bool()>& done, Milliseconds patience = 3s);
+/** Waits until done() holds; false when that takes too long. */
+bool Eventually(const std::function<bool()>& done);
 
-/** A simple shell command that runs beside the tests. Killed when this goes away. */
-class Child {
-  public:
-    explicit Child(const std::string& command);
-    ~Child();
-    Child(const Child&) = delete;
-    Child& operator=(const Child&) = delete;
-    /** @return the next line of its output; empty when it has ended. */
-    std::string ReadLine();
-    /** @return the rest of its output, once it has ended. */
-    std::string ReadAll();
-    /** @return its exit status, negative for a signal. */
-    int Wait();
-    void Kill();
-
-  private:
-    int pid_;
-    FILE* output_;
-};
-
-/** The daemon as a process. */
-struct Service {
-    static int Pid();
-    static size_t OpenDescriptors();
-    /** @param properties the file that it is to read its system properties from. */
-    static void Start(const std::string& properties = "");
-    static void Stop(const std::string& signal = "TERM") { Shell("service-stop " + signal); }
-    /** @return what it has logged since this was asked last, or since the test began. */
-    static std::string NewLog();
-};
+int ServicePid();
+/** @param properties the file that the service is to read its system properties from. */
+void RestartService(const std::string& properties = "", const std::string& signal = "TERM");
+/** @return what the service has logged since this was asked last, or since the test began. */
+std::string NewLog();
 
 // ---- The virtual radio ----
 
-constexpr int kRadios = 2;
-
-/** Arms faults, one a line: what the radio's file "faults" takes. */
+/** Arms faults: lines of the radio's file "faults". */
 void Fault(const std::string& lines);
-/** Lays the world out from nothing, one thing a line: what the radio's file "world" takes. */
+/** Lays the world out from nothing: lines of the radio's file "world". */
 void LayOut(const std::string& lines);
 void UnloadRadio();
 void LoadRadio();
-/** @return value and " writes N" of a calibration key of a radio; empty for an unknown one. */
+
+/** @return what is behind key on the first such line of a radio's state; empty for none. */
+std::string Radio(int radio, const std::string& key);
+/** @return "idle", "running" or "stopping"; "none" for a FiRa session that the radio lacks. */
+std::string RadioSession(int radio, uint32_t id);
+/** @return parameters and controlees of a FiRa session: "1 1,2 0,controlee 0x1234". */
+std::string RadioSessionDetails(int radio, uint32_t id);
+/** @return what is not at rest in a radio; empty when all is. */
+std::string RadioUnrest(int radio);
+/** @return value of a calibration key and " writes N"; empty for an unknown one. */
 std::string CalibrationKey(int radio, const std::string& key);
-
-/** What a radio's driver says about it now. */
-class RadioState {
-  public:
-    explicit RadioState(int radio);
-    /** @return the text behind key on the first line that begins with it; empty for none. */
-    std::string operator[](const std::string& key) const;
-    struct FiraSession {
-        std::string state = "none";
-        /** By attribute number, as "1=1 2=0". */
-        std::string params;
-        /** As "0x1234,0x5678 sub_session 7". */
-        std::string controlees;
-    };
-    FiraSession Session(uint32_t id) const;
-    /** @return what is not at rest; empty when all is. */
-    std::string Unrest() const;
-
-  private:
-    std::vector<std::string> lines_;
-};
 
 /** Where everything is, and what a radio ought to see of it. */
 class World {
   public:
     World();
     struct Sight {
-        double distance_mm;
-        double azimuth;
-        double elevation;
+        double distance_mm, azimuth, elevation;
     };
     /** @param thing "tag 0x1234" or "radio 1". */
     Sight See(int radio, const std::string& thing, int64_t when_ns) const;
@@ -146,10 +107,9 @@ class Inbox {
     /** @return the next one; fails the test when none comes. */
     T Take() {
         std::unique_lock lock(mutex_);
-        if (!arrived_.wait_for(lock, 4s, [this] { return !items_.empty(); })) {
-            ADD_FAILURE() << "nothing came";
-            return {};
-        }
+        arrived_.wait_for(lock, 4s, [this] { return !items_.empty(); });
+        EXPECT_FALSE(items_.empty()) << "nothing came";
+        if (items_.empty()) return {};
         T item = std::move(items_.front());
         items_.pop_front();
         return item;
@@ -181,7 +141,6 @@ struct FiraReport {
 
 /** Reports, and all else as text such as "stopped 42 0" or "added 42 1234,5678". */
 struct FiraEvents : BnFiraSessionCallback {
-    using Addresses = std::vector<UwbAddress>;
     Inbox<FiraReport> reports;
     Inbox<std::string> events;
 
@@ -189,11 +148,22 @@ struct FiraEvents : BnFiraSessionCallback {
                               const std::vector<FiraTwrMeasurement>& measurements) override {
         return reports.Put({data, measurements});
     }
-    ScopedAStatus onControleesAdded(int id, const Addresses& who) override;
-    ScopedAStatus onControleesAddFailed(int id, const Addresses& who, int reason) override;
-    ScopedAStatus onControleesRemoved(int id, const Addresses& who) override;
-    ScopedAStatus onControleesRemoveFailed(int id, const Addresses& who, int reason) override;
-    ScopedAStatus onSessionStopped(int id, int reason) override;
+    ScopedAStatus Tell(const char* what, int id, const Addresses& who, const std::string& why);
+    ScopedAStatus onControleesAdded(int id, const Addresses& who) override {
+        return Tell("added", id, who, "");
+    }
+    ScopedAStatus onControleesAddFailed(int id, const Addresses& who, int reason) override {
+        return Tell("add failed", id, who, " " + std::to_string(reason));
+    }
+    ScopedAStatus onControleesRemoved(int id, const Addresses& who) override {
+        return Tell("removed", id, who, "");
+    }
+    ScopedAStatus onControleesRemoveFailed(int id, const Addresses& who, int reason) override {
+        return Tell("remove failed", id, who, " " + std::to_string(reason));
+    }
+    ScopedAStatus onSessionStopped(int id, int reason) override {
+        return Tell("stopped", id, {}, " " + std::to_string(reason));
+    }
 };
 
 struct CccEvents : BnCccControllerCallback {
@@ -203,9 +173,7 @@ struct CccEvents : BnCccControllerCallback {
 
 struct SimpleEvents : BnSimpleRangingCallback {
     Inbox<RangingResult> results;
-    ScopedAStatus onRangingResult(const RangingResult& result) override {
-        return results.Put(result);
-    }
+    ScopedAStatus onRangingResult(const RangingResult& it) override { return results.Put(it); }
 };
 
 /** A connection to the service. */
@@ -213,8 +181,9 @@ class Hal {
   public:
     Hal();
     IUwb* operator->() const { return uwb_.get(); }
-    std::string Open() { return Said(uwb_->open(ndk::SharedRefBase::make<BnUwbClientCallback>())); }
-    std::vector<std::string> IfaceNames() const;
+    std::string Open() { return Said(uwb_->open(SharedRefBase::make<BnUwbClientCallback>())); }
+    /** @return names of the interfaces, with a blank behind each. */
+    std::string Ifaces() const;
     std::shared_ptr<IUwbIface> Iface(int radio) const;
     /** @return a controller, such as Get(0, &IUwbIface::firaController). */
     template <typename T>
@@ -230,10 +199,9 @@ class Hal {
 };
 
 UwbAddress Short(uint16_t address);
-
 constexpr int kSession = 42;
 /** A controller, 0x0001, that ranges with 0x1234 on channel 9 every 50 ms, azimuth included. */
-FiraTwrSession ControllerSession(int id = kSession);
+FiraTwrSession ControllerSession(int id = kSession, int channel = 9);
 /** The other end of ControllerSession(): 0x1234. */
 FiraTwrSession ControleeSession(int id = kSession);
 
@@ -241,39 +209,65 @@ FiraTwrSession ControleeSession(int id = kSession);
 struct FiraClient {
     FiraClient() = default;
     FiraClient(const Hal& hal, int radio);
-    std::string Init(const FiraTwrSession& session);
-    std::string Start(int id = kSession);
-    std::string Stop(int id = kSession);
-    std::string Deinit(int id = kSession);
+    std::string Init(const FiraTwrSession& it) { return Said(fira->initNewTwrSession(it)); }
+    std::string Update(const FiraTwrSession& it) { return Said(fira->updateTwrSession(it)); }
+    std::string Start(int id = kSession) { return Said(fira->startRangingSession(id)); }
+    std::string Stop(int id = kSession) { return Said(fira->stopRangingSession(id)); }
+    std::string Deinit(int id = kSession) { return Said(fira->deinitSession(id)); }
+    std::string Stride(int id) { return Said(fira->updateTwoWayRangingBlockStriding(id, 3)); }
+    std::string Reset() { return Said(fira->reset()); }
+    std::string Add(int id, const Addresses& who,
+                    const std::optional<std::vector<int32_t>>& sub_sessions = {}) {
+        return Said(fira->addControlees(id, who, sub_sessions));
+    }
+    std::string Remove(int id, const Addresses& who) {
+        return Said(fira->removeControlees(id, who));
+    }
     int Count();
+    FiraCapabilities Capabilities();
     /** Initialises and starts. */
     void Run(const FiraTwrSession& session = ControllerSession());
     /** Stops, and waits until the service has dealt with the end. */
     void Halt(int id = kSession);
+    FiraReport Next() { return events->reports.Take(); }
     /** @return a report on what happens from now on. */
     FiraReport Fresh();
+    std::string Event() { return events->events.Take(); }
+    bool GoesQuiet() { return events->reports.GoesQuiet(120ms); }
 
-    std::shared_ptr<IFiraController> controller;
+    std::shared_ptr<IFiraController> fira;
     std::shared_ptr<FiraEvents> events;
 };
 
-/** Expects distance and angle of arrival in the horizontal to be true within the noise. */
+/** Expects distance and azimuth to be true within the noise. */
 void ExpectTruth(const FiraTwrMeasurement& measurement, int radio, const std::string& thing);
 
 /**
- * A client process: takes the steps to "open", "fira-initialised", "fira-running",
- * "fira-stopping", "ccc-initialised", "ccc-running" or "simple-running", prints "ready" or what it
- * was told in place of "OK", and stays there until it is killed.
+ * Another process that is a client: it takes the steps to "open", "fira-initialised",
+ * "fira-running", "fira-stopping", "ccc-initialised", "ccc-running" or "simple-running" and stays
+ * there until it is killed.
  */
-[[noreturn]] void RunClient(const std::string& step);
+class ClientProcess {
+  public:
+    explicit ClientProcess(const std::string& step);
+    ~ClientProcess();
+    ClientProcess(const ClientProcess&) = delete;
+    ClientProcess& operator=(const ClientProcess&) = delete;
+    /** What it was told last. */
+    std::string said;
+
+  private:
+    FILE* output_;
+    int pid_ = 0;
+};
+
+// ---- Fixtures ----
 
 /** Each test finds a device at rest, and has to leave one. */
 class DeviceTest : public ::testing::Test {
   protected:
     void SetUp() override;
     void TearDown() override;
-    /** Opens again: a dead client is news to the service a moment later. */
-    void OpenAfterDeath();
 
     Hal hal;
 };
@@ -287,24 +281,21 @@ class OpenTest : public DeviceTest {
     }
 };
 
-/** The service runs with calibration files of the test's own; a suite at a time. */
-class CalibratedTest : public DeviceTest {
+constexpr char kCalibrations[] = "/tmp/calibration/";
+/** What no calibration may lack. */
+constexpr char kRequiredKeys[] =
+    "[HAL]minimum_system_offset_uwbtime0 = 100\n[HAL]antenna_pair_azimuth = 0\n"
+    "[HAL]tx_antenna = 0\n";
+
+/** The service runs with calibration files of the tests' own, in kCalibrations. */
+class CalibratedTest : public OpenTest {
   protected:
     static void SetUpTestSuite();
     static void TearDownTestSuite();
-    /** Writes a calibration file. */
-    static void Calibrate(const std::string& file, const std::string& keys);
-    /** Writes the list of calibration files, one a word. */
-    static void CalibrateBy(const std::string& files);
-    /** @return what applying a country said. */
-    std::string Apply(const std::string& country) {
-        return Said(hal->applyCountryRestriction(country));
-    }
-
-    /** The keys that no calibration may lack. */
-    static constexpr char kRequired[] =
-        "[HAL]minimum_system_offset_uwbtime0 = 100\n[HAL]antenna_pair_azimuth = 0\n"
-        "[HAL]tx_antenna = 0\n";
+    /** Applies a country with these calibration files, one a word; @return what was Said(). */
+    std::string Apply(const std::string& country, const std::string& files);
+    /** Applies one file with these keys beside the required ones. */
+    std::string ApplyKeys(const std::string& keys);
 };
 
 }  // namespace hardware::velta::device

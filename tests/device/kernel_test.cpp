@@ -24,39 +24,36 @@ std::string Iwpan(const std::string& what, const std::string& key) {
 using WitnessTest = OpenTest;
 
 TEST_F(WitnessTest, SeesTheChannelOfTheSession) {
-    const std::string phy = "phy " + RadioState(1)["phy"];
     FiraClient fira(hal, 1);
-    FiraTwrSession session = ControllerSession();
     for (const int channel : {5, 9}) {
-        session.channelNumber = channel;
-        ASSERT_EQ(fira.Init(session), "OK");
-        EXPECT_EQ(Iwpan(phy, "current_page"), "4");
-        EXPECT_EQ(Iwpan(phy, "current_channel"), std::to_string(channel));
-        ASSERT_EQ(Said(fira.controller->reset()), "OK");
+        ASSERT_EQ(fira.Init(ControllerSession(channel, channel)), "OK");
+        EXPECT_EQ(Iwpan("phy " + Radio(1, "phy"), "current_page"), "4");
+        EXPECT_EQ(Iwpan("phy " + Radio(1, "phy"), "current_channel"), std::to_string(channel));
+        ASSERT_EQ(fira.Reset(), "OK");
     }
 }
 
 TEST_F(WitnessTest, SeesPanIdAddressAndChannelOfSimpleRanging) {
-    const std::string phy = "phy " + RadioState(0)["phy"];
     const auto simple = hal.Get(0, &IUwbIface::simpleRangingController);
     const UwbAddress extended = {.address = {0x11, 0x22, 0x33, 0x44, 0x55, 0x66, 0x77, 0x88}};
     ASSERT_EQ(Said(simple->startInitiatorMode(0x1BEEF, extended, 5)), "OK");
     EXPECT_EQ(Iwpan("dev wpan0", "pan_id"), "0xbeef") << "16 bits of it count";
     EXPECT_EQ(Iwpan("dev wpan0", "extended_addr"), "0x8877665544332211");
-    EXPECT_EQ(Iwpan(phy, "current_channel"), "5");
+    EXPECT_EQ(Iwpan("phy " + Radio(0, "phy"), "current_channel"), "5");
     EXPECT_THAT(Shell("ip link show wpan0"), HasSubstr("UP"));
     ASSERT_EQ(Said(simple->startResponderMode(1, Short(0x1234), 9)), "OK");
     EXPECT_EQ(Iwpan("dev wpan0", "pan_id"), "0x0001");
     EXPECT_EQ(Iwpan("dev wpan0", "extended_addr"), "0x0000000000003412");
-    EXPECT_EQ(Iwpan(phy, "current_channel"), "9");
+    EXPECT_EQ(Iwpan("phy " + Radio(0, "phy"), "current_channel"), "9");
 }
 
 class KernelTest : public DeviceTest {
   protected:
     NlSocketFactory factory{nullptr};
+    McpsUtils mcps{&factory};
 };
 
-TEST_F(KernelTest, ShortAddressIsSetAndSeen) {
+TEST_F(KernelTest, ShortAddressIsSetAndFactoryAddressRead) {
     IeeeUtils ieee(&factory);
     ASSERT_TRUE(ieee.Setup());
     for (const std::string seen : {"0x1234", "0xbeef"}) {
@@ -64,52 +61,44 @@ TEST_F(KernelTest, ShortAddressIsSetAndSeen) {
         EXPECT_TRUE(ieee.SetShortMacAddress("wpan0", Short(value).address));
         EXPECT_EQ(Iwpan("dev wpan0", "short_addr"), seen);
     }
-    EXPECT_FALSE(ieee.SetShortMacAddress("wpan0", Short(0xffff).address)) << "the kernel's own";
     EXPECT_FALSE(ieee.SetShortMacAddress("wpan0", {1, 2, 3}));
     EXPECT_FALSE(ieee.SetShortMacAddress("wpan7", {1, 2}));
-}
-
-TEST_F(KernelTest, FactoryAddressIsTheRadiosOwn) {
-    const std::array<uint8_t, 8> own = {0x02, 0x55, 0x57, 0x42, 0, 0, 0, 2};
-    EXPECT_EQ(InterfaceTool().GetFactoryMacAddress("wpan1"), own);
-    EXPECT_EQ(InterfaceTool().GetFactoryMacAddress("lo"), (std::array<uint8_t, 8>{}));
+    EXPECT_THAT(InterfaceTool().GetFactoryMacAddress("wpan1"),
+                ElementsAre(0x02, 0x55, 0x57, 0x42, 0, 0, 0, 2));
+    EXPECT_THAT(InterfaceTool().GetFactoryMacAddress("lo"), Each(0));
 }
 
 TEST_F(KernelTest, SchedulersTakeRegionsAndParameters) {
+    constexpr auto kSimple = McpsScheduler::kSimpleRanging;
     constexpr McpsUtils::SlotDuration kSlot{24};
     constexpr auto kResponder = McpsUtils::NodeType::kResponder;
-    McpsUtils mcps(&factory);
     ASSERT_TRUE(mcps.Start());
     EXPECT_TRUE(mcps.SetAllRegions(0));
-    EXPECT_EQ(RadioState(0)["scheduler"], "on_demand");
-    EXPECT_EQ(RadioState(0)["region 1"], "fira");
-    EXPECT_EQ(RadioState(0)["region 0"], "nfcc_coex");
-    EXPECT_TRUE(mcps.SetScheduler(0, McpsScheduler::kSimpleRanging, kSlot, kResponder, false));
-    EXPECT_TRUE(mcps.SetScheduler(0, McpsScheduler::kSimpleRanging, McpsUtils::SlotDuration{32},
-                                  McpsUtils::NodeType::kNotGiven, true));
-    EXPECT_EQ(RadioState(0)["scheduler"], "simple-ranging");
-    EXPECT_EQ(RadioState(0)["scheduler_param slot_duration"], "32");
-    EXPECT_EQ(RadioState(0)["scheduler_param node_type"], "1");
+    EXPECT_EQ(Radio(0, "scheduler"), "on_demand");
+    EXPECT_EQ(Radio(0, "region 1"), "fira");
+    EXPECT_EQ(Radio(0, "region 0"), "nfcc_coex");
+    EXPECT_TRUE(mcps.SetScheduler(0, kSimple, McpsUtils::SlotDuration{16}, kResponder, false));
+    EXPECT_TRUE(mcps.SetScheduler(0, kSimple, kSlot, McpsUtils::NodeType::kNotGiven, true));
+    EXPECT_EQ(Radio(0, "scheduler"), "simple-ranging");
+    EXPECT_EQ(Radio(0, "scheduler_param slot_duration"), "24");
+    EXPECT_EQ(Radio(0, "scheduler_param node_type"), "1");
     EXPECT_FALSE(mcps.SetScheduler(0, McpsScheduler{7}, kSlot, kResponder, false));
-    EXPECT_FALSE(mcps.SetScheduler(7, McpsScheduler::kDefault, kSlot, kResponder, false));
+    EXPECT_FALSE(mcps.SetScheduler(7, kSimple, kSlot, kResponder, false));
     InterfaceTool().SetUpState("wpan0", true);
     EXPECT_FALSE(mcps.SetRegion(0, kFiraRegion)) << "the interface is up";
     InterfaceTool().SetUpState("wpan0", false);
     EXPECT_TRUE(mcps.SetRegion(0, kSimpleRangingRegion));
-    EXPECT_EQ(RadioState(0)["region 0"], "simple_ranging");
+    EXPECT_EQ(Radio(0, "region 0"), "simple_ranging");
 }
 
 TEST_F(KernelTest, BlockStrideOfASessionChanges) {
-    McpsUtils mcps(&factory);
     FiraRegionUtils fira(&factory);
     ASSERT_TRUE(mcps.Start());
-    EXPECT_FALSE(fira.InitSession(0, 1)) << "the family is not resolved";
     fira.SetMcpsNetId(static_cast<uint32_t>(mcps.GetNetId()));
     ASSERT_TRUE(mcps.SetRegion(0, kFiraRegion));
-    ASSERT_TRUE(fira.InitSession(0, kSession));
-    ASSERT_TRUE(fira.ConfigTwrSession(0, ControllerSession()));
+    ASSERT_TRUE(fira.InitSession(0, kSession) && fira.ConfigTwrSession(0, ControllerSession()));
     EXPECT_TRUE(fira.UpdateBlockStriding(0, kSession, 7));
-    EXPECT_THAT(RadioState(0).Session(kSession).params, HasSubstr(" 11=7 "));
+    EXPECT_THAT(RadioSessionDetails(0, kSession), HasSubstr(",11 7,"));
     EXPECT_TRUE(fira.DeinitSession(0, kSession));
 }
 

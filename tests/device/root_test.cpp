@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 
 // Who may hold the hardware, what it consists of, and what objects do when it is closed.
+#include <filesystem>
+
 #include "device_test.h"
 
 namespace hardware::velta::device {
@@ -8,21 +10,17 @@ namespace {
 
 using RootTest = DeviceTest;
 
-TEST_F(RootTest, OpenWantsACallback) {
-    EXPECT_EQ(Said(hal->open(nullptr)), "2: null client callback");
-    EXPECT_THAT(hal.IfaceNames(), IsEmpty());
-    EXPECT_EQ(hal.Open(), "OK");
-}
-
 TEST_F(RootTest, ListsInterfacesWhileOpenAndHardwareAlways) {
     std::vector<int64_t> indexes;
+    EXPECT_EQ(Said(hal->close()), "OK") << "whether it was open or not";
+    EXPECT_EQ(Said(hal->open(nullptr)), "2: null client callback");
+    EXPECT_EQ(hal.Ifaces(), "");
     EXPECT_EQ(Said(hal->listHardwareIndex(&indexes)), "OK");
     EXPECT_THAT(indexes, ElementsAre(0, 1));
-    EXPECT_THAT(hal.IfaceNames(), IsEmpty());
     ASSERT_EQ(hal.Open(), "OK");
-    EXPECT_THAT(hal.IfaceNames(), ElementsAre("wpan0", "wpan1"));
+    EXPECT_EQ(hal.Ifaces(), "wpan0 wpan1 ");
     EXPECT_EQ(Said(hal->close()), "OK");
-    EXPECT_THAT(hal.IfaceNames(), IsEmpty());
+    EXPECT_EQ(hal.Ifaces(), "");
 }
 
 // The kernel lists the newest device first: what belongs together is not a matter of places.
@@ -30,10 +28,8 @@ TEST_F(RootTest, PairsEachInterfaceWithItsOwnHardware) {
     ASSERT_EQ(hal.Open(), "OK");
     for (const int radio : {0, 1}) {
         EXPECT_EQ(FiraClient(hal, radio).Init(ControllerSession(100 + radio)), "OK");
-    }
-    for (const int radio : {0, 1}) {
-        EXPECT_EQ(RadioState(radio).Session(100 + radio).state, "idle");
-        EXPECT_EQ(RadioState(radio).Session(101 - radio).state, "none");
+        EXPECT_EQ(RadioSession(radio, 100 + radio), "idle");
+        EXPECT_EQ(RadioSession(1 - radio, 100 + radio), "none");
     }
 }
 
@@ -46,44 +42,37 @@ TEST_F(RootTest, RefusesUnknownInterfaces) {
     }
 }
 
-TEST_F(RootTest, ClosingWhatIsNotOpenSucceeds) {
-    EXPECT_EQ(Said(hal->close()), "OK");
-    EXPECT_EQ(Said(hal->close()), "OK");
-    EXPECT_EQ(hal.Open(), "OK");
-}
-
 TEST_F(RootTest, RefusesASecondClientAndLeavesTheFirstAlone) {
     ASSERT_EQ(hal.Open(), "OK");
     FiraClient fira(hal, 0);
     EXPECT_EQ(hal.Open(), "3: HAL is already open");
-    EXPECT_EQ(Child("device_tests --client=open").ReadLine(), "3: HAL is already open");
+    EXPECT_EQ(ClientProcess("open").said, "3: HAL is already open");
     EXPECT_EQ(fira.Init(ControllerSession()), "OK");
-    EXPECT_EQ(hal.IfaceNames().size(), 2U);
 }
 
 // At each step of a client: what its radio is doing then.
 struct ClientStep {
-    const char* name;
-    const char* key;
-    const char* value;
+    const char *step, *key, *value;
 };
 
 class KilledClientTest : public RootTest, public ::testing::WithParamInterface<ClientStep> {};
 
 TEST_P(KilledClientTest, LeavesACleanDeviceToTheNext) {
-    const auto& [name, key, value] = GetParam();
-    if (name == std::string("fira-stopping")) Fault("0 fira.stopped silence");
-    Child first(std::string("device_tests --client=") + name);
-    ASSERT_EQ(first.ReadLine(), "ready");
-    ASSERT_THAT(RadioState(0)[key], StartsWith(value));
-    first.Kill();
-    OpenAfterDeath();
-    EXPECT_EQ(RadioState(0).Unrest(), "");
-    EXPECT_EQ(RadioState(0)["scheduler"], "default");
-    EXPECT_EQ(RadioState(0).Session(kSession).state, "none");
+    const auto& [step, key, value] = GetParam();
+    if (step == "fira-stopping"s) Fault("0 fira.stopped silence");
+    {
+        const ClientProcess first(step);
+        ASSERT_EQ(first.said, "OK");
+        ASSERT_THAT(Radio(0, key), StartsWith(value));
+    }
+    // The service notices by itself, and refuses others until then.
+    EXPECT_TRUE(Eventually([] { return RadioUnrest(0).empty(); }));
+    EXPECT_TRUE(Eventually([this] { return hal.Open() == "OK"; }));
+    EXPECT_EQ(Radio(0, "scheduler"), "default");
+    EXPECT_EQ(RadioSession(0, kSession), "none");
     FiraClient fira(hal, 0);
     fira.Run();
-    EXPECT_EQ(fira.events->reports.Take().data.blockIndex, 0);
+    EXPECT_EQ(fira.Next().data.blockIndex, 0);
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -97,41 +86,35 @@ INSTANTIATE_TEST_SUITE_P(
                       ClientStep{"simple-running", "simple_ranging", "portid"}),
     [](const auto& info) { return "Client" + std::to_string(info.index); });
 
-// A dead client is noticed by itself, not only when the next one comes.
-TEST_F(RootTest, PutsTheRadioToRestWhenTheClientDies) {
-    Child client("device_tests --client=fira-running");
-    ASSERT_EQ(client.ReadLine(), "ready");
-    EXPECT_EQ(hal.IfaceNames().size(), 2U);
-    client.Kill();
-    EXPECT_TRUE(Eventually([] { return RadioState(0).Unrest().empty(); }));
-    EXPECT_THAT(hal.IfaceNames(), IsEmpty());
-    EXPECT_THAT(Service::NewLog(), HasSubstr("LambdaOnDeath Uwb service has died"));
-}
-
 TEST_F(RootTest, OpeningAndClosingKeepsNoDescriptor) {
     const auto once = [this] {
         ASSERT_EQ(hal.Open(), "OK");
         FiraClient(hal, 0).Run();
         ASSERT_EQ(Said(hal->close()), "OK");
     };
+    const auto descriptors = [] {
+        const std::filesystem::directory_iterator folder("/proc/" + std::to_string(ServicePid()) +
+                                                         "/fd");
+        return std::distance(begin(folder), end(folder));
+    };
     once();
-    const size_t before = Service::OpenDescriptors();
+    const auto before = descriptors();
     for (int i = 0; i < 5; i++) once();
-    EXPECT_EQ(Service::OpenDescriptors(), before);
+    EXPECT_EQ(descriptors(), before);
 }
 
 // All that a client may keep, and every call on it, while the next client ranges.
 TEST_F(RootTest, ObjectsKeptAfterCloseAreOfNoConsequence) {
-    ASSERT_EQ(hal.Open(), "OK");
     LayOut("tag 0x1234 0 3 0");
+    ASSERT_EQ(hal.Open(), "OK");
     const auto iface = hal.Iface(0);
     FiraClient old(hal, 0);
     const auto ccc = hal.Get(0, &IUwbIface::cccController);
     const auto simple = hal.Get(0, &IUwbIface::simpleRangingController);
     old.Run();
-    old.events->reports.Take();
+    old.Next();
     ASSERT_EQ(Said(hal->close()), "OK");
-    EXPECT_TRUE(old.events->reports.GoesQuiet(200ms));
+    EXPECT_TRUE(old.GoesQuiet());
     ASSERT_EQ(hal.Open(), "OK");
     FiraClient fira(hal, 0);
     fira.Run();
@@ -139,56 +122,47 @@ TEST_F(RootTest, ObjectsKeptAfterCloseAreOfNoConsequence) {
     std::shared_ptr<IFiraController> no_fira;
     std::shared_ptr<ICccController> no_ccc;
     std::shared_ptr<ISimpleRangingController> same_simple;
-    EXPECT_EQ(Said(iface->firaController(&no_fira)), "OK");
-    EXPECT_EQ(no_fira, nullptr);
-    EXPECT_EQ(Said(iface->cccController(&no_ccc)), "OK");
-    EXPECT_EQ(no_ccc, nullptr);
-    EXPECT_EQ(Said(iface->simpleRangingController(&same_simple)), "OK");
-    EXPECT_EQ(same_simple->asBinder(), simple->asBinder());
-
-    FiraCapabilities fira_caps;
     CccCapabilities ccc_caps;
     SimpleRangingCapabilities simple_caps;
     int64_t time0 = 0;
+    EXPECT_THAT(
+        (std::vector{Said(iface->firaController(&no_fira)), Said(iface->cccController(&no_ccc)),
+                     Said(iface->simpleRangingController(&same_simple)), old.Reset(),
+                     Said(old.fira->setSessionCallback(old.events)), Said(ccc->setCallback({})),
+                     Said(ccc->getCapabilities(&ccc_caps)),
+                     Said(simple->getCapabilities(&simple_caps))}),
+        Each("OK"));
+    EXPECT_EQ(no_fira, nullptr);
+    EXPECT_EQ(no_ccc, nullptr);
+    EXPECT_EQ(same_simple->asBinder(), simple->asBinder());
     EXPECT_EQ(old.Count(), 0);
-    EXPECT_EQ(old.Start(), "3: You need to register callbacks on the controller first.");
-    EXPECT_EQ(Said(old.controller->setSessionCallback(old.events)), "OK");
-    EXPECT_EQ(old.Start(), "2: Unknown session id 42");
-    EXPECT_EQ(old.Stop(), "2: Unknown session id 42");
-    EXPECT_EQ(old.Deinit(), "2: Unknown session id 42");
-    EXPECT_EQ(Said(old.controller->addControlees(kSession, {}, {})), "2: Unknown session id 42");
-    EXPECT_EQ(Said(old.controller->reset()), "OK");
-    EXPECT_EQ(Said(old.controller->getCapabilities(&fira_caps)), "OK");
-    EXPECT_EQ(Said(ccc->setCallback(nullptr)), "OK");
-    EXPECT_EQ(Said(ccc->getCapabilities(&ccc_caps)), "OK");
-    EXPECT_EQ(Said(simple->getCapabilities(&simple_caps)), "OK");
-    const std::string closed = "3: HAL is closed";
-    EXPECT_EQ(old.Init(ControllerSession(43)), closed);
-    EXPECT_EQ(Said(ccc->initSession()), closed);
-    EXPECT_EQ(Said(ccc->startSession(1, 0, 9, &time0)), closed);
-    EXPECT_EQ(Said(ccc->stopSession(1)), closed);
-    EXPECT_EQ(Said(ccc->deinitSession()), closed);
-    EXPECT_EQ(Said(simple->setCallback(ndk::SharedRefBase::make<SimpleEvents>())), closed);
-    EXPECT_EQ(Said(simple->startInitiatorMode(1, Short(1), 9)), closed);
-    EXPECT_EQ(Said(simple->startResponderMode(1, Short(1), 9)), closed);
-    EXPECT_EQ(Said(simple->setRangings({})), closed);
-    EXPECT_EQ(Said(simple->stop()), closed);
+    EXPECT_THAT(old.Capabilities().supportedChannels, ElementsAre(5, 9));
+    EXPECT_THAT((std::vector{old.Start(), old.Stop(), old.Deinit(), old.Add(kSession, {}),
+                             old.Update(ControllerSession())}),
+                Each("2: Unknown session id 42"));
+    EXPECT_THAT(
+        (std::vector{old.Init(ControllerSession(43)), Said(ccc->initSession()),
+                     Said(ccc->startSession(1, 0, 9, &time0)), Said(ccc->stopSession(1)),
+                     Said(ccc->deinitSession()), Said(simple->setRangings({})),
+                     Said(simple->setCallback(SharedRefBase::make<SimpleEvents>())),
+                     Said(simple->startInitiatorMode(1, Short(1), 9)),
+                     Said(simple->startResponderMode(1, Short(1), 9)), Said(simple->stop())}),
+        Each("3: HAL is closed"));
     EXPECT_EQ(fira.Fresh().measurements.size(), 1U);
     EXPECT_TRUE(old.events->reports.Empty());
 }
 
-TEST_F(RootTest, RadioComesToRestWhenTheServiceIsKilledAndTheNextServiceFindsItSo) {
+TEST_F(RootTest, RadioComesToRestWhenTheServiceIsKilled) {
     ASSERT_EQ(hal.Open(), "OK");
     FiraClient fira(hal, 0);
     fira.Run();
-    Service::Stop("KILL");
-    EXPECT_TRUE(Eventually([] { return RadioState(0).Session(kSession).state == "idle"; }));
-    EXPECT_EQ(fira.controller->stopRangingSession(kSession).getStatus(), STATUS_DEAD_OBJECT);
-    Service::Start();
+    RestartService("", "KILL");
+    EXPECT_EQ(fira.fira->stopRangingSession(kSession).getStatus(), STATUS_DEAD_OBJECT);
+    EXPECT_EQ(RadioSession(0, kSession), "idle");
     hal = Hal();
     ASSERT_EQ(hal.Open(), "OK");
-    EXPECT_EQ(RadioState(0).Unrest(), "");
-    EXPECT_EQ(RadioState(0)["scheduler"], "default");
+    EXPECT_EQ(RadioUnrest(0), "") << "the next service puts the interface down as well";
+    EXPECT_EQ(Radio(0, "scheduler"), "default");
 }
 
 }  // namespace

@@ -190,13 +190,21 @@ TEST_F(NlSocketTest, SilenceAndNotifications) {
         ExpectLogged("ReceiveMessage: Error reading message: ");
 
         socket_->DisableAutoAck();
+        EXPECT_TRUE(AwaitResponse("nlctrl"));
         ASSERT_TRUE(Watch());
         socklen_t size = sizeof(address);
         ASSERT_EQ(getsockname(loop_.WatchedFd(), generic, &size), 0);
-        for (const char* text : {"7", "8", "13"}) {  // 13 drops the socket.
-            const Bytes bytes = Wire(text);
+        Bytes error = Wire("99 1=q0 1=q0");
+        error[4] = NLMSG_ERROR;
+        for (const Bytes& bytes : {error, Wire("7"), Wire("8"), Wire("13")}) {  // 13 drops it.
             EXPECT_GT(sendto(peer.get(), bytes.data(), bytes.size(), 0, generic, size), 0);
         }
+        // Nothing of the requests before is left to take the error.
+        const size_t lines = log_.lines().size();
+        loop_.Pass();
+        EXPECT_EQ(log_.lines().size(), lines + 1);
+        EXPECT_THAT(log_.lines().back(),
+                    StartsWith("W velta.uwb.NlSocket ReceiveMessage: Error reading message: "));
         loop_.Pass();
         EXPECT_THAT(commands_, ElementsAre(7));
         loop_.Pass();
