@@ -10,7 +10,9 @@ ROOT=$(cd "$(dirname "$0")/.." && pwd)
 # shellcheck source=scripts/common.sh
 . "$ROOT/scripts/common.sh"
 
-[ $# -ge 2 ] && [ $# -le 4 ] || die "usage: scripts/render_page.sh PAGE.html OUT.png [WIDTH [HEIGHT]]"
+if [ $# -lt 2 ] || [ $# -gt 4 ]; then
+  die "usage: scripts/render_page.sh PAGE.html OUT.png [WIDTH [HEIGHT]]"
+fi
 page=$(realpath -e -- "$1" 2>/dev/null) || die "$1: no such page"
 out=$(realpath -m -- "$2")
 width=${3:-1200}

@@ -61,7 +61,7 @@ Recording Reader::Read() {
 }
 
 void Reader::TakeLine(const std::string& line, bool is_whole) {
-    const char* kind = "line of a recording";
+    const char* kind = has_session_ ? "line of a recording" : "session line";
     try {
         const Json json = Json::parse(line, nullptr, is_whole || !has_session_);
         if (json.is_discarded()) {
@@ -70,7 +70,6 @@ void Reader::TakeLine(const std::string& line, bool is_whole) {
         }
         const auto type = json.at("type").get<std::string>();
         if (!has_session_) {
-            kind = "session line";
             if (type != "session") Fail("a recording starts with the line of its session");
             TakeSession(json);
         } else if (type == "session") {
@@ -95,9 +94,8 @@ void Reader::TakeLine(const std::string& line, bool is_whole) {
 void Reader::TakeSession(const Json& json) {
     const auto format = json.value("format", "");
     if (format != kFormat) Fail("not a recording of uwbctl (format \"" + format + "\")");
-    const int version = json.at("version").get<int>();
-    if (version != kVersion) {
-        Fail("recording of version " + std::to_string(version) + ", this uwbctl reads version " +
+    if (const Json& version = json.at("version"); version != kVersion) {
+        Fail("recording of version " + version.dump() + ", this uwbctl reads version " +
              std::to_string(kVersion));
     }
     recording_.time = json.at("time").get<std::string>();
@@ -110,9 +108,18 @@ void Reader::TakeSession(const Json& json) {
 }
 
 void Reader::TakeMeasurement(const Json& json) {
+    // The library would cut the fraction off, or worse.
+    for (const char* name : {"timestamp_ns", "session_id", "block", "status", "distance_mm"}) {
+        const auto found = json.find(name);
+        if (found != json.end() && found->is_number_float()) {
+            Fail("not a measurement: " + std::string(name) + " is not a whole number");
+        }
+    }
     std::string error;
     const auto measurement = MeasurementFromJson(nlohmann::json(json), &error);
     if (!measurement) Fail("not a measurement: " + Reason(error));
+    // No clock is there, and times are subtracted.
+    if (measurement->timestamp_ns < 0) Fail("not a measurement: timestamp_ns is negative");
     recording_.measurements.push_back(*measurement);
 }
 
@@ -123,8 +130,11 @@ void Reader::TakeEvent(const Json& json) {
 }
 
 void Reader::TakeEnd(const Json& json) {
-    recording_.end = RecordingEnd{.reason = json.at("reason").get<std::string>(),
-                                  .reports = json.value("reports", uint64_t{0})};
+    recording_.end = RecordingEnd{.reason = json.at("reason").get<std::string>()};
+    const auto reports = json.find("reports");
+    if (reports != json.end() && reports->is_number_unsigned()) {
+        recording_.end->reports = reports->get<uint64_t>();
+    }
 }
 
 }  // namespace

@@ -64,7 +64,9 @@ double HighestRate(const ReportData& data, double window, size_t windows,
     for (const PeerReport& peer : data.peers) {
         std::vector<double> counts(windows);
         for (const ChartPoint& point : peer.distances) {
-            const auto index = static_cast<size_t>(point.x / window);
+            // Off the edges by half a round, where jitter would move it from window to window.
+            const double time_s = point.x + data.interval_s.value_or(0) / 2;
+            const auto index = static_cast<size_t>(time_s / window);
             // The last, incomplete window says nothing of the rate.
             if (index < windows) counts[index] += 1 / window;
         }
@@ -84,11 +86,12 @@ std::vector<double> LossShares(const PeerReport& peer, double column, size_t col
     for (const ChartPoint& point : peer.distances) all[column_of(point.x)]++;
     for (const LossSpan& span : peer.losses) {
         // Rounds that never came were due at even times; of very many, the picture needs not all.
-        const double rounds = std::min(span.count, static_cast<double>(columns));
-        for (double round = 1; round <= rounds; round++) {
-            const double time_s = span.from_s + (span.to_s - span.from_s) * round / (rounds + 1);
-            lost[column_of(time_s)] += span.count / rounds;
-            all[column_of(time_s)] += span.count / rounds;
+        const auto rounds = static_cast<size_t>(std::min(span.count, static_cast<double>(columns)));
+        for (size_t i = 1; i <= rounds; i++) {
+            const double part = static_cast<double>(i) / static_cast<double>(rounds + 1);
+            const double time_s = span.from_s + (span.to_s - span.from_s) * part;
+            lost[column_of(time_s)] += span.count / static_cast<double>(rounds);
+            all[column_of(time_s)] += span.count / static_cast<double>(rounds);
         }
     }
     for (size_t c = 0; c < columns; c++) {

@@ -66,6 +66,8 @@ svg .tick,svg .axis{fill:var(--soft)}
 .halo.label{font-weight:600}
 .plan,.plan svg{overflow:hidden}
 .plan{width:100%;max-width:680px;height:auto;margin:16px auto 0}
+.plan .at{overflow:visible}
+.leader{stroke:var(--soft)}
 .spots{stroke:var(--c);stroke-width:4;stroke-linecap:round;opacity:.3}
 .first{fill:var(--bg);stroke:var(--c);stroke-width:2}
 .last{fill:var(--c);stroke:var(--bg);stroke-width:1.5}

@@ -45,7 +45,7 @@ void PeerStatistics::AddDistance(const Measurement& measurement) {
     if (!recent_ns_.empty()) {
         const int64_t gap = measurement.timestamp_ns - recent_ns_.back();
         worst_gap_ns_ = std::max(worst_gap_ns_, gap);
-        time_ns_ += gap;
+        time_ns_ += static_cast<double>(gap);
         intervals_++;
     }
     recent_mm_.push_back(distance);
@@ -79,7 +79,7 @@ std::optional<double> PeerStatistics::Rate() const {
 
 std::optional<double> PeerStatistics::AverageRate() const {
     if (time_ns_ <= 0) return std::nullopt;
-    return static_cast<double>(intervals_) * kNanosecondsPerSecond / static_cast<double>(time_ns_);
+    return static_cast<double>(intervals_) * kNanosecondsPerSecond / time_ns_;
 }
 
 }  // namespace uwbctl

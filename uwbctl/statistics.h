@@ -66,7 +66,7 @@ class PeerStatistics {
     int64_t maximum_mm_ = 0;
     int64_t worst_gap_ns_ = 0;
     // Between distances, without the time away.
-    int64_t time_ns_ = 0;
+    double time_ns_ = 0;
     uint64_t intervals_ = 0;
     std::deque<int64_t> recent_mm_;
     std::deque<int64_t> recent_ns_;

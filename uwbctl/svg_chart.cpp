@@ -221,8 +221,7 @@ void SvgChart::Lines(size_t peer, const std::vector<std::vector<ChartPoint>>& li
 
 void SvgChart::Area(size_t peer, const std::vector<ChartPoint>& line) {
     if (line.empty()) return;
-    std::vector<ChartPoint> outline = line;
-    shapes_ += "<path class=\"area " + PeerClass(peer) + "\" d=\"" + Path(outline) + "L" +
+    shapes_ += "<path class=\"area " + PeerClass(peer) + "\" d=\"" + Path(line) + "L" +
                Place({line.back().x, y_.low}) + "L" + Place({line.front().x, y_.low}) + "z\"/>";
 }
 
@@ -264,6 +263,7 @@ void SvgChart::PeerLabels(const std::vector<std::pair<size_t, double>>& at,
     std::stable_sort(sorted.begin(), sorted.end(),
                      [](const auto& a, const auto& b) { return a.second > b.second; });
     std::vector<double> places;
+    places.reserve(sorted.size());
     for (const auto& [peer, y] : sorted) places.push_back((1 - y_.Share(y)) * height_px_);
     MoveApart(&places, height_px_);
     for (size_t i = 0; i < sorted.size(); i++) {
@@ -283,17 +283,21 @@ std::string SvgChart::Finish() const {
     svg += "aria-label=\"" + EscapeHtml(spoken_) + "\">";
     for (const Axis::Tick& tick : y_.ticks) {
         const std::string at = Y(tick.value);
-        svg += "<line class=\"grid\" x1=\"0\" x2=\"100%\" y1=\"" + at + "\" y2=\"" + at + "\"/>" +
-               "<text class=\"tick\" x=\"0\" dx=\"-8\" y=\"" + at +
-               "\" dy=\".35em\" text-anchor=\"end\">" + tick.label + "</text>";
+        svg += StringPrintf(
+            "<line class=\"grid\" x1=\"0\" x2=\"100%%\" y1=\"%s\" y2=\"%s\"/>"
+            "<text class=\"tick\" x=\"0\" dx=\"-8\" y=\"%s\" dy=\".35em\" "
+            "text-anchor=\"end\">%s</text>",
+            at.c_str(), at.c_str(), at.c_str(), tick.label.c_str());
     }
     for (const Axis::Tick& tick : x_.ticks) {
         const std::string at = X(tick.value);
-        svg += "<line class=\"grid\" x1=\"" + at + "\" x2=\"" + at + "\" y1=\"0\" y2=\"100%\"/>";
-        if (has_x_labels_) {
-            svg += "<text class=\"tick\" x=\"" + at + "\" y=\"100%\" dy=\"19\" " +
-                   "text-anchor=\"middle\">" + tick.label + "</text>";
-        }
+        svg += StringPrintf("<line class=\"grid\" x1=\"%s\" x2=\"%s\" y1=\"0\" y2=\"100%%\"/>",
+                            at.c_str(), at.c_str());
+        if (!has_x_labels_) continue;
+        svg += StringPrintf(
+            "<text class=\"tick\" x=\"%s\" y=\"100%%\" dy=\"19\" "
+            "text-anchor=\"middle\">%s</text>",
+            at.c_str(), tick.label.c_str());
     }
     svg += "<line class=\"base\" x1=\"0\" x2=\"100%\" y1=\"100%\" y2=\"100%\"/>";
     if (!y_.title.empty()) {

@@ -69,7 +69,8 @@ void DrawGrid(const View& view, std::string* shapes, std::string* labels) {
     const double step = RoundStep(std::max(view.top, view.right) / kRings);
     const double corner = std::hypot(view.right, std::max(view.top, -view.bottom));
     const int decimals = step < 1 ? 1 : 0;
-    for (double radius = step; radius < corner; radius += step) {
+    for (int ring = 1; ring * step < corner; ring++) {
+        const double radius = ring * step;
         *shapes += StringPrintf("<circle class=\"grid\" cx=\"%.0f\" cy=\"%.0f\" r=\"%.1f\"/>",
                                 view.X(0), view.Y(0), radius * view.Unit());
         if (radius < view.top * 0.88) {
@@ -149,14 +150,13 @@ class LabelPlaces {
     }
 
     /** @return a label beside a point, as SVG. */
-    std::string Put(ChartPoint at, const std::string& name, const std::string& mark) {
+    std::string Put(ChartPoint at, const std::string& name) {
         // First near and towards the middle, so that it stays inside.
         Label best;
         double least = HUGE_VAL;
-        for (const double up : {9.0, -9.0, 0.0, 23.0, -23.0, 37.0, -37.0, 51.0, -51.0}) {
+        for (const double up : {kNear, -kNear, 0.0, 23.0, -23.0, 37.0, -37.0, 51.0, -51.0}) {
             for (const bool is_left : {at.x > 0, at.x <= 0}) {
-                const Label label = {up, is_left,
-                                     BoxOf(at, name.size() + (mark.empty() ? 0 : 2), up, is_left)};
+                const Label label = {up, is_left, BoxOf(at, name.size(), up, is_left)};
                 const double covered = Covered(label.box) + std::abs(up) / 1000;
                 if (covered >= least) continue;
                 least = covered;
@@ -164,11 +164,16 @@ class LabelPlaces {
             }
         }
         taken_.push_back(best.box);
-        return "<text " + view_.Percent(at) +
-               StringPrintf(" class=\"label halo\" dx=\"%.0f\" dy=\"%.0f\"%s>",
-                            best.is_left ? -kAside : kAside, 4.5 - best.up,
-                            best.is_left ? " text-anchor=\"end\"" : "") +
-               mark + EscapeHtml(name) + "</text>";
+        const double aside = best.is_left ? -kAside : kAside;
+        std::string html = "<svg class=\"at\" " + view_.Percent(at) + ">";
+        if (std::abs(best.up) > kNear) {
+            html += StringPrintf("<path class=\"leader\" d=\"M0 0L%.0f %.0f\"/>", aside * 0.8,
+                                 -best.up);
+        }
+        return html +
+               StringPrintf("<text class=\"label halo\" x=\"%.0f\" y=\"%.1f\"%s>", aside,
+                            4.5 - best.up, best.is_left ? " text-anchor=\"end\"" : "") +
+               EscapeHtml(name) + "</text></svg>";
     }
 
   private:
@@ -176,6 +181,8 @@ class LabelPlaces {
     static constexpr double kPagePx = 380;
     static constexpr double kScale = kPagePx / kWidth;
     static constexpr double kAside = 9;
+    // So far up or down it is still beside the mark.
+    static constexpr double kNear = 9;
 
     struct Box {
         double left = 0;
@@ -213,8 +220,6 @@ class LabelPlaces {
 
 // Where each peer was first and last, and its name.
 std::string PeerMarks(const View& view, const std::vector<PeerReport>& peers) {
-    // More, and colours are needed to see whose name it is.
-    constexpr size_t kFew = 6;
     std::string marks;
     LabelPlaces places(view);
     for (size_t i = 0; i < peers.size(); i++) {
@@ -230,8 +235,7 @@ std::string PeerMarks(const View& view, const std::vector<PeerReport>& peers) {
     }
     for (size_t i = 0; i < peers.size(); i++) {
         if (peers[i].positions.empty()) continue;
-        marks += places.Put(peers[i].positions.back().place, peers[i].name,
-                            peers.size() > kFew ? PeerMark(i, true) + " " : "");
+        marks += places.Put(peers[i].positions.back().place, peers[i].name);
     }
     return marks;
 }

@@ -65,7 +65,8 @@ depends_on() {
   local found
   found=$(apt_private apt-cache depends "$1" 2>/dev/null |
     sed -n 's/^ *|\{0,1\}Depends: //p' | grep -E -m1 "$2") ||
-    die "APT names no package like '$2' under $1; check the machine's APT sources (Debian 12, main)"
+    die "APT knows no $1 that depends on '$2'; check the network and the machine's APT sources" \
+      "(Debian 12, main); what APT said is in $LOGS/device-apt-update.log"
   echo "$found"
 }
 

@@ -7,7 +7,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include "device_test.h"
+#include "tests/device/device_test.h"
 
 namespace hardware::velta::device {
 namespace {

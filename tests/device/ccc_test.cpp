@@ -2,7 +2,7 @@
 
 // CCC sessions. While one runs the service reads its socket for a second at a time, so that every
 // call may take a second.
-#include "device_test.h"
+#include "tests/device/device_test.h"
 
 namespace hardware::velta::device {
 namespace {

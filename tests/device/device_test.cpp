@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "device_test.h"
+#include "tests/device/device_test.h"
 
 #include <android-base/file.h>
 #include <android-base/logging.h>
@@ -60,7 +60,7 @@ void WriteText(const std::string& path, const std::string& text) {
 }
 
 std::string Shell(const std::string& command) {
-    FILE* pipe = popen((command + " 2>&1").c_str(), "re");
+    FILE* pipe = popen((command + " 2>&1").c_str(), "re");  // NOLINT(cert-env33-c)
     std::string output;
     for (int c; (c = getc(pipe)) != EOF;) output += static_cast<char>(c);
     EXPECT_EQ(pclose(pipe), 0) << command << ": " << output;
@@ -89,7 +89,7 @@ std::string NewLog() {
     static std::streamoff read = 0;
     std::ifstream log("/host/service.log");
     log.seekg(read);
-    const std::string text{std::istreambuf_iterator<char>(log), {}};
+    std::string text{std::istreambuf_iterator<char>(log), {}};
     read += static_cast<std::streamoff>(text.size());
     return text;
 }
@@ -159,7 +159,7 @@ World::World() {
             now_ns_ = std::stoll(name);
             words >> skipped >> skipped >> skipped >> noise_mm_;
         } else {
-            auto& body = bodies_[kind + " " + name];
+            auto& body = bodies_[kind.append(" ").append(name)];
             body.assign(std::istream_iterator<double>(words), {});
             body.resize(6);
         }
@@ -329,7 +329,8 @@ namespace {
 }  // namespace
 
 ClientProcess::ClientProcess(const std::string& step)
-    : output_(popen(("exec device_tests --client=" + step).c_str(), "re")) {
+    : output_(
+          popen(("exec device_tests --client=" + step).c_str(), "re")) {  // NOLINT(cert-env33-c)
     char line[256] = "";
     if (fgets(line, sizeof(line), output_) == nullptr) return;
     const std::vector<std::string> parts = Split(android::base::Trim(line), " ");

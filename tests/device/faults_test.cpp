@@ -3,7 +3,7 @@
 // A kernel that refuses, keeps silent, is late, talks nonsense or is not there at all.
 #include <android-base/strings.h>
 
-#include "device_test.h"
+#include "tests/device/device_test.h"
 
 namespace hardware::velta::device {
 namespace {

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 
 // FiRa sessions: what they measure, how they live, what is refused.
-#include "device_test.h"
+#include "tests/device/device_test.h"
 
 namespace hardware::velta::device {
 namespace {
@@ -210,7 +210,8 @@ TEST_F(FiraTest, RadioGetsTheParametersOfTheSession) {
     session.multiNodeMode = MultiNodeMode::UNICAST;
     session.initiationTimeMs = 5;
     session.isBlockStridingEnabled = session.isHoppingEnabled = session.isKeyRotationEnabled = true;
-    session.blockStridingValue = session.keyRotationRate = 2;
+    session.blockStridingValue = 2;
+    session.keyRotationRate = 2;
     session.maxRangingRoundRetries = 9;
     session.sessionPriority = 100;
     session.rangingRoundControl = {};

@@ -4,11 +4,11 @@
 // that no HAL operation holds, held by the service's own classes.
 #include <regex>
 
-#include "device_test.h"
 #include "net/fira_region_utils.h"
 #include "net/ieee_utils.h"
 #include "net/interface_tool.h"
 #include "net/mcps_utils.h"
+#include "tests/device/device_test.h"
 
 namespace hardware::velta::device {
 namespace {

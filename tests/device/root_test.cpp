@@ -3,7 +3,7 @@
 // Who may hold the hardware, what it consists of, and what objects do when it is closed.
 #include <filesystem>
 
-#include "device_test.h"
+#include "tests/device/device_test.h"
 
 namespace hardware::velta::device {
 namespace {

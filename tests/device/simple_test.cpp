@@ -3,7 +3,7 @@
 // Simple ranging: a list of peers, measured in turn.
 #include <cmath>
 
-#include "device_test.h"
+#include "tests/device/device_test.h"
 
 namespace hardware::velta::device {
 namespace {

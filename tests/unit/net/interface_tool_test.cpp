@@ -9,6 +9,7 @@
 #include <linux/if_tun.h>
 #include <net/if.h>
 #include <sys/ioctl.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -56,10 +57,14 @@ TEST(InterfaceToolTest, BringsAnInterfaceUpAndDownWithoutTouchingItsOtherFlags) 
         const __user_cap_data_struct none[2] = {};
         ASSERT_EQ(syscall(SYS_capset, &header, none), 0);
         EXPECT_FALSE(tool.SetUpStateIfNecessary("lo", false));
+        const rlimit no_files = {};
+        ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &no_files), 0);
+        EXPECT_FALSE(tool.GetUpState("lo"));
         EXPECT_THAT(
             log.lines(),
             ElementsAre(Line("Could not set interface MAC address for lo (Invalid argument)"),
-                        Line("Could not set interface flags for lo (Operation not permitted)")));
+                        Line("Could not set interface flags for lo (Operation not permitted)"),
+                        Line("Failed to open socket to set up/down state (Too many open files)")));
     });
 }
 

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 #include <linux/genetlink.h>
 #include <netlink/genl/genl.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 
 #include <chrono>
@@ -214,7 +215,7 @@ TEST_F(NlSocketTest, SilenceAndNotifications) {
     });
 }
 
-TEST_F(NlSocketTest, FactoryWithoutASocketFailsUnderTheTagsOfItsFirstUsers) {
+TEST_F(NlSocketTest, FactoryWithoutASocketFailsUnderItsUsersTags) {
     EXPECT_TRUE(NlSocketFactory(&loop_).Create()->IsValid());
     class Broken : public NlSocketFactory {
       public:
@@ -226,6 +227,12 @@ TEST_F(NlSocketTest, FactoryWithoutASocketFailsUnderTheTagsOfItsFirstUsers) {
     const std::string text = ": BAD_ALLOC: cannot allocate NlSocket";
     EXPECT_THAT(log_.lines(), ElementsAre("E velta.uwb.FiraRegionUtils SendAndAwaitAck" + text,
                                           "E velta.uwb.IeeeUtils SendAndAwaitResponse" + text));
+    RunInNetNamespace([this] {
+        const rlimit no_files = {};
+        ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &no_files), 0);
+        EXPECT_EQ(NlSocketFactory(&loop_).Create(), nullptr);
+        EXPECT_EQ(Count("E Setup: Failed to connect to generic netlink"), 1u);
+    });
 }
 
 TEST(ToShortAddressTest, TakesTwoBytesMostSignificantFirst) {

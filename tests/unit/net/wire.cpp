@@ -14,6 +14,9 @@
 namespace hardware::velta {
 namespace {
 
+// Where attributes begin and end.
+using Spans = std::vector<std::pair<size_t, size_t>>;
+
 void Append(Bytes* bytes, uint64_t value, size_t size) {
     for (size_t i = 0; i < size; i++) bytes->push_back(static_cast<uint8_t>(value >> i * 8));
 }
@@ -45,8 +48,7 @@ void AppendValue(const char** text, Bytes* bytes) {
     }
 }
 
-// Also notes where each attribute begins and ends.
-void AppendAttrs(const char** text, Bytes* bytes, std::vector<std::pair<size_t, size_t>>* attrs) {
+void AppendAttrs(const char** text, uint8_t pad, Bytes* bytes, Spans* attrs) {
     for (;;) {
         *text += strspn(*text, " ");
         if (**text == '\0' || *(*text)++ == '}') return;
@@ -56,17 +58,18 @@ void AppendAttrs(const char** text, Bytes* bytes, std::vector<std::pair<size_t, 
         if (**text == '!') type |= NLA_F_NESTED, ++*text;
         Append(bytes, type << 16, 4);
         if (*(*text)++ == '{') {
-            AppendAttrs(text, bytes, attrs);
+            AppendAttrs(text, pad, bytes, attrs);
         } else {
             AppendValue(text, bytes);
         }
         attrs->emplace_back(begin, bytes->size());
         Put16(bytes, begin, bytes->size() - begin);
-        bytes->resize(NLA_ALIGN(bytes->size()));
+        bytes->resize(NLA_ALIGN(bytes->size()), pad);
     }
 }
 
-Bytes Parse(const char* text, std::vector<std::pair<size_t, size_t>>* attrs) {
+// pad fills the gaps between attributes; the kernel and libnl write 0.
+Bytes Parse(const char* text, uint8_t pad, Spans* attrs) {
     Bytes bytes;
     const uint64_t command = Number(&text);
     Append(&bytes, 0, 4);
@@ -74,7 +77,7 @@ Bytes Parse(const char* text, std::vector<std::pair<size_t, size_t>>* attrs) {
     Append(&bytes, 0, 8);  // Sequence number and port are left to libnl.
     Append(&bytes, command, 4);
     text += strcspn(text, " ");
-    AppendAttrs(&text, &bytes, attrs);
+    AppendAttrs(&text, pad, &bytes, attrs);
     Put16(&bytes, 0, bytes.size());
     return bytes;
 }
@@ -82,8 +85,8 @@ Bytes Parse(const char* text, std::vector<std::pair<size_t, size_t>>* attrs) {
 }  // namespace
 
 Bytes Wire(const std::string& text) {
-    std::vector<std::pair<size_t, size_t>> attrs;
-    return Parse(text.c_str(), &attrs);
+    Spans attrs;
+    return Parse(text.c_str(), 0, &attrs);
 }
 
 std::string Hex(const Bytes& bytes) {
@@ -101,8 +104,8 @@ NlMsg ToNlMsg(const Bytes& bytes) {
 
 void ForEachMalformed(const std::string& text, const std::function<void(const Bytes&)>& check) {
     constexpr uint16_t kUnknownType = 99;
-    std::vector<std::pair<size_t, size_t>> attrs;
-    const Bytes whole = Parse(text.c_str(), &attrs);
+    Spans attrs;
+    const Bytes whole = Parse(text.c_str(), 0xEE, &attrs);
     for (const auto& [begin, end] : attrs) {
         const auto claim = [&, begin = begin](size_t length, size_t type_at = 0, uint8_t last = 0) {
             SCOPED_TRACE("byte " + std::to_string(begin) + " claims " + std::to_string(length));

@@ -1,0 +1,119 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "uwbctl/report_page.h"
+
+#include <android-base/file.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <filesystem>
+
+namespace uwbctl {
+namespace {
+
+using ::testing::HasSubstr;
+using ::testing::Not;
+
+Measurement At(int block, std::optional<int64_t> distance_mm, const std::string& peer = "0x1234") {
+    Measurement measurement;
+    measurement.timestamp_ns = block * int64_t{200'000'000};
+    measurement.block = block;
+    measurement.peer = peer;
+    measurement.status = distance_mm ? 0 : 0x21;
+    measurement.distance_mm = distance_mm;
+    if (distance_mm) measurement.azimuth = Angle{.radians = 0.01 * block, .figure_of_merit = 0.8};
+    return measurement;
+}
+
+Recording Of(std::vector<Measurement> measurements) {
+    Recording recording;
+    recording.time = "2026-11-21T08:00:00Z";
+    recording.iface = "wpan0";
+    recording.measurements = std::move(measurements);
+    return recording;
+}
+
+TEST(ReportPageTest, TakesNothingOfARecordingForItsOwn) {
+    const std::string evil = "\"><script src='http://x.example/'>";
+    Recording recording = Of({At(0, 1000, evil), At(1, 1100, evil)});
+    recording.iface = recording.time = evil;
+    recording.session = {{"id", evil}, {evil, evil}, {"sessionKey", "c0ffee"}};
+    recording.events = {{.name = evil, .peers = {evil}, .measurements_before = 1}};
+    recording.end = RecordingEnd{.reason = evil};
+    const std::string page = ReportPage(recording);
+    EXPECT_THAT(page, Not(HasSubstr("<script")));
+    EXPECT_THAT(page, Not(HasSubstr("c0ffee")));
+    EXPECT_THAT(page, HasSubstr("&lt;script"));
+}
+
+TEST(ReportPageTest, DrawsOddRecordings) {
+    std::vector<Measurement> failures;
+    std::vector<Measurement> same_time;
+    for (int i = 0; i < 20; i++) {
+        failures.push_back(At(i, std::nullopt));
+        same_time.push_back(At(0, 1000 + i));
+    }
+    std::vector<Measurement> sixteen;
+    sixteen.reserve(160);
+    for (int i = 0; i < 160; i++) sixteen.push_back(At(i / 16, 100 * i, std::to_string(i % 16)));
+    const std::vector<Measurement> far_apart = {At(0, INT64_MAX / 2), At(INT32_MAX, -5),
+                                                At(INT32_MIN, 0)};
+    for (const auto& measurements :
+         {std::vector<Measurement>(), {At(3, 1000)}, failures, same_time, sixteen, far_apart}) {
+        const std::string page = ReportPage(Of(measurements));
+        EXPECT_THAT(page, HasSubstr("</html>"));
+        EXPECT_THAT(page, Not(::testing::ContainsRegex("[\" MLh>-](nan|inf)[\" %L<]")));
+    }
+}
+
+TEST(ReportPageTest, LeavesOutOfTheDrawingButNotOfTheNumbers) {
+    std::vector<Measurement> measurements;
+    measurements.reserve(100'000);
+    for (int i = 0; i < 100'000; i++) measurements.push_back(At(i, i == 51'234 ? 9876 : 1000));
+    const std::string page = ReportPage(Of(measurements));
+    EXPECT_THAT(page, HasSubstr("<td data-name=\"Max, m\">9.876</td>"));
+    EXPECT_THAT(page, HasSubstr("<td data-name=\"Count\">100\u202F000</td>"));
+    // The spike is drawn too: from near the bottom to the top, which is at 10 m.
+    EXPECT_THAT(page, HasSubstr("L2049 25"));
+    EXPECT_LT(page.size(), 400'000u);
+}
+
+TEST(ReportPageTest, DoesNotCountWhatARemovedPeerDidNotSend) {
+    Recording recording = Of({At(0, 1000), At(1, 1000), At(90, 1000), At(91, 1000)});
+    EXPECT_THAT(ReportPage(recording), HasSubstr("<td data-name=\"Losses, %\">96</td>"));
+    recording.events = {{"controlees_removed", {"0x1234"}, 2}, {"controlees_added", {"0x1234"}, 2}};
+    EXPECT_THAT(ReportPage(recording), HasSubstr("<td data-name=\"Losses, %\">0</td>"));
+}
+
+TEST(ReportPageTest, NeverHarmsWhatIsThere) {
+    const TemporaryDir dir;
+    const std::string file = std::string(dir.path) + "/walk.jsonl";
+    const std::string link = std::string(dir.path) + "/link";
+    const std::string text =
+        R"({"type":"session","format":"uwbctl-recording","version":1,"time":"","iface":"wpan0"})";
+    ASSERT_TRUE(android::base::WriteStringToFile(text, file));
+    std::filesystem::create_symlink(file, link);
+    EXPECT_THROW(WriteReport(file, file), Failure);
+    EXPECT_THROW(WriteReport(file, link), Failure);
+    EXPECT_THROW(WriteReport(file, dir.path), Failure);
+    EXPECT_THROW(WriteReport(file, file + "/below"), Failure);
+    std::string read;
+    ASSERT_TRUE(android::base::ReadFileToString(file, &read));
+    EXPECT_EQ(read, text);
+
+    const std::string page = std::string(dir.path) + "/walk.html";
+    EXPECT_EQ(WriteReport(file, page), kDone);
+    EXPECT_EQ(WriteReport(file, page), kDone);
+    EXPECT_EQ(WriteReport(file, "/dev/null"), kDone);
+    EXPECT_TRUE(std::filesystem::is_character_file("/dev/null"));
+    // A page that cannot be made leaves the one that is there, and nothing else.
+    ASSERT_TRUE(android::base::WriteStringToFile("no recording", file));
+    EXPECT_THROW(WriteReport(file, page), Failure);
+    ASSERT_TRUE(android::base::ReadFileToString(page, &read));
+    EXPECT_THAT(read, HasSubstr("</html>"));
+    const std::filesystem::directory_iterator entries(dir.path);
+    EXPECT_EQ(std::distance(begin(entries), end(entries)), 3);
+}
+
+}  // namespace
+}  // namespace uwbctl

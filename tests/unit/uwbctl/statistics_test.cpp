@@ -1,0 +1,60 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "uwbctl/statistics.h"
+
+#include <gtest/gtest.h>
+
+namespace uwbctl {
+namespace {
+
+Measurement At(int block, std::optional<int64_t> distance_mm) {
+    Measurement measurement;
+    measurement.timestamp_ns = block * int64_t{100'000'000};
+    measurement.block = block;
+    measurement.distance_mm = distance_mm;
+    return measurement;
+}
+
+TEST(PeerStatisticsTest, CountsFailuresAndBlocksThatNeverCame) {
+    PeerStatistics statistics;
+    statistics.Add(At(1, 1000));
+    statistics.Add(At(2, std::nullopt));
+    statistics.Add(At(5, 3000));
+    // A session that was started anew loses nothing by it.
+    statistics.Add(At(0, std::nullopt));
+    EXPECT_EQ(statistics.distances(), 2u);
+    EXPECT_EQ(statistics.losses(), 4u);
+    EXPECT_EQ(statistics.missing(), 2u);
+    EXPECT_DOUBLE_EQ(statistics.LossRatio(), 4.0 / 6);
+    EXPECT_DOUBLE_EQ(*statistics.Mean(), 2000);
+    EXPECT_NEAR(*statistics.Spread(), 1414.2, 0.1);
+    EXPECT_EQ(statistics.worst_gap_ns(), 400'000'000);
+    EXPECT_DOUBLE_EQ(*statistics.AverageRate(), 2.5);
+}
+
+TEST(PeerStatisticsTest, DoesNotCountSkippedBlocksAndTimeAway) {
+    PeerStatistics statistics(4);
+    statistics.Add(At(0, 1000));
+    statistics.Add(At(4, 1000));
+    EXPECT_EQ(statistics.losses(), 0u);
+    statistics.Add(At(12, 1000));
+    EXPECT_EQ(statistics.losses(), 1u);
+    statistics.Leave();
+    statistics.Add(At(400, 1000));
+    statistics.Add(At(404, 1000));
+    EXPECT_EQ(statistics.losses(), 1u);
+    EXPECT_EQ(statistics.worst_gap_ns(), 800'000'000);
+    EXPECT_DOUBLE_EQ(*statistics.AverageRate(), 3 / 1.6);
+}
+
+TEST(PeerStatisticsTest, HasNoNumbersBeforeTheyMeanSomething) {
+    PeerStatistics statistics;
+    EXPECT_FALSE(statistics.Mean());
+    EXPECT_EQ(statistics.LossRatio(), 0);
+    statistics.Add(At(0, 1000));
+    EXPECT_FALSE(statistics.Spread());
+    EXPECT_FALSE(statistics.Rate());
+    EXPECT_FALSE(statistics.AverageRate());
+}
+
+}  // namespace
+}  // namespace uwbctl
