@@ -143,8 +143,10 @@ ScopedAStatus Uwb::getIface(const std::string& name, std::shared_ptr<IUwbIface>*
 
 ScopedAStatus Uwb::listHardwareIndex(std::vector<int64_t>* indexes) {
     LOG(INFO) << __func__;
-    bool ok = false;
-    const std::vector<McpsHwInfo> hardware = mcps_utils_->ListHardware(&ok);
+    // Nobody has to hold the hardware to list it, so nobody may have looked for the driver yet.
+    bool ok = mcps_utils_->GetNetId() != 0 || mcps_utils_->Start();
+    std::vector<McpsHwInfo> hardware;
+    if (ok) hardware = mcps_utils_->ListHardware(&ok);
     if (!ok) return Error(ErrorCode::FAILED, "Failed to list hardware");
     for (const McpsHwInfo& info : hardware) indexes->push_back(info.hw_index);
     return ScopedAStatus::ok();

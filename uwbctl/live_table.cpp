@@ -80,6 +80,7 @@ void LiveTable::Begin(const std::string& iface, const FiraTwrSession& session) {
     title_ = StringPrintf("%s  session %u  channel %d  block %d ms  %s", iface.c_str(),
                           static_cast<uint32_t>(session.id), session.channelNumber,
                           session.rangingBlockDurationMs, toString(session.deviceType).c_str());
+    if (session.isBlockStridingEnabled) block_stride_ = int64_t{session.blockStridingValue} + 1;
     Draw();
 }
 
@@ -88,12 +89,17 @@ void LiveTable::Add(const Measurement& measurement) {
         return peer.first == measurement.peer;
     });
     if (entry == peers_.end()) {
-        entry = peers_.emplace(peers_.end(), measurement.peer, PeerStatistics());
+        entry = peers_.emplace(peers_.end(), measurement.peer, PeerStatistics(block_stride_));
     }
     entry->second.Add(measurement);
 }
 
 void LiveTable::Event(const std::string& event, const std::vector<std::string>& peers) {
+    if (event == "controlees_removed") {
+        for (auto& [peer, statistics] : peers_) {
+            if (std::find(peers.begin(), peers.end(), peer) != peers.end()) statistics.Leave();
+        }
+    }
     note_ = event + ": " + Join(peers, [](const std::string& peer) { return peer; });
     Draw();
 }

@@ -36,6 +36,7 @@ class LiveTable : public Output {
     std::string prompt_;
     // In the order in which they were seen first.
     std::vector<std::pair<std::string, PeerStatistics>> peers_;
+    int64_t block_stride_ = 1;
     uint64_t reports_ = 0;
     size_t lines_drawn_ = 0;
     std::chrono::steady_clock::time_point last_draw_;

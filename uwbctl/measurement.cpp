@@ -3,6 +3,9 @@
 
 #include <android-base/stringprintf.h>
 
+#include <stdexcept>
+#include <utility>
+
 #include "uwbctl/text.h"
 
 namespace uwbctl {
@@ -30,6 +33,18 @@ void PutAngle(const char* name, const std::optional<Angle>& angle, Json* json) {
     const std::string prefix = name;
     (*json)[prefix + "_rad"] = angle ? Json(angle->radians) : Json(nullptr);
     (*json)[prefix + "_fom"] = angle ? Json(angle->figure_of_merit) : Json(nullptr);
+}
+
+// The library would cast a fraction, or a number that is too large, without a word.
+template <typename T>
+T GetInteger(const nlohmann::json& json, const char* name) {
+    const auto& value = json.at(name);
+    const auto number = value.is_number_integer() ? value.get<int64_t>() : int64_t{};
+    if (!value.is_number_integer() || !std::in_range<T>(number)) {
+        throw std::out_of_range(std::string(name) +
+                                " is not a whole number in range: " + value.dump());
+    }
+    return static_cast<T>(number);
 }
 
 std::optional<Angle> GetAngle(const char* name, const nlohmann::json& json) {
@@ -82,13 +97,13 @@ Json ToJson(const Measurement& measurement) {
 std::optional<Measurement> MeasurementFromJson(const nlohmann::json& json, std::string* error) {
     try {
         Measurement result;
-        result.timestamp_ns = json.at("timestamp_ns").get<int64_t>();
-        result.session_id = json.at("session_id").get<uint32_t>();
-        result.block = json.at("block").get<int32_t>();
+        result.timestamp_ns = GetInteger<int64_t>(json, "timestamp_ns");
+        result.session_id = GetInteger<uint32_t>(json, "session_id");
+        result.block = GetInteger<int32_t>(json, "block");
         result.peer = json.at("peer").get<std::string>();
-        result.status = json.at("status").get<int>();
-        if (const auto& value = json.at("distance_mm"); !value.is_null()) {
-            result.distance_mm = value.get<int64_t>();
+        result.status = GetInteger<int>(json, "status");
+        if (!json.at("distance_mm").is_null()) {
+            result.distance_mm = GetInteger<int64_t>(json, "distance_mm");
         }
         if (const auto& value = json.at("line_of_sight"); !value.is_null()) {
             result.line_of_sight = value.get<bool>();
@@ -96,7 +111,7 @@ std::optional<Measurement> MeasurementFromJson(const nlohmann::json& json, std::
         result.azimuth = GetAngle("azimuth", json);
         result.elevation = GetAngle("elevation", json);
         return result;
-    } catch (const nlohmann::json::exception& exception) {
+    } catch (const std::exception& exception) {
         *error = exception.what();
         return std::nullopt;
     }

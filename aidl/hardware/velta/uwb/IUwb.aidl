@@ -33,8 +33,7 @@ interface IUwb {
     void close();
 
     /**
-     * Lists the radios that the driver knows. Works without holding the hardware, once any client
-     * has opened it since the service started.
+     * Lists the radios that the driver knows. Works without holding the hardware.
      *
      * @return the hardware indexes.
      * @throws FAILED "Failed to list hardware".
