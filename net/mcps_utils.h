@@ -150,7 +150,6 @@ class McpsUtils {
   private:
     class CalibrationBatch;
 
-
     NlSocketFactory* factory_;
     int net_id_;
     std::function<void(const RangingResult&)> on_ranging_result_;

@@ -21,5 +21,5 @@ sed 's/[[:blank:]]*$//' "$work/session.txt" >docs/terminal-session.txt
 
 say "making the page of the recording"
 build/dev/bin/uwbctl report "$work/walk.jsonl" -o docs/report.html
-scripts/render_page.sh docs/report.html docs/report.png 1200 1600
+scripts/render_page.sh docs/report.html docs/report.png 1200
 say "docs/terminal-session.txt, docs/report.html and docs/report.png are new"

@@ -14,13 +14,13 @@ namespace hardware::velta {
 class LogCapture {
   public:
     LogCapture()
-        : previous_(android::base::SetLogger(
-              [this](android::base::LogId /*id*/, android::base::LogSeverity severity,
-                     const char* tag, const char* /*file*/, unsigned int /*line*/,
-                     const char* message) {
-                  lines_.push_back(std::string(1, "VDIWEFF"[severity]) + " " +
-                                   (tag == nullptr ? "" : tag) + " " + message);
-              })) {}
+        : previous_(android::base::SetLogger([this](android::base::LogId /*id*/,
+                                                    android::base::LogSeverity severity,
+                                                    const char* tag, const char* /*file*/,
+                                                    unsigned int /*line*/, const char* message) {
+              lines_.push_back(std::string(1, "VDIWEFF"[severity]) + " " +
+                               (tag == nullptr ? "" : tag) + " " + message);
+          })) {}
     ~LogCapture() { android::base::SetLogger(std::move(previous_)); }
     LogCapture(const LogCapture&) = delete;
     LogCapture& operator=(const LogCapture&) = delete;
