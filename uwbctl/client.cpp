@@ -61,6 +61,18 @@ const char* CodeName(int32_t code) {
     return "unknown error";
 }
 
+// What to try after a refusal, besides what its message says.
+const char* Advice(int32_t code) {
+    switch (static_cast<ErrorCode>(code)) {
+        case ErrorCode::INVALID_ARGUMENT:
+            return "; \"uwbctl info\" shows what the interface can do";
+        case ErrorCode::INVALID_STATE:
+            return "; \"uwbctl monitor\" shows the service's state";
+        default:
+            return "; the service's log and dmesg say why";
+    }
+}
+
 // The client's end of the hold on the hardware: the service watches whether it lives.
 class ClientCallback : public BnUwbClientCallback {};
 
@@ -74,7 +86,8 @@ void Check(const ScopedAStatus& status, const std::string& asked) {
                       what + "the service did not answer (" + status.getDescription() + ")");
     }
     const int32_t code = status.getServiceSpecificError();
-    throw Failure(kRefused, what + status.getMessage() + " (" + CodeName(code) + ")");
+    throw Failure(kRefused,
+                  what + status.getMessage() + " (" + CodeName(code) + ")" + Advice(code));
 }
 
 Client::Client(Events* events)
