@@ -7,7 +7,7 @@
 
 #include <cstdio>
 
-#include "uwbctl/cli.h"
+#include "uwbctl/commands/cli.h"
 
 namespace {
 

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "uwbctl/recording.h"
+#include "uwbctl/recording/recording.h"
 
 #include <android-base/file.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "uwbctl/client.h"
+#include "uwbctl/client/client.h"
 
 namespace uwbctl {
 namespace {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "uwbctl/report_page.h"
+#include "uwbctl/report/report_page.h"
 
 #include <android-base/file.h>
 #include <gmock/gmock.h>

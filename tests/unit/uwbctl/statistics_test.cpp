@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "uwbctl/statistics.h"
+#include "uwbctl/recording/statistics.h"
 
 #include <gtest/gtest.h>
 

@@ -1,0 +1,187 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "uwbctl/client/client.h"
+
+#include <aidl/hardware/velta/uwb/BnUwbClientCallback.h>
+#include <aidl/hardware/velta/uwb/ErrorCode.h>
+#include <android/binder_manager.h>
+#include <android/binder_process.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <future>
+#include <thread>
+#include <utility>
+
+#include "uwbctl/client/text.h"
+
+namespace uwbctl {
+namespace {
+
+using ::aidl::hardware::velta::uwb::BnUwbClientCallback;
+using ::aidl::hardware::velta::uwb::ErrorCode;
+using ::aidl::hardware::velta::uwb::IUwb;
+using ::ndk::ScopedAStatus;
+using std::chrono::milliseconds;
+
+constexpr char kBinderDevice[] = "/dev/binder";
+constexpr milliseconds kServiceManagerPatience{3000};
+constexpr milliseconds kServicePollInterval{50};
+
+std::string InstanceName() {
+    return std::string(IUwb::descriptor) + "/default";
+}
+
+// Looks the service up. Without a service manager binder waits for one for ever, so it is asked
+// from a thread of its own, which is left behind when it does not come back.
+ndk::SpAIBinder FindBinder() {
+    if (access(kBinderDevice, R_OK | W_OK) != 0) {
+        throw Failure(kNoService,
+                      std::string("no binder: ") + kBinderDevice + " is missing or not accessible");
+    }
+    auto found = std::make_shared<std::promise<ndk::SpAIBinder>>();
+    std::future<ndk::SpAIBinder> result = found->get_future();
+    std::thread([found] {
+        found->set_value(ndk::SpAIBinder(AServiceManager_checkService(InstanceName().c_str())));
+    }).detach();
+    if (result.wait_for(kServiceManagerPatience) != std::future_status::ready) {
+        throw Failure(kNoService, "the service manager does not answer: is it running?");
+    }
+    return result.get();
+}
+
+const char* CodeName(int32_t code) {
+    switch (static_cast<ErrorCode>(code)) {
+        case ErrorCode::FAILED:
+            return "FAILED";
+        case ErrorCode::INVALID_ARGUMENT:
+            return "INVALID_ARGUMENT";
+        case ErrorCode::INVALID_STATE:
+            return "INVALID_STATE";
+    }
+    return "unknown error";
+}
+
+// What to try after a refusal, besides what its message says.
+const char* Advice(int32_t code) {
+    switch (static_cast<ErrorCode>(code)) {
+        case ErrorCode::INVALID_ARGUMENT:
+            return "; \"uwbctl info\" shows what the interface can do";
+        case ErrorCode::INVALID_STATE:
+            return "; \"uwbctl monitor\" shows the service's state";
+        default:
+            return "; the service's log and dmesg say why";
+    }
+}
+
+// The client's end of the hold on the hardware: the service watches whether it lives.
+class ClientCallback : public BnUwbClientCallback {};
+
+}  // namespace
+
+void Check(const ScopedAStatus& status, const std::string& asked) {
+    if (status.isOk()) return;
+    const std::string what = "cannot " + asked + ": ";
+    if (status.getExceptionCode() != EX_SERVICE_SPECIFIC) {
+        throw Failure(kNoService,
+                      what + "the service did not answer (" + status.getDescription() + ")");
+    }
+    const int32_t code = status.getServiceSpecificError();
+    throw Failure(kRefused,
+                  what + status.getMessage() + " (" + CodeName(code) + ")" + Advice(code));
+}
+
+Client::Client(Events* events)
+    : events_(events), death_recipient_(AIBinder_DeathRecipient_new([](void* cookie) {
+          auto* client = static_cast<Client*>(cookie);
+          client->events_->Post([client] { client->has_died_ = true; });
+      })) {
+    service_ = FindService();
+    if (service_ == nullptr) {
+        throw Failure(kNoService, "the UWB service is not there (" + InstanceName() +
+                                      " is not registered): is it running?");
+    }
+    ABinderProcess_setThreadPoolMaxThreadCount(1);
+    ABinderProcess_startThreadPool();
+    AIBinder_linkToDeath(service_->asBinder().get(), death_recipient_.get(), this);
+}
+
+Client::~Client() {
+    AIBinder_unlinkToDeath(service_->asBinder().get(), death_recipient_.get(), this);
+    if (is_open_) service_->close();
+}
+
+std::shared_ptr<IUwb> Client::FindService() {
+    return IUwb::fromBinder(FindBinder());
+}
+
+bool Client::WaitForService(std::chrono::seconds timeout) {
+    const auto deadline = std::chrono::steady_clock::now() + timeout;
+    while (FindService() == nullptr) {
+        if (std::chrono::steady_clock::now() >= deadline) return false;
+        std::this_thread::sleep_for(kServicePollInterval);
+    }
+    return true;
+}
+
+void Client::Open() {
+    const ScopedAStatus status = service_->open(ndk::SharedRefBase::make<ClientCallback>());
+    if (status.getServiceSpecificError() == static_cast<int32_t>(ErrorCode::INVALID_STATE)) {
+        throw Failure(kNoService, std::string("another client holds the hardware: ") +
+                                      status.getMessage() + " (it lets go when it ends)");
+    }
+    Check(status, "open the hardware");
+    is_open_ = true;
+}
+
+std::shared_ptr<Client::IUwbIface> Client::GetIface(std::string* name) {
+    std::vector<std::string> names;
+    Check(service_->listIfaceNames(&names), "list the interfaces");
+    if (name->empty()) {
+        if (names.empty()) {
+            throw Failure(kRadioFailed, "there is no UWB interface: is the radio's driver loaded?");
+        }
+        *name = names.front();
+    }
+    std::shared_ptr<IUwbIface> iface;
+    const ScopedAStatus status = service_->getIface(*name, &iface);
+    if (!status.isOk() && std::find(names.begin(), names.end(), *name) == names.end()) {
+        const std::string known =
+            Join(names, [](const std::string& known_name) { return known_name; });
+        throw Failure(kRefused, std::string(status.getMessage()) + " (interfaces: " + known + ")");
+    }
+    Check(status, "get interface " + *name);
+    return iface;
+}
+
+void Client::CheckAlive() const {
+    if (has_died_) throw Failure(kNoService, "the UWB service has died");
+}
+
+Ended RunUntil(Events* events, const Client& client, milliseconds patience,
+               const std::function<bool()>& done) {
+    while (!done()) {
+        const Events::Wake wake = events->Wait(patience);
+        client.CheckAlive();
+        if (wake == Events::Wake::kTimeout) return Ended::kSilent;
+        if (wake == Events::Wake::kInterrupted) return Ended::kInterrupted;
+        if (wake == Events::Wake::kOutputClosed) return Ended::kOutputClosed;
+    }
+    return Ended::kDone;
+}
+
+bool FinishWithin(Events* events, const Client& client, milliseconds time,
+                  const std::function<bool()>& done) {
+    constexpr milliseconds kNoSpin{10};
+    const auto deadline = std::chrono::steady_clock::now() + time;
+    while (!done()) {
+        const auto left =
+            std::chrono::duration_cast<milliseconds>(deadline - std::chrono::steady_clock::now());
+        if (left.count() <= 0) return false;
+        // A closed output wakes at once, every time.
+        if (events->Wait(left) == Events::Wake::kOutputClosed) std::this_thread::sleep_for(kNoSpin);
+        client.CheckAlive();
+    }
+    return true;
+}
+
+}  // namespace uwbctl

@@ -1,0 +1,115 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <aidl/hardware/velta/uwb/IUwb.h>
+#include <aidl/hardware/velta/uwb/IUwbIface.h>
+
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "uwbctl/client/events.h"
+
+namespace uwbctl {
+
+/** Exit statuses; scripts rely on them. */
+enum ExitStatus : int {
+    kDone = 0,
+    kUsage = 2,
+    /** The service is not there, or another client holds it. */
+    kNoService = 3,
+    /** The service refused the call. */
+    kRefused = 4,
+    /** The radio or the session failed after it was set up. */
+    kRadioFailed = 5,
+};
+
+/** Ends the command: one line for the terminal, and the exit status. */
+class Failure : public std::runtime_error {
+  public:
+    Failure(ExitStatus status, const std::string& message)
+        : std::runtime_error(message), status_(status) {}
+    ExitStatus status() const { return status_; }
+
+  private:
+    ExitStatus status_;
+};
+
+/**
+ * Throws a Failure with what was asked and what the service answered, unless status is OK.
+ *
+ * @param asked such as "open the hardware".
+ */
+void Check(const ndk::ScopedAStatus& status, const std::string& asked);
+
+/** A connection to the service. */
+class Client {
+  public:
+    using IUwb = ::aidl::hardware::velta::uwb::IUwb;
+    using IUwbIface = ::aidl::hardware::velta::uwb::IUwbIface;
+
+    /** Connects; a Failure names what is missing. events must outlive the client. */
+    explicit Client(Events* events);
+    /** Closes the hardware if Open() took it. */
+    ~Client();
+    Client(const Client&) = delete;
+    Client& operator=(const Client&) = delete;
+
+    /** @return the service, null when it is not registered; a Failure when binder is not there. */
+    static std::shared_ptr<IUwb> FindService();
+
+    /** Waits until the service is registered; false after timeout. */
+    static bool WaitForService(std::chrono::seconds timeout);
+
+    /** Takes the hardware for this process. */
+    void Open();
+
+    /** @return the interface of that name, or the only or first one for an empty name. */
+    std::shared_ptr<IUwbIface> GetIface(std::string* name);
+
+    IUwb* service() { return service_.get(); }
+
+    /** Throws a Failure once the service has died. */
+    void CheckAlive() const;
+
+  private:
+    Events* events_;
+    std::shared_ptr<IUwb> service_;
+    ndk::ScopedAIBinder_DeathRecipient death_recipient_;
+    bool is_open_ = false;
+    bool has_died_ = false;
+};
+
+/** How RunUntil() ended. */
+enum class Ended {
+    /** What was waited for is there. */
+    kDone,
+    /** By a signal, such as Ctrl-C's. */
+    kInterrupted,
+    /** Nobody reads the output any more. */
+    kOutputClosed,
+    /** Nothing came from the service for too long. */
+    kSilent,
+};
+
+/**
+ * Runs what the service's callbacks post until done.
+ *
+ * @param patience how long nothing at all may come.
+ * @return why it ended; a Failure when the service dies.
+ */
+Ended RunUntil(Events* events, const Client& client, std::chrono::milliseconds patience,
+               const std::function<bool()>& done);
+
+/**
+ * As RunUntil(), but nothing that the user does ends it: for what has to be tidied up.
+ *
+ * @return whether it was done in time.
+ */
+bool FinishWithin(Events* events, const Client& client, std::chrono::milliseconds time,
+                  const std::function<bool()>& done);
+
+}  // namespace uwbctl

@@ -1,0 +1,329 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "uwbctl/client/session.h"
+
+#include <android/binder_enums.h>
+
+#include <fstream>
+#include <limits>
+#include <type_traits>
+
+#include "uwbctl/client/client.h"
+#include "uwbctl/client/text.h"
+
+namespace uwbctl {
+namespace {
+
+using namespace ::aidl::hardware::velta::uwb;
+using Json = nlohmann::ordered_json;
+
+constexpr size_t kShortAddressSize = 2;
+
+constexpr char kPhoneToTag[] = "phone-to-tag";
+constexpr char kIndoorPositioning[] = "indoor-positioning";
+constexpr char kFast[] = "fast";
+
+// The members of a session, once for both directions.
+template <typename Visitor>
+void Visit(FiraTwrSession* s, Visitor&& visit) {
+    visit("id", &s->id);
+    visit("deviceType", &s->deviceType);
+    visit("deviceRole", &s->deviceRole);
+    visit("rangingRoundUsage", &s->rangingRoundUsage);
+    visit("multiNodeMode", &s->multiNodeMode);
+    visit("deviceAddress", &s->deviceAddress);
+    visit("destAddressList", &s->destAddressList);
+    visit("initiationTimeMs", &s->initiationTimeMs);
+    visit("slotDurationRstu", &s->slotDurationRstu);
+    visit("slotsPerRangingRound", &s->slotsPerRangingRound);
+    visit("rangingBlockDurationMs", &s->rangingBlockDurationMs);
+    visit("blockStridingValue", &s->blockStridingValue);
+    visit("maxRangingRoundRetries", &s->maxRangingRoundRetries);
+    visit("isHoppingEnabled", &s->isHoppingEnabled);
+    visit("isBlockStridingEnabled", &s->isBlockStridingEnabled);
+    visit("sessionPriority", &s->sessionPriority);
+    visit("rangingRoundControl", &s->rangingRoundControl);
+    visit("inBandTerminationAttemptCount", &s->inBandTerminationAttemptCount);
+    visit("channelNumber", &s->channelNumber);
+    visit("preambleCodeIndex", &s->preambleCodeIndex);
+    visit("rframeConfig", &s->rframeConfig);
+    visit("prfMode", &s->prfMode);
+    visit("preambleDuration", &s->preambleDuration);
+    visit("sfdId", &s->sfdId);
+    visit("stsSegmentCount", &s->stsSegmentCount);
+    visit("psduDataRate", &s->psduDataRate);
+    visit("bprfPhrDataRate", &s->bprfPhrDataRate);
+    visit("fcsType", &s->fcsType);
+    visit("isTxAdaptivePayloadPowerEnabled", &s->isTxAdaptivePayloadPowerEnabled);
+    visit("aoaType", &s->aoaType);
+    visit("stsConfig", &s->stsConfig);
+    visit("subSessionId", &s->subSessionId);
+    visit("vendorId", &s->vendorId);
+    visit("staticStsIV", &s->staticStsIV);
+    visit("isKeyRotationEnabled", &s->isKeyRotationEnabled);
+    visit("keyRotationRate", &s->keyRotationRate);
+    visit("aoaResultRequest", &s->aoaResultRequest);
+    visit("resultReportConfig", &s->resultReportConfig);
+}
+
+template <typename Visitor>
+void Visit(RangingRoundControl* c, Visitor&& visit) {
+    visit("hasResultReportPhase", &c->hasResultReportPhase);
+    visit("measurementReportType", &c->measurementReportType);
+    visit("hasDeferredMode", &c->hasDeferredMode);
+}
+
+template <typename Visitor>
+void Visit(ResultReportConfig* c, Visitor&& visit) {
+    visit("hasTimeOfFlightReport", &c->hasTimeOfFlightReport);
+    visit("hasAngleOfArrivalAzimuthReport", &c->hasAngleOfArrivalAzimuthReport);
+    visit("hasAngleOfArrivalElevationReport", &c->hasAngleOfArrivalElevationReport);
+    visit("hasAngleOfArrivalFigureOfMeritReport", &c->hasAngleOfArrivalFigureOfMeritReport);
+}
+
+Json BytesToJson(const std::vector<uint8_t>& bytes) {
+    std::string text;
+    constexpr char kDigits[] = "0123456789abcdef";
+    for (const uint8_t byte : bytes) {
+        text += text.empty() ? "" : ":";
+        text += {kDigits[byte >> 4], kDigits[byte & 0xF]};
+    }
+    return text;
+}
+
+struct Writer {
+    Json* json;
+
+    template <typename T>
+    void operator()(const char* name, T* value) const {
+        (*json)[name] = Convert(value);
+    }
+
+    template <typename T>
+    static Json Convert(T* value) {
+        if constexpr (std::is_same_v<T, bool> || std::is_integral_v<T>) {
+            return *value;
+        } else if constexpr (std::is_enum_v<T>) {
+            return toString(*value);
+        } else if constexpr (std::is_same_v<T, UwbAddress>) {
+            return AddressText(*value);
+        } else if constexpr (std::is_same_v<T, std::vector<UwbAddress>>) {
+            Json list = Json::array();
+            for (const UwbAddress& address : *value) list.push_back(AddressText(address));
+            return list;
+        } else if constexpr (std::is_same_v<T, std::vector<uint8_t>>) {
+            return BytesToJson(*value);
+        } else {
+            Json object = Json::object();
+            Visit(value, Writer{&object});
+            return object;
+        }
+    }
+};
+
+// Reads a member if it is there; what is left unread in the end does not exist.
+class Reader {
+  public:
+    Reader(nlohmann::json json, std::string where)
+        : json_(std::move(json)), where_(std::move(where)) {
+        if (!json_.is_object()) throw Failure(kUsage, where_ + ": not a JSON object");
+    }
+
+    template <typename T>
+    void operator()(const char* name, T* value) {
+        const auto member = json_.find(name);
+        if (member == json_.end()) return;
+        Read(where_ + ": " + name, *member, value);
+        json_.erase(member);
+    }
+
+    void CheckAllRead() const {
+        if (json_.empty()) return;
+        throw Failure(kUsage, where_ + ": there is no " + json_.begin().key() +
+                                  " in a session (--dump-session shows what there is)");
+    }
+
+  private:
+    [[noreturn]] static void Bad(const std::string& where, const nlohmann::json& json,
+                                 const std::string& expected) {
+        throw Failure(kUsage, where + ": expected " + expected + ", not " + json.dump());
+    }
+
+    template <typename T>
+    static void Read(const std::string& where, const nlohmann::json& json, T* value) {
+        if constexpr (std::is_same_v<T, bool>) {
+            if (!json.is_boolean()) Bad(where, json, "true or false");
+            *value = json.get<bool>();
+        } else if constexpr (std::is_integral_v<T>) {
+            ReadInteger(where, json, value);
+        } else if constexpr (std::is_enum_v<T>) {
+            ReadEnum(where, json, value);
+        } else if constexpr (std::is_same_v<T, UwbAddress>) {
+            *value = ReadAddress(where, json);
+        } else if constexpr (std::is_same_v<T, std::vector<UwbAddress>>) {
+            if (!json.is_array()) Bad(where, json, "a list of addresses");
+            value->clear();
+            for (const auto& item : json) value->push_back(ReadAddress(where, item));
+        } else if constexpr (std::is_same_v<T, std::vector<uint8_t>>) {
+            const bool is_empty = json.is_string() && json.get<std::string>().empty();
+            *value = is_empty ? T() : ReadAddress(where, json).address;
+        } else {
+            Reader members(json, where);
+            Visit(value, members);
+            members.CheckAllRead();
+        }
+    }
+
+    template <typename T>
+    static void ReadInteger(const std::string& where, const nlohmann::json& json, T* value) {
+        using Limits = std::numeric_limits<T>;
+        // Session identifiers are unsigned for people.
+        const int64_t maximum = sizeof(T) == sizeof(int32_t) ? std::numeric_limits<uint32_t>::max()
+                                                             : static_cast<int64_t>(Limits::max());
+        const std::string expected =
+            "a whole number, " + std::to_string(Limits::min()) + " to " + std::to_string(maximum);
+        if (!json.is_number_integer()) Bad(where, json, expected);
+        const auto number = json.get<int64_t>();
+        if (number < Limits::min() || number > maximum) Bad(where, json, expected);
+        *value = static_cast<T>(number);
+    }
+
+    template <typename T>
+    static void ReadEnum(const std::string& where, const nlohmann::json& json, T* value) {
+        std::string names;
+        for (const T candidate : ndk::enum_range<T>()) {
+            if (json.is_string() && toString(candidate) == json.get<std::string>()) {
+                *value = candidate;
+                return;
+            }
+            names += (names.empty() ? "" : ", ") + toString(candidate);
+        }
+        Bad(where, json, "one of " + names);
+    }
+
+    static UwbAddress ReadAddress(const std::string& where, const nlohmann::json& json) {
+        const auto address =
+            json.is_string() ? ParseAddress(json.get<std::string>()) : std::optional<UwbAddress>();
+        if (!address) Bad(where, json, "bytes as \"0x1234\" or \"12:34\"");
+        return *address;
+    }
+
+    nlohmann::json json_;
+    std::string where_;
+};
+
+}  // namespace
+
+const std::vector<SessionPreset>& SessionPresets() {
+    static const std::vector<SessionPreset> presets = {
+        {kPhoneToTag, "channel 9, five reports a second, azimuth: finding a tag"},
+        {kIndoorPositioning,
+         "channel 5, a report a second, no angles, hopping: many anchors share the air"},
+        {kFast, "channel 9, twenty reports a second, azimuth: gestures, debugging"},
+    };
+    return presets;
+}
+
+// Whatever the preset, what FiRa devices agree on when they are told nothing else: DS-TWR in
+// deferred mode, BPRF set 4 (SP3 frames, preamble code 10, SFD 2), static STS.
+FiraTwrSession MakeSession(const std::string& preset) {
+    FiraTwrSession session;
+    session.id = 42;
+    session.deviceRole = DeviceRole::INITIATOR;
+    session.rangingRoundUsage = RangingRoundUsage::DS_TWR;
+    session.multiNodeMode = MultiNodeMode::ONE_TO_MANY;
+    session.slotDurationRstu = 2400;
+    session.slotsPerRangingRound = 20;
+    session.rangingBlockDurationMs = 200;
+    session.sessionPriority = 50;
+    session.rangingRoundControl.hasResultReportPhase = true;
+    session.rangingRoundControl.hasDeferredMode = true;
+    session.inBandTerminationAttemptCount = 1;
+    session.channelNumber = 9;
+    session.preambleCodeIndex = 10;
+    session.rframeConfig = RframeConfig::SP3;
+    session.prfMode = PrfMode::BPRF;
+    session.preambleDuration = PreambleDuration::T64_SYMBOLS;
+    session.sfdId = 2;
+    session.stsSegmentCount = 1;
+    session.psduDataRate = PsduDataRate::RATE_6M81;
+    session.bprfPhrDataRate = BprfPhrDataRate::RATE_850K;
+    session.fcsType = FcsType::CRC_16;
+    session.stsConfig = FiraStsConfig::STATIC;
+    session.vendorId = {0x07, 0x08};
+    session.staticStsIV = {0x01, 0x02, 0x03, 0x04, 0x05, 0x06};
+    session.aoaResultRequest = AoaResultRequest::REQ_AOA_RESULTS;
+    session.resultReportConfig = {.hasTimeOfFlightReport = true,
+                                  .hasAngleOfArrivalAzimuthReport = true,
+                                  .hasAngleOfArrivalElevationReport = true,
+                                  .hasAngleOfArrivalFigureOfMeritReport = true};
+    if (preset == kPhoneToTag) return session;
+    if (preset == kIndoorPositioning) {
+        session.channelNumber = 5;
+        session.rangingBlockDurationMs = 1000;
+        session.isHoppingEnabled = true;
+        session.aoaResultRequest = AoaResultRequest::NO_AOA_REPORT;
+        return session;
+    }
+    if (preset == kFast) {
+        session.rangingBlockDurationMs = 50;
+        return session;
+    }
+    const std::string names =
+        Join(SessionPresets(), [](const SessionPreset& known) { return std::string(known.name); });
+    throw Failure(kUsage, "there is no preset " + preset + " (presets: " + names + ")");
+}
+
+Json SessionToJson(const FiraTwrSession& session) {
+    FiraTwrSession copy = session;
+    return Writer::Convert(&copy);
+}
+
+void ApplyJson(const nlohmann::json& json, const std::string& where, FiraTwrSession* session) {
+    Reader reader(json, where);
+    Visit(session, reader);
+    reader.CheckAllRead();
+}
+
+void ApplySessionFile(const std::string& path, FiraTwrSession* session) {
+    std::ifstream file(path);
+    if (!file.is_open()) throw Failure(kUsage, "cannot open the session file " + path);
+    nlohmann::json json;
+    try {
+        json = nlohmann::json::parse(file);
+    } catch (const nlohmann::json::exception& exception) {
+        throw Failure(kUsage, path + ": " + exception.what());
+    }
+    ApplyJson(json, path, session);
+}
+
+void ApplySetting(const std::string& setting, FiraTwrSession* session) {
+    const size_t equals = setting.find('=');
+    if (equals == std::string::npos || equals == 0) {
+        throw Failure(kUsage, "--set: expected NAME=VALUE, not " + setting);
+    }
+    const std::string text = setting.substr(equals + 1);
+    nlohmann::json value = nlohmann::json::parse(text, nullptr, /*allow_exceptions=*/false);
+    if (value.is_discarded()) value = text;
+    // From the innermost name outwards.
+    std::string names = setting.substr(0, equals);
+    for (size_t dot = names.rfind('.'); dot != std::string::npos; dot = names.rfind('.')) {
+        value = nlohmann::json{{names.substr(dot + 1), value}};
+        names.resize(dot);
+    }
+    ApplyJson(nlohmann::json{{names, value}}, "--set " + setting, session);
+}
+
+std::vector<UwbAddress> ParsePeers(const std::vector<std::string>& peers) {
+    std::vector<UwbAddress> addresses;
+    for (const std::string& text : peers) {
+        const auto address = ParseAddress(text);
+        if (!address || address->address.size() != kShortAddressSize) {
+            throw Failure(kUsage, "not a short address: " + text +
+                                      " (expected two bytes as 0x1234 or 12:34)");
+        }
+        addresses.push_back(*address);
+    }
+    return addresses;
+}
+
+}  // namespace uwbctl

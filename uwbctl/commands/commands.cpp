@@ -1,0 +1,127 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "uwbctl/commands/commands.h"
+
+#include <aidl/hardware/velta/uwb/ICccController.h>
+#include <aidl/hardware/velta/uwb/IFiraController.h>
+#include <aidl/hardware/velta/uwb/ISimpleRangingController.h>
+
+#include <cstdio>
+
+#include "uwbctl/client/text.h"
+
+namespace uwbctl {
+namespace {
+
+using namespace ::aidl::hardware::velta::uwb;
+
+template <typename T>
+std::string Numbers(const std::vector<T>& values) {
+    return Join(values, [](T value) { return std::to_string(value); });
+}
+
+template <typename T>
+std::string Names(const std::vector<T>& values) {
+    return Join(values, [](T value) { return toString(value); });
+}
+
+void Row(const char* name, const std::string& value) {
+    printf("  %-18s %s\n", name, value.c_str());
+}
+
+std::string YesNo(bool value) {
+    return value ? "yes" : "no";
+}
+
+void ShowFira(IUwbIface* iface) {
+    std::shared_ptr<IFiraController> controller;
+    Check(iface->firaController(&controller), "get the FiRa controller");
+    FiraCapabilities caps;
+    Check(controller->getCapabilities(&caps), "read the FiRa capabilities");
+    puts("FiRa");
+    Row("channels", Numbers(caps.supportedChannels));
+    Row("azimuth", YesNo(caps.isAzimuthSupported));
+    Row("elevation", YesNo(caps.isElevationSupported));
+    Row("device types", Names(caps.deviceTypes));
+    Row("device roles", Names(caps.deviceRoles));
+    Row("ranging", Names(caps.rangingRoundUsages));
+    Row("multi-node modes", Names(caps.multiNodeModes));
+    Row("frames", Names(caps.rframeConfigs));
+    Row("PRF modes", Names(caps.prfModes));
+    Row("preambles", Names(caps.preambleDurations));
+    Row("data rates", Names(caps.psduDataRates));
+    Row("BPRF PHR rates", Names(caps.bprfPhrDataRates));
+    Row("FCS", Names(caps.fcsTypes));
+    Row("STS", Names(caps.stsConfigs));
+    Row("pulse shapes", Names(caps.pulseShapes));
+    Row("hopping", Names(caps.hoppingModes));
+    Row("hopping sequences", Names(caps.hoppingSequences));
+}
+
+void ShowCcc(IUwbIface* iface) {
+    std::shared_ptr<ICccController> controller;
+    Check(iface->cccController(&controller), "get the CCC controller");
+    CccCapabilities caps;
+    Check(controller->getCapabilities(&caps), "read the CCC capabilities");
+    puts("CCC");
+    Row("channels", Numbers(caps.supportedChannels));
+    Row("protocol versions", Numbers(caps.protocolVersions));
+    Row("UWB configs", Numbers(caps.uwbConfigs));
+    Row("pulse shapes", Numbers(caps.pulseShapeCombinations));
+    Row("RAN multiplier", std::to_string(caps.ranMultiplier));
+    Row("chaps per slot", Numbers(caps.chapsPerSlot));
+    Row("sync codes", Numbers(caps.syncCodes));
+    Row("hopping", Numbers(caps.hoppingConfigModes));
+    Row("hopping sequences", Numbers(caps.hoppingSequences));
+}
+
+void ShowSimpleRanging(IUwbIface* iface) {
+    std::shared_ptr<ISimpleRangingController> controller;
+    Check(iface->simpleRangingController(&controller), "get the simple ranging controller");
+    SimpleRangingCapabilities caps;
+    Check(controller->getCapabilities(&caps), "read the simple ranging capabilities");
+    puts("simple ranging");
+    Row("channels", Numbers(caps.supportedChannels));
+}
+
+}  // namespace
+
+ExitStatus ListIfaces(Events* events) {
+    Client client(events);
+    client.Open();
+    std::vector<std::string> names;
+    Check(client.service()->listIfaceNames(&names), "list the interfaces");
+    for (const std::string& name : names) puts(name.c_str());
+    if (names.empty()) {
+        throw Failure(kRadioFailed, "there is no UWB interface: is the radio's driver loaded?");
+    }
+    return kDone;
+}
+
+ExitStatus ShowInfo(Events* events, const std::string& iface_name) {
+    Client client(events);
+    client.Open();
+    std::string name = iface_name;
+    const std::shared_ptr<IUwbIface> iface = client.GetIface(&name);
+    printf("%s\n", name.c_str());
+    ShowFira(iface.get());
+    ShowCcc(iface.get());
+    ShowSimpleRanging(iface.get());
+    return kDone;
+}
+
+ExitStatus ApplyCountry(Events* events, const std::string& country) {
+    Client client(events);
+    client.Open();
+    const std::string what = country.empty() ? "no known country" : "country " + country;
+    Check(client.service()->applyCountryRestriction(country), "apply the calibration of " + what);
+    fprintf(stderr, "calibration of %s loaded\n", what.c_str());
+    return kDone;
+}
+
+ExitStatus WaitForService(Events* /*events*/, const int& seconds) {
+    if (Client::WaitForService(std::chrono::seconds(seconds))) return kDone;
+    throw Failure(kNoService,
+                  "the UWB service did not register within " + std::to_string(seconds) + " s");
+}
+
+}  // namespace uwbctl

@@ -1,0 +1,318 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "uwbctl/commands/fira_range.h"
+
+#include <aidl/hardware/velta/uwb/BnFiraSessionCallback.h>
+#include <aidl/hardware/velta/uwb/IFiraController.h>
+#include <android-base/stringprintf.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <utility>
+
+#include "uwbctl/client/measurement.h"
+#include "uwbctl/client/text.h"
+#include "uwbctl/live/control.h"
+
+namespace uwbctl {
+namespace {
+
+using namespace ::aidl::hardware::velta::uwb;
+using ::android::base::StringPrintf;
+using ::ndk::ScopedAStatus;
+using std::chrono::milliseconds;
+
+constexpr char kControllerAddress[] = "0x0001";
+constexpr char kControleeAddress[] = "0x0002";
+
+// The radio reports a stop after the round that it is in.
+constexpr milliseconds kStopPatience{5000};
+// Without a report for so many blocks, and a second on top, the radio is taken for dead.
+constexpr int kPatienceBlocks = 10;
+constexpr milliseconds kPatienceExtra{1000};
+
+std::vector<std::string> AddressTexts(const std::vector<UwbAddress>& addresses) {
+    std::vector<std::string> texts;
+    for (const UwbAddress& address : addresses) texts.push_back(AddressText(address));
+    return texts;
+}
+
+void SetAngles(const std::string& angles, FiraTwrSession* session) {
+    session->aoaResultRequest =
+        angles == "none" ? AoaResultRequest::NO_AOA_REPORT : AoaResultRequest::REQ_AOA_RESULTS;
+    session->aoaType = angles == "both"        ? AoaType::AZIMUTH_AND_ELEVATION
+                       : angles == "elevation" ? AoaType::ELEVATION
+                                               : AoaType::AZIMUTH;
+}
+
+// What has come from the service so far; touched on the command's thread only.
+struct Progress {
+    uint64_t reports = 0;
+    std::optional<int> stop_reason;
+    bool has_quit = false;
+};
+
+// One session from its initialisation to its end.
+class FiraRun {
+  public:
+    FiraRun(Events* events, const FiraRangeOptions& options, FiraTwrSession session)
+        : events_(events), options_(options), session_(std::move(session)), client_(events) {
+        outputs_.push_back(MakeOutput(options.format));
+        if (!options.recording.empty()) outputs_.push_back(MakeRecorder(options.recording));
+    }
+
+    ExitStatus Run();
+
+    // What the callbacks post.
+    void OnReport(const FiraRangingData& data, const std::vector<FiraTwrMeasurement>& measurements);
+    void OnEvent(const char* event, const std::vector<UwbAddress>& peers);
+    void OnStopped(int reason) { progress_.stop_reason = reason; }
+
+  private:
+    void Start();
+    void Range();
+    void CheckEnd(Ended ended);
+    void EndSession();
+    std::optional<Control> MakeControl();
+    void ChangeControlees(bool add, const std::vector<std::string>& peers);
+    bool IsComplete() const { return options_.count != 0 && progress_.reports >= options_.count; }
+
+    Events* events_;
+    const FiraRangeOptions& options_;
+    FiraTwrSession session_;
+    Client client_;
+    std::vector<std::unique_ptr<Output>> outputs_;
+    std::shared_ptr<IFiraController> controller_;
+    Progress progress_;
+    std::string end_reason_;
+};
+
+class SessionCallback : public BnFiraSessionCallback {
+  public:
+    SessionCallback(Events* events, FiraRun* run) : events_(events), run_(run) {}
+
+    ScopedAStatus onTwrResult(const FiraRangingData& data,
+                              const std::vector<FiraTwrMeasurement>& measurements) override {
+        return Post([run = run_, data, measurements] { run->OnReport(data, measurements); });
+    }
+    ScopedAStatus onControleesAdded(int32_t, const std::vector<UwbAddress>& peers) override {
+        return PostEvent("controlees_added", peers);
+    }
+    ScopedAStatus onControleesAddFailed(int32_t, const std::vector<UwbAddress>& peers,
+                                        int32_t) override {
+        return PostEvent("controlees_add_failed", peers);
+    }
+    ScopedAStatus onControleesRemoved(int32_t, const std::vector<UwbAddress>& peers) override {
+        return PostEvent("controlees_removed", peers);
+    }
+    ScopedAStatus onControleesRemoveFailed(int32_t, const std::vector<UwbAddress>& peers,
+                                           int32_t) override {
+        return PostEvent("controlees_remove_failed", peers);
+    }
+    ScopedAStatus onSessionStopped(int32_t, int32_t reason) override {
+        return Post([run = run_, reason] { run->OnStopped(reason); });
+    }
+
+  private:
+    // The run lasts as long as anybody waits for events.
+    ScopedAStatus Post(std::function<void()> task) {
+        events_->Post(std::move(task));
+        return ScopedAStatus::ok();
+    }
+    ScopedAStatus PostEvent(const char* event, const std::vector<UwbAddress>& peers) {
+        return Post([run = run_, event, peers] { run->OnEvent(event, peers); });
+    }
+
+    Events* events_;
+    FiraRun* run_;
+};
+
+void FiraRun::OnReport(const FiraRangingData& data,
+                       const std::vector<FiraTwrMeasurement>& measurements) {
+    if (IsComplete()) return;
+    progress_.reports++;
+    for (const auto& output : outputs_) {
+        for (const FiraTwrMeasurement& measurement : measurements) {
+            output->Add(ToMeasurement(data, measurement));
+        }
+        output->EndReport();
+    }
+}
+
+void FiraRun::OnEvent(const char* event, const std::vector<UwbAddress>& peers) {
+    for (const auto& output : outputs_) output->Event(event, AddressTexts(peers));
+}
+
+ExitStatus FiraRun::Run() {
+    client_.Open();
+    std::string name = options_.iface;
+    const auto iface = client_.GetIface(&name);
+    Check(iface->firaController(&controller_), "get the FiRa controller");
+    if (controller_ == nullptr) throw Failure(kRefused, "interface " + name + " has no FiRa");
+    Start();
+    fprintf(stderr, "ranging on %s, channel %d, session %u; Ctrl-C ends it\n", name.c_str(),
+            session_.channelNumber, static_cast<uint32_t>(session_.id));
+    for (const auto& output : outputs_) output->Begin(name, session_);
+    Range();
+    return kDone;
+}
+
+void FiraRun::Start() {
+    Check(controller_->setSessionCallback(ndk::SharedRefBase::make<SessionCallback>(events_, this)),
+          "set the callback");
+    Check(controller_->initNewTwrSession(session_), "initialise the session");
+    const ScopedAStatus status = controller_->startRangingSession(session_.id);
+    if (status.isOk()) return;
+    controller_->deinitSession(session_.id);
+    Check(status, "start ranging");
+}
+
+// However ranging ends, the session is removed.
+void FiraRun::Range() {
+    std::optional<Failure> failure;
+    try {
+        const auto control = MakeControl();
+        const milliseconds patience =
+            milliseconds(session_.rangingBlockDurationMs) * kPatienceBlocks + kPatienceExtra;
+        CheckEnd(RunUntil(events_, client_, patience, [this] {
+            return progress_.stop_reason.has_value() || progress_.has_quit || IsComplete();
+        }));
+    } catch (const Failure& caught) {
+        if (caught.status() == kNoService) throw;  // There is nothing left to end.
+        failure = caught;
+    }
+    try {
+        EndSession();
+        for (const auto& output : outputs_) output->End(end_reason_, progress_.reports);
+    } catch (const Failure&) {
+        if (!failure) throw;  // The first failure is the one to tell.
+    }
+    if (failure) throw *failure;
+}
+
+void FiraRun::CheckEnd(Ended ended) {
+    const auto reports = static_cast<unsigned long long>(progress_.reports);
+    if (IsComplete()) {
+        end_reason_ = "count";
+        return;
+    }
+    if (progress_.stop_reason) {
+        end_reason_ = "stopped by the radio";
+        throw Failure(kRadioFailed,
+                      StringPrintf("the radio stopped the session (reason %d) after %llu reports",
+                                   *progress_.stop_reason, reports));
+    }
+    if (ended == Ended::kSilent) {
+        end_reason_ = "no report";
+        throw Failure(kRadioFailed, "no report from the radio for more than ten blocks");
+    }
+    end_reason_ = ended == Ended::kOutputClosed ? "output closed"
+                  : progress_.has_quit          ? "quit"
+                                                : "interrupted";
+    // A closed output had what it wanted; others asked for a number.
+    if (ended != Ended::kOutputClosed && options_.count != 0) {
+        throw Failure(kRadioFailed, StringPrintf("ended after %llu of %llu reports", reports,
+                                                 static_cast<unsigned long long>(options_.count)));
+    }
+}
+
+void FiraRun::EndSession() {
+    if (!progress_.stop_reason) {
+        Check(controller_->stopRangingSession(session_.id), "stop ranging");
+        if (!FinishWithin(events_, client_, kStopPatience,
+                          [this] { return progress_.stop_reason.has_value(); })) {
+            throw Failure(kRadioFailed, "the radio did not confirm the stop");
+        }
+    }
+    Check(controller_->deinitSession(session_.id), "remove the session");
+}
+
+std::optional<Control> FiraRun::MakeControl() {
+    const bool has_keys = isatty(STDIN_FILENO) && isatty(STDOUT_FILENO) &&
+                          (options_.format == Format::kAuto || options_.format == Format::kTable);
+    if (!has_keys && !options_.reads_commands) return std::nullopt;
+    const auto show = [this](const std::string& text) {
+        for (const auto& output : outputs_) output->Prompt(text);
+    };
+    return std::optional<Control>(
+        std::in_place, events_, has_keys && !options_.reads_commands,
+        Control::Handlers{
+            .add = [this](const auto& peers) { ChangeControlees(true, peers); },
+            .remove = [this](const auto& peers) { ChangeControlees(false, peers); },
+            .quit = [this] { progress_.has_quit = true; },
+            .prompt = show,
+            .complain =
+                [](const std::string& text) { fprintf(stderr, "uwbctl: %s\n", text.c_str()); },
+        });
+}
+
+// What is wrong with a wish does not end the session.
+void FiraRun::ChangeControlees(bool add, const std::vector<std::string>& peers) {
+    try {
+        const std::vector<UwbAddress> addresses = ParsePeers(peers);
+        if (add) {
+            Check(controller_->addControlees(session_.id, addresses, std::nullopt),
+                  "add controlees");
+        } else {
+            Check(controller_->removeControlees(session_.id, addresses), "remove controlees");
+        }
+    } catch (const Failure& failure) {
+        for (const auto& output : outputs_) output->Event(failure.what(), peers);
+    }
+}
+
+}  // namespace
+
+FiraTwrSession EffectiveSession(const FiraRangeOptions& options) {
+    FiraTwrSession session =
+        MakeSession(options.preset.empty() ? SessionPresets().front().name : options.preset);
+    if (!options.session_file.empty()) ApplySessionFile(options.session_file, &session);
+    if (options.is_controlee) {
+        session.deviceType = DeviceType::CONTROLEE;
+        session.deviceRole = DeviceRole::RESPONDER;
+    }
+    if (options.session_id) session.id = static_cast<int32_t>(*options.session_id);
+    if (options.channel) session.channelNumber = *options.channel;
+    if (options.block_duration_ms) session.rangingBlockDurationMs = *options.block_duration_ms;
+    if (!options.angles.empty()) SetAngles(options.angles, &session);
+    if (!options.peers.empty()) session.destAddressList = ParsePeers(options.peers);
+    if (!options.address.empty()) {
+        session.deviceAddress = ParsePeers({options.address}).front();
+    } else if (session.deviceAddress.address.empty()) {
+        const bool is_controlee = session.deviceType == DeviceType::CONTROLEE;
+        session.deviceAddress =
+            ParsePeers({is_controlee ? kControleeAddress : kControllerAddress}).front();
+    }
+    for (const std::string& setting : options.settings) ApplySetting(setting, &session);
+    return session;
+}
+
+ExitStatus FiraRange(Events* events, const FiraRangeOptions& options) {
+    FiraTwrSession session = EffectiveSession(options);
+    if (session.destAddressList.empty()) {
+        throw Failure(kUsage, "range with whom? name each peer with --peer, such as -p 0x1234");
+    }
+    if (session.deviceType == DeviceType::CONTROLEE && session.destAddressList.size() != 1) {
+        throw Failure(kUsage, "a controlee has exactly one peer, its controller");
+    }
+    return FiraRun(events, options, std::move(session)).Run();
+}
+
+void ExplainControlees(Events* events, const std::string& verb) {
+    Client client(events);
+    try {
+        client.Open();
+    } catch (const Failure& failure) {
+        if (failure.status() != kNoService) throw;
+        throw Failure(kNoService,
+                      std::string(failure.what()) +
+                          "; the uwbctl that ranges changes its controlees itself: press " +
+                          verb.front() + " there, or start it with --commands and write \"" + verb +
+                          " ADDRESS\" to its standard input");
+    }
+    throw Failure(kRefused,
+                  "cannot " + verb +
+                      " controlees: no session is ranging; a session lives as long as the "
+                      "uwbctl that started it");
+}
+
+}  // namespace uwbctl

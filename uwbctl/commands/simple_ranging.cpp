@@ -1,0 +1,117 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "uwbctl/commands/simple_ranging.h"
+
+#include <aidl/hardware/velta/uwb/BnSimpleRangingCallback.h>
+#include <aidl/hardware/velta/uwb/ISimpleRangingController.h>
+#include <android-base/stringprintf.h>
+
+#include <cmath>
+#include <cstdio>
+#include <limits>
+#include <utility>
+
+#include "uwbctl/client/text.h"
+
+namespace uwbctl {
+namespace {
+
+using namespace ::aidl::hardware::velta::uwb;
+using ::android::base::StringPrintf;
+using ::ndk::ScopedAStatus;
+using std::chrono::milliseconds;
+
+constexpr milliseconds kPatience{5000};
+constexpr int32_t kNoValue = std::numeric_limits<int32_t>::min();
+
+std::string AngleText(float radians) {
+    return std::isnan(radians) ? "    -   " : StringPrintf("%+6.1f deg", ToDegrees(radians));
+}
+
+std::string ResultLine(const RangingResult& result) {
+    const std::string value =
+        result.value == kNoValue ? "      -   " : StringPrintf("%7d mm", result.value);
+    return StringPrintf("request %2d  0x%04llx  %s  angle 1 %s  angle 2 %s", result.id,
+                        static_cast<unsigned long long>(result.peer), value.c_str(),
+                        AngleText(result.angle1).c_str(), AngleText(result.angle2).c_str());
+}
+
+// Touched on the command's thread only.
+struct Progress {
+    uint64_t results = 0;
+};
+
+class Callback : public BnSimpleRangingCallback {
+  public:
+    Callback(Events* events, std::shared_ptr<Progress> progress, uint64_t max_results)
+        : events_(events), progress_(std::move(progress)), max_results_(max_results) {}
+
+    ScopedAStatus onRangingResult(const RangingResult& result) override {
+        events_->Post([progress = progress_, max_results = max_results_, result] {
+            if (max_results != 0 && progress->results >= max_results) return;
+            progress->results++;
+            puts(ResultLine(result).c_str());
+            fflush(stdout);
+        });
+        return ScopedAStatus::ok();
+    }
+
+  private:
+    Events* events_;
+    std::shared_ptr<Progress> progress_;
+    uint64_t max_results_;
+};
+
+std::vector<RangingRequest> MakeRequests(const SimpleOptions& options) {
+    std::vector<RangingRequest> requests;
+    for (const uint64_t peer : options.peers) {
+        RangingRequest request;
+        request.id = static_cast<int32_t>(requests.size()) + 1;
+        request.param = options.param;
+        request.peer = static_cast<int64_t>(peer);
+        requests.push_back(request);
+    }
+    return requests;
+}
+
+}  // namespace
+
+ExitStatus RunSimple(Events* events, const SimpleOptions& options) {
+    const auto address = ParseAddress(options.address);
+    if (!address) {
+        throw Failure(kUsage, "--address: not an address: " + options.address +
+                                  " (expected 2 to 8 bytes as 0x1234 or 12:34)");
+    }
+    Client client(events);
+    client.Open();
+    std::string name = options.iface;
+    const auto iface = client.GetIface(&name);
+    std::shared_ptr<ISimpleRangingController> controller;
+    Check(iface->simpleRangingController(&controller), "get the simple ranging controller");
+
+    const auto progress = std::make_shared<Progress>();
+    Check(controller->setCallback(
+              ndk::SharedRefBase::make<Callback>(events, progress, options.count)),
+          "set the callback");
+    Check(options.is_responder
+              ? controller->startResponderMode(options.pan_id, *address, options.channel)
+              : controller->startInitiatorMode(options.pan_id, *address, options.channel),
+          "start simple ranging");
+    if (const ScopedAStatus status = controller->setRangings(MakeRequests(options));
+        !status.isOk()) {
+        controller->stop();
+        Check(status, "set the ranging requests");
+    }
+    fprintf(stderr, "simple ranging on %s, channel %d; Ctrl-C ends it\n", name.c_str(),
+            options.channel);
+    const Ended ended = RunUntil(events, client, kPatience, [&] {
+        return options.count != 0 && progress->results >= options.count;
+    });
+    Check(controller->stop(), "stop simple ranging");
+    if (ended == Ended::kSilent) {
+        throw Failure(kRadioFailed, StringPrintf("no result from the radio for %lld ms",
+                                                 static_cast<long long>(kPatience.count())));
+    }
+    return kDone;
+}
+
+}  // namespace uwbctl

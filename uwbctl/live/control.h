@@ -1,0 +1,58 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <termios.h>
+
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "uwbctl/client/events.h"
+
+namespace uwbctl {
+
+/**
+ * Takes what the user wants while a session ranges, from standard input: lines ("add 0x1234",
+ * "remove 0x1234", "quit"), or on a terminal the keys a, r and q.
+ */
+class Control {
+  public:
+    /** What the user may ask for. */
+    struct Handlers {
+        std::function<void(const std::vector<std::string>& peers)> add;
+        std::function<void(const std::vector<std::string>& peers)> remove;
+        std::function<void()> quit;
+        /** Shows what is being typed; empty for nothing. */
+        std::function<void(const std::string& text)> prompt;
+        /** Tells that something was not understood. */
+        std::function<void(const std::string& text)> complain;
+    };
+
+    /**
+     * @param events borrowed; watches standard input while this object lives.
+     * @param keys whether standard input is a terminal that keys come from.
+     */
+    Control(Events* events, bool keys, Handlers handlers);
+    /** Gives the terminal back as it was. */
+    ~Control();
+    Control(const Control&) = delete;
+    Control& operator=(const Control&) = delete;
+
+    /** Takes input as if it were read; for lines, an end may be missing. */
+    void Take(const std::string& input);
+
+  private:
+    void OnReadable();
+    void TakeKey(char key);
+    void RunLine(const std::string& line);
+
+    Events* events_;
+    bool keys_;
+    Handlers handlers_;
+    std::optional<termios> terminal_;
+    // What was typed of the current line, after the verb of a key.
+    std::string line_;
+};
+
+}  // namespace uwbctl

@@ -1,0 +1,117 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "uwbctl/live/output.h"
+
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <ctime>
+#include <utility>
+
+#include "uwbctl/client/client.h"
+#include "uwbctl/client/text.h"
+#include "uwbctl/live/live_table.h"
+
+namespace uwbctl {
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+constexpr char kRecordingFormat[] = "uwbctl-recording";
+constexpr int kRecordingVersion = 1;
+
+std::string UtcNow() {
+    char text[sizeof("2026-01-01T00:00:00Z")] = {};
+    const time_t now = time(nullptr);
+    tm parts = {};
+    gmtime_r(&now, &parts);
+    strftime(text, sizeof(text), "%Y-%m-%dT%H:%M:%SZ", &parts);
+    return text;
+}
+
+class PlainOutput : public Output {
+  public:
+    void Add(const Measurement& measurement) override { puts(ToLine(measurement).c_str()); }
+    void EndReport() override { fflush(stdout); }
+};
+
+class CsvOutput : public Output {
+  public:
+    void Begin(const std::string& /*iface*/, const FiraTwrSession& /*session*/) override {
+        puts(CsvHeader().c_str());
+    }
+    void Add(const Measurement& measurement) override { puts(ToCsv(measurement).c_str()); }
+    void EndReport() override { fflush(stdout); }
+};
+
+class JsonOutput : public Output {
+  public:
+    // Names the file when it cannot be written; standard output's reader may leave.
+    explicit JsonOutput(FILE* file, std::string path = "") : file_(file), path_(std::move(path)) {}
+    ~JsonOutput() override {
+        if (file_ != stdout) fclose(file_);
+    }
+    JsonOutput(const JsonOutput&) = delete;
+    JsonOutput& operator=(const JsonOutput&) = delete;
+
+    void Begin(const std::string& iface, const FiraTwrSession& session) override {
+        Write({{"type", "session"},
+               {"format", kRecordingFormat},
+               {"version", kRecordingVersion},
+               {"time", UtcNow()},
+               {"iface", iface},
+               {"session", SessionToJson(session)}});
+        EndReport();
+    }
+    void Add(const Measurement& measurement) override { Write(ToJson(measurement)); }
+    void Event(const std::string& event, const std::vector<std::string>& peers) override {
+        Write({{"type", "event"}, {"event", event}, {"peers", peers}});
+        EndReport();
+    }
+    void EndReport() override {
+        if (fflush(file_) != 0 && !path_.empty()) {
+            throw Failure(kUsage, "cannot write " + path_ + ": " + strerror(errno));
+        }
+    }
+    void End(const std::string& reason, uint64_t reports) override {
+        Write({{"type", "end"}, {"reason", reason}, {"reports", reports}});
+        EndReport();
+    }
+
+  private:
+    void Write(const Json& json) { fprintf(file_, "%s\n", json.dump().c_str()); }
+
+    FILE* file_;
+    std::string path_;
+};
+
+}  // namespace
+
+void Output::Event(const std::string& event, const std::vector<std::string>& peers) {
+    const std::string list = Join(peers, [](const std::string& peer) { return peer; });
+    fprintf(stderr, "%s: %s\n", event.c_str(), list.c_str());
+}
+
+std::unique_ptr<Output> MakeOutput(Format format) {
+    if (format == Format::kAuto) format = isatty(STDOUT_FILENO) ? Format::kTable : Format::kPlain;
+    switch (format) {
+        case Format::kTable:
+            return std::make_unique<LiveTable>();
+        case Format::kJson:
+            return std::make_unique<JsonOutput>(stdout);
+        case Format::kCsv:
+            return std::make_unique<CsvOutput>();
+        default:
+            return std::make_unique<PlainOutput>();
+    }
+}
+
+std::unique_ptr<Output> MakeRecorder(const std::string& path) {
+    FILE* file = fopen(path.c_str(), "we");
+    if (file == nullptr) {
+        throw Failure(kUsage, "cannot write the recording " + path + ": " + strerror(errno));
+    }
+    return std::make_unique<JsonOutput>(file, path);
+}
+
+}  // namespace uwbctl

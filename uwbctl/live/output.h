@@ -1,0 +1,66 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstdint>
+#include <cstdio>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "uwbctl/client/measurement.h"
+#include "uwbctl/client/session.h"
+
+namespace uwbctl {
+
+/** Where the course of a session goes: a terminal, a pipe, a recording. */
+class Output {
+  public:
+    virtual ~Output() = default;
+
+    /** Ranging has begun. */
+    virtual void Begin(const std::string& /*iface*/, const FiraTwrSession& /*session*/) {}
+
+    virtual void Add(const Measurement& measurement) = 0;
+
+    /**
+     * Something else happened.
+     *
+     * @param event such as "controlees_added".
+     */
+    virtual void Event(const std::string& event, const std::vector<std::string>& peers);
+
+    /** All of a report was added. */
+    virtual void EndReport() {}
+
+    /** What the user is typing, where there is a place for it; empty for nothing. */
+    virtual void Prompt(const std::string& /*text*/) {}
+
+    /**
+     * Ranging has ended.
+     *
+     * @param reason such as "count" or "interrupted".
+     */
+    virtual void End(const std::string& /*reason*/, uint64_t /*reports*/) {}
+};
+
+/** Forms of output. */
+enum class Format {
+    /** kTable on a terminal, kPlain elsewhere. */
+    kAuto,
+    /** A live table with a row for each peer. */
+    kTable,
+    /** An aligned line for each measurement. */
+    kPlain,
+    /** A JSON object on each line: what a recording has. */
+    kJson,
+    /** Comma-separated values with a header line. */
+    kCsv,
+};
+
+/** @return an output to standard output. */
+std::unique_ptr<Output> MakeOutput(Format format);
+
+/** @return an output to a new recording; throws a Failure that names the file. */
+std::unique_ptr<Output> MakeRecorder(const std::string& path);
+
+}  // namespace uwbctl
