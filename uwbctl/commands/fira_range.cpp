@@ -12,6 +12,7 @@
 #include "uwbctl/client/measurement.h"
 #include "uwbctl/client/text.h"
 #include "uwbctl/live/control.h"
+#include "uwbctl/recording/recorder.h"
 
 namespace uwbctl {
 namespace {

@@ -8,7 +8,7 @@
 
 #include "uwbctl/client/client.h"
 #include "uwbctl/client/session.h"
-#include "uwbctl/live/output.h"
+#include "uwbctl/live/terminal_output.h"
 
 namespace uwbctl {
 

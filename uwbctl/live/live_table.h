@@ -6,7 +6,7 @@
 #include <utility>
 #include <vector>
 
-#include "uwbctl/live/output.h"
+#include "uwbctl/client/output.h"
 #include "uwbctl/recording/statistics.h"
 
 namespace uwbctl {

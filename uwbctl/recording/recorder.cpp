@@ -1,16 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "uwbctl/live/output.h"
-
-#include <unistd.h>
+#include "uwbctl/recording/recorder.h"
 
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
 #include <ctime>
 #include <utility>
 
 #include "uwbctl/client/client.h"
-#include "uwbctl/client/text.h"
-#include "uwbctl/live/live_table.h"
+#include "uwbctl/client/measurement.h"
+#include "uwbctl/client/session.h"
 
 namespace uwbctl {
 namespace {
@@ -28,21 +27,6 @@ std::string UtcNow() {
     strftime(text, sizeof(text), "%Y-%m-%dT%H:%M:%SZ", &parts);
     return text;
 }
-
-class PlainOutput : public Output {
-  public:
-    void Add(const Measurement& measurement) override { puts(ToLine(measurement).c_str()); }
-    void EndReport() override { fflush(stdout); }
-};
-
-class CsvOutput : public Output {
-  public:
-    void Begin(const std::string& /*iface*/, const FiraTwrSession& /*session*/) override {
-        puts(CsvHeader().c_str());
-    }
-    void Add(const Measurement& measurement) override { puts(ToCsv(measurement).c_str()); }
-    void EndReport() override { fflush(stdout); }
-};
 
 class JsonOutput : public Output {
   public:
@@ -87,31 +71,16 @@ class JsonOutput : public Output {
 
 }  // namespace
 
-void Output::Event(const std::string& event, const std::vector<std::string>& peers) {
-    const std::string list = Join(peers, [](const std::string& peer) { return peer; });
-    fprintf(stderr, "%s: %s\n", event.c_str(), list.c_str());
-}
-
-std::unique_ptr<Output> MakeOutput(Format format) {
-    if (format == Format::kAuto) format = isatty(STDOUT_FILENO) ? Format::kTable : Format::kPlain;
-    switch (format) {
-        case Format::kTable:
-            return std::make_unique<LiveTable>();
-        case Format::kJson:
-            return std::make_unique<JsonOutput>(stdout);
-        case Format::kCsv:
-            return std::make_unique<CsvOutput>();
-        default:
-            return std::make_unique<PlainOutput>();
-    }
-}
-
 std::unique_ptr<Output> MakeRecorder(const std::string& path) {
     FILE* file = fopen(path.c_str(), "we");
     if (file == nullptr) {
         throw Failure(kUsage, "cannot write the recording " + path + ": " + strerror(errno));
     }
     return std::make_unique<JsonOutput>(file, path);
+}
+
+std::unique_ptr<Output> MakeJsonOutput() {
+    return std::make_unique<JsonOutput>(stdout);
 }
 
 }  // namespace uwbctl

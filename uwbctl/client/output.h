@@ -2,8 +2,6 @@
 #pragma once
 
 #include <cstdint>
-#include <cstdio>
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -42,25 +40,5 @@ class Output {
      */
     virtual void End(const std::string& /*reason*/, uint64_t /*reports*/) {}
 };
-
-/** Forms of output. */
-enum class Format {
-    /** kTable on a terminal, kPlain elsewhere. */
-    kAuto,
-    /** A live table with a row for each peer. */
-    kTable,
-    /** An aligned line for each measurement. */
-    kPlain,
-    /** A JSON object on each line: what a recording has. */
-    kJson,
-    /** Comma-separated values with a header line. */
-    kCsv,
-};
-
-/** @return an output to standard output. */
-std::unique_ptr<Output> MakeOutput(Format format);
-
-/** @return an output to a new recording; throws a Failure that names the file. */
-std::unique_ptr<Output> MakeRecorder(const std::string& path);
 
 }  // namespace uwbctl

@@ -1,0 +1,47 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "uwbctl/live/terminal_output.h"
+
+#include <unistd.h>
+
+#include <cstdio>
+#include <string>
+
+#include "uwbctl/client/measurement.h"
+#include "uwbctl/live/live_table.h"
+#include "uwbctl/recording/recorder.h"
+
+namespace uwbctl {
+namespace {
+
+class PlainOutput : public Output {
+  public:
+    void Add(const Measurement& measurement) override { puts(ToLine(measurement).c_str()); }
+    void EndReport() override { fflush(stdout); }
+};
+
+class CsvOutput : public Output {
+  public:
+    void Begin(const std::string& /*iface*/, const FiraTwrSession& /*session*/) override {
+        puts(CsvHeader().c_str());
+    }
+    void Add(const Measurement& measurement) override { puts(ToCsv(measurement).c_str()); }
+    void EndReport() override { fflush(stdout); }
+};
+
+}  // namespace
+
+std::unique_ptr<Output> MakeOutput(Format format) {
+    if (format == Format::kAuto) format = isatty(STDOUT_FILENO) ? Format::kTable : Format::kPlain;
+    switch (format) {
+        case Format::kTable:
+            return std::make_unique<LiveTable>();
+        case Format::kJson:
+            return MakeJsonOutput();
+        case Format::kCsv:
+            return std::make_unique<CsvOutput>();
+        default:
+            return std::make_unique<PlainOutput>();
+    }
+}
+
+}  // namespace uwbctl
