@@ -33,7 +33,10 @@ fi
 tree=$out/tree
 mkdir -p "$tree/sim/radio" "$tree/net"
 find "$tree" -type l -delete
-ln -s "$source"/*.[ch] "$source/Kbuild" "$tree/sim/radio/"
+(cd "$source" && find . -name '*.[ch]' -o -name Kbuild) | while read -r file; do
+  mkdir -p "$(dirname "$tree/sim/radio/$file")"
+  ln -s "$source/$file" "$tree/sim/radio/$file"
+done
 ln -s "$ROOT"/net/*.h "$tree/net/"
 
 # Another kernel's objects are of no use.

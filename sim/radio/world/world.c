@@ -12,7 +12,7 @@
 #include <linux/slab.h>
 
 #include "sim.h"
-#include "trig.h"
+#include "world/trig.h"
 
 #define WORLD_DEFAULT_SEED 1
 #define WORLD_DEFAULT_NOISE_MM 30

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-2.0
-#include "trig.h"
+#include "world/trig.h"
 
 #define CORDIC_STEPS 24
 

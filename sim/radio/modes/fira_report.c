@@ -3,7 +3,7 @@
  * FiRa notifications: ranging reports and session stops.
  */
 #include "sim.h"
-#include "trig.h"
+#include "world/trig.h"
 
 /* FiRa's "receive timeout": nobody answered. */
 #define STATUS_OK 0x00
