@@ -7,7 +7,7 @@
 #include <linux/module.h>
 #include <linux/skbuff.h>
 
-#include "sim.h"
+#include "core/core.h"
 
 /* Locally administered, "UWB" and the radio's number from 1. */
 #define PHY_EXT_ADDR_BASE 0x0255574200000000ULL
@@ -95,17 +95,6 @@ struct sim_radio *sim_phy_alloc(unsigned int index)
 	phy->current_channel = PHY_DEFAULT_CHANNEL;
 	phy->perm_extended_addr = cpu_to_le64(radio->ext_addr);
 	return radio;
-}
-
-int sim_channel_check(const struct sim_radio *radio, u32 channel,
-		      struct netlink_ext_ack *extack)
-{
-	if (channel >= BITS_PER_LONG || !(SIM_UWB_CHANNELS & BIT(channel)))
-		return sim_refuse(extack, NULL, -EINVAL, "no such channel");
-	if (sim_cal_get(radio, SIM_CAL_RESTRICTED_CHANNELS) & BIT(channel))
-		return sim_refuse(extack, NULL, -EPERM,
-				  "the channel is restricted");
-	return 0;
 }
 
 int sim_phy_register(struct sim_radio *radio)

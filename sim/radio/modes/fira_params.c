@@ -5,7 +5,7 @@
 #include <linux/seq_file.h>
 #include <linux/string.h>
 
-#include "sim.h"
+#include "modes/fira.h"
 
 #define PARAM_MAX_BLOCK_MS 3600000
 #define PARAM_MAX_INITIATION_MS 60000

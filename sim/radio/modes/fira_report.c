@@ -2,7 +2,7 @@
 /*
  * FiRa notifications: ranging reports and session stops.
  */
-#include "sim.h"
+#include "modes/fira.h"
 #include "world/trig.h"
 
 /* FiRa's "receive timeout": nobody answered. */
@@ -13,83 +13,6 @@
 #define FOM_LOS 240
 #define FOM_NLOS 120
 #define URAD_PER_DEGREE 17453
-
-/* Parameters that both ends of a session have to have alike. */
-static const u8 must_agree[] = {
-	FIRA_SESSION_PARAM_RANGING_ROUND_USAGE,
-	FIRA_SESSION_PARAM_SLOT_DURATION_RSTU,
-	FIRA_SESSION_PARAM_BLOCK_DURATION_MS,
-	FIRA_SESSION_PARAM_ROUND_DURATION_SLOTS,
-	FIRA_SESSION_PARAM_CHANNEL_NUMBER,
-	FIRA_SESSION_PARAM_PREAMBLE_CODE_INDEX,
-	FIRA_SESSION_PARAM_RFRAME_CONFIG,
-	FIRA_SESSION_PARAM_SFD_ID,
-	FIRA_SESSION_PARAM_STS_CONFIG,
-};
-
-/* Does the session range with a peer of this address? */
-static bool session_names(const struct sim_fira_session *session, u16 addr)
-{
-	unsigned int i;
-
-	if (!sim_fira_get(&session->params, FIRA_SESSION_PARAM_DEVICE_TYPE))
-		return sim_fira_get(&session->params,
-				    FIRA_SESSION_PARAM_DEST_SHORT_ADDR) == addr;
-	for (i = 0; i < session->n_controlees; i++) {
-		if (session->controlees[i].addr == addr)
-			return true;
-	}
-	return false;
-}
-
-static bool params_agree(const struct sim_fira_params *a,
-			 const struct sim_fira_params *b)
-{
-	size_t i;
-
-	for (i = 0; i < ARRAY_SIZE(must_agree); i++) {
-		if (sim_fira_get(a, must_agree[i]) !=
-		    sim_fira_get(b, must_agree[i]))
-			return false;
-	}
-	if (sim_fira_get(a, FIRA_SESSION_PARAM_DEVICE_TYPE) ==
-	    sim_fira_get(b, FIRA_SESSION_PARAM_DEVICE_TYPE) ||
-	    sim_fira_get(a, FIRA_SESSION_PARAM_DEVICE_ROLE) ==
-	    sim_fira_get(b, FIRA_SESSION_PARAM_DEVICE_ROLE))
-		return false;
-	return !memcmp(a->sts_iv_vendor, b->sts_iv_vendor,
-		       sizeof(a->sts_iv_vendor));
-}
-
-/* Is the other session the far end, at this address, of this one? */
-static bool sessions_match(const struct sim_fira_session *session,
-			   const struct sim_fira_session *other, u16 addr)
-{
-	u32 own = sim_fira_get(&session->params, FIRA_SESSION_PARAM_SHORT_ADDR);
-	u32 far = sim_fira_get(&other->params, FIRA_SESSION_PARAM_SHORT_ADDR);
-
-	return other->state == SIM_SESSION_RUNNING && other->id == session->id &&
-	       far == addr && session_names(other, own) &&
-	       params_agree(&session->params, &other->params);
-}
-
-static const struct sim_body *find_peer(const struct sim_radio *radio,
-					const struct sim_fira_session *session,
-					u16 addr)
-{
-	const struct sim_fira_session *other;
-	struct sim_radio *peer;
-
-	sim_for_each_radio(peer) {
-		if (peer == radio)
-			continue;
-		list_for_each_entry(other, &peer->fira_sessions, node) {
-			if (sessions_match(session, other, addr))
-				return &peer->body;
-		}
-	}
-	return sim_world_tag(addr);
-}
 
 /* 32768 is half a turn. */
 static s16 angle_half_turn(s32 urad)
@@ -198,7 +121,7 @@ static int put_measurement(struct sk_buff *skb, const struct sim_radio *radio,
 			   const struct sim_fira_session *session, u16 addr,
 			   unsigned int slot, bool *heard)
 {
-	const struct sim_body *peer = find_peer(radio, session, addr);
+	const struct sim_body *peer = sim_fira_find_peer(radio, session, addr);
 	struct nlattr *nest = nla_nest_start(skb, slot);
 	struct sim_sight sight;
 	int err;
@@ -209,7 +132,7 @@ static int put_measurement(struct sk_buff *skb, const struct sim_radio *radio,
 		return -EMSGSIZE;
 	if (peer) {
 		*heard = true;
-		sim_world_sight(&radio->body, peer, session->due_ns, &sight);
+		sim_world_sight(radio->body, peer, session->due_ns, &sight);
 		err = put_sight(skb, &session->params, &sight);
 	} else {
 		err = nla_put_u8(skb, FIRA_MEASUREMENT_ATTR_SLOT_INDEX, slot);
@@ -230,16 +153,16 @@ static int put_measurements(struct sk_buff *skb, const struct sim_radio *radio,
 
 	if (!nest)
 		return -EMSGSIZE;
-	if (!sim_fira_get(params, FIRA_SESSION_PARAM_DEVICE_TYPE)) {
+	if (!sim_fira_is_controller(session)) {
 		if (put_measurement(skb, radio, session,
 				    sim_fira_get(params,
 						 FIRA_SESSION_PARAM_DEST_SHORT_ADDR),
 				    1, heard))
 			return -EMSGSIZE;
 	} else {
-		for (i = 0; i < session->n_controlees; i++) {
+		for (i = 0; i < session->controlees.n; i++) {
 			if (put_measurement(skb, radio, session,
-					    session->controlees[i].addr, i + 1,
+					    session->controlees.items[i].addr, i + 1,
 					    heard))
 				return -EMSGSIZE;
 		}
@@ -267,10 +190,7 @@ static struct nlattr *ntf_begin(struct sim_region_ntf *ntf,
 	return NULL;
 }
 
-/*
- * Ranges one block and tells the starter; true when some peer answered. A
- * report that finds the starter's buffer full is lost, as with any driver.
- */
+/* A report that finds the starter's buffer full is lost, as with any driver. */
 bool sim_fira_send_report(struct sim_radio *radio,
 			  struct sim_fira_session *session)
 {
@@ -289,8 +209,7 @@ bool sim_fira_send_report(struct sim_radio *radio,
 		return false;
 	}
 	nla_nest_end(ntf.skb, data);
-	sim_region_ntf_send(&ntf, radio, SIM_EVENT_FIRA_REPORT,
-			    session->portid);
+	sim_region_ntf_send(&ntf, radio, session->portid);
 	return heard;
 }
 
@@ -307,6 +226,5 @@ void sim_fira_send_stopped(struct sim_radio *radio,
 		return;
 	}
 	nla_nest_end(ntf.skb, data);
-	sim_region_ntf_send(&ntf, radio, SIM_EVENT_FIRA_STOPPED,
-			    session->portid);
+	sim_region_ntf_send(&ntf, radio, session->portid);
 }

@@ -6,7 +6,8 @@
 #include <linux/seq_file.h>
 #include <linux/slab.h>
 
-#include "sim.h"
+#include "modes/fira.h"
+#include "modes/modes.h"
 
 /* One ranging slot time unit is 416 chips of 499.2 MHz: 5/6 of a microsecond. */
 #define FIRA_RSTU_TO_NS(rstu) div_u64((u64)(rstu) * 2500, 3)
@@ -16,23 +17,6 @@ static const struct nla_policy fira_policy[FIRA_CALL_ATTR_MAX + 1] = {
 	[FIRA_CALL_ATTR_SESSION_PARAMS] = { .type = NLA_NESTED },
 	[FIRA_CALL_ATTR_CONTROLEES] = { .type = NLA_NESTED },
 };
-
-static const struct nla_policy
-controlee_policy[FIRA_CONTROLEE_ATTR_MAX + 1] = {
-	[FIRA_CONTROLEE_ATTR_SHORT_ADDR] = { .type = NLA_U16 },
-	[FIRA_CONTROLEE_ATTR_SUB_SESSION_ID] = { .type = NLA_U32 },
-};
-
-static struct sim_fira_session *session_find(struct sim_radio *radio, u32 id)
-{
-	struct sim_fira_session *session;
-
-	list_for_each_entry(session, &radio->fira_sessions, node) {
-		if (session->id == id)
-			return session;
-	}
-	return NULL;
-}
 
 static void session_free(struct sim_fira_session *session)
 {
@@ -55,9 +39,9 @@ static int call_init(struct sim_radio *radio, u32 id,
 	struct sim_fira_session *session;
 	unsigned int n = 0;
 
-	list_for_each_entry(session, &radio->fira_sessions, node)
+	list_for_each_entry(session, sim_fira_sessions(radio), node)
 		n++;
-	if (session_find(radio, id))
+	if (sim_fira_find(radio, id))
 		return sim_refuse(extack, NULL, -EEXIST,
 				  "the session exists already");
 	if (n == SIM_MAX_FIRA_SESSIONS)
@@ -66,7 +50,7 @@ static int call_init(struct sim_radio *radio, u32 id,
 	if (!session)
 		return -ENOMEM;
 	session->id = id;
-	list_add_tail(&session->node, &radio->fira_sessions);
+	list_add_tail(&session->node, sim_fira_sessions(radio));
 	return 0;
 }
 
@@ -127,7 +111,7 @@ static int call_start(struct sim_radio *radio, struct sim_fira_session *session,
 				  "the interface is down");
 	err = sim_fira_params_complete(params, info->extack);
 	if (!err)
-		err = check_controlees(params, session->n_controlees,
+		err = check_controlees(params, session->controlees.n,
 				       info->extack);
 	if (!err)
 		err = sim_channel_check(radio,
@@ -136,8 +120,7 @@ static int call_start(struct sim_radio *radio, struct sim_fira_session *session,
 					info->extack);
 	if (err)
 		return err;
-	if (sim_fira_get(params, FIRA_SESSION_PARAM_DEVICE_TYPE) &&
-	    !session->n_controlees)
+	if (sim_fira_is_controller(session) && !session->controlees.n)
 		return sim_refuse(info->extack, NULL, -EINVAL,
 				  "the controller session has no controlee");
 	session_schedule(session);
@@ -193,119 +176,23 @@ static int call_set_params(struct sim_fira_session *session,
 	return err;
 }
 
-static int controlee_parse(const struct nlattr *nest,
-			   struct sim_fira_controlee *controlee,
-			   struct netlink_ext_ack *extack)
-{
-	struct nlattr *tb[FIRA_CONTROLEE_ATTR_MAX + 1];
-	const struct nlattr *attr;
-	int err;
-
-	err = sim_parse_nested(tb, FIRA_CONTROLEE_ATTR_MAX, nest,
-			       controlee_policy, extack);
-	if (err)
-		return err;
-	attr = tb[FIRA_CONTROLEE_ATTR_SHORT_ADDR];
-	if (!attr)
-		return sim_refuse(extack, nest, -EINVAL,
-				  "controlee without address");
-	controlee->addr = nla_get_u16(attr);
-	attr = tb[FIRA_CONTROLEE_ATTR_SUB_SESSION_ID];
-	controlee->has_sub_session = attr;
-	controlee->sub_session = attr ? nla_get_u32(attr) : 0;
-	return 0;
-}
-
-/* Controlees as they would be after a call that may still fail. */
-struct controlee_list {
-	unsigned int n;
-	struct sim_fira_controlee items[SIM_MAX_CONTROLEES];
-};
-
-static unsigned int list_find(const struct controlee_list *list, u16 addr)
-{
-	unsigned int i;
-
-	for (i = 0; i < list->n; i++) {
-		if (list->items[i].addr == addr)
-			break;
-	}
-	return i;
-}
-
-static int list_add_controlee(struct controlee_list *list,
-			      const struct sim_fira_controlee *controlee,
-			      struct netlink_ext_ack *extack)
-{
-	if (list_find(list, controlee->addr) < list->n)
-		return sim_refuse(extack, NULL, -EEXIST,
-				  "the controlee is there already");
-	if (list->n == SIM_MAX_CONTROLEES)
-		return sim_refuse(extack, NULL, -ENOSPC, "too many controlees");
-	list->items[list->n++] = *controlee;
-	return 0;
-}
-
-static int list_del_controlee(struct controlee_list *list,
-			      const struct sim_fira_controlee *controlee,
-			      struct netlink_ext_ack *extack)
-{
-	unsigned int i = list_find(list, controlee->addr);
-
-	if (i == list->n)
-		return sim_refuse(extack, NULL, -ENOENT, "unknown controlee");
-	list->n--;
-	memmove(&list->items[i], &list->items[i + 1],
-		(list->n - i) * sizeof(list->items[0]));
-	return 0;
-}
-
-typedef int (*controlee_fn)(struct controlee_list *list,
-			    const struct sim_fira_controlee *controlee,
-			    struct netlink_ext_ack *extack);
-
-static int controlees_apply(struct controlee_list *list,
-			    const struct nlattr *nest, controlee_fn apply,
-			    struct netlink_ext_ack *extack)
-{
-	struct sim_fira_controlee controlee;
-	const struct nlattr *element;
-	unsigned int n = 0;
-	int rem;
-	int err;
-
-	nla_for_each_nested(element, nest, rem) {
-		err = controlee_parse(element, &controlee, extack);
-		if (!err)
-			err = apply(list, &controlee, extack);
-		if (err)
-			return err;
-		n++;
-	}
-	if (rem || !n)
-		return sim_refuse(extack, nest, -EINVAL,
-				  "no controlees, or junk behind them");
-	return 0;
-}
-
 /* Adds or removes all controlees of the list, or none. */
 static int call_controlees(struct sim_fira_session *session,
-			   const struct nlattr *nest, controlee_fn apply,
+			   const struct nlattr *nest,
+			   sim_fira_controlee_fn apply,
 			   struct netlink_ext_ack *extack)
 {
-	struct controlee_list list = { .n = session->n_controlees };
+	struct sim_fira_controlees list = session->controlees;
 	int err;
 
 	if (!nest)
 		return sim_refuse(extack, NULL, -EINVAL, "no controlees");
-	memcpy(list.items, session->controlees, sizeof(list.items));
-	err = controlees_apply(&list, nest, apply, extack);
-	if (!err && list.n > session->n_controlees)
+	err = sim_fira_controlees_apply(&list, nest, apply, extack);
+	if (!err && list.n > session->controlees.n)
 		err = check_controlees(&session->params, list.n, extack);
 	if (err)
 		return err;
-	session->n_controlees = list.n;
-	memcpy(session->controlees, list.items, sizeof(list.items));
+	session->controlees = list;
 	return 0;
 }
 
@@ -326,10 +213,10 @@ static int session_call(struct sim_radio *radio, u32 call,
 				       info->extack);
 	case FIRA_CALL_NEW_CONTROLEE:
 		return call_controlees(session, tb[FIRA_CALL_ATTR_CONTROLEES],
-				       list_add_controlee, info->extack);
+				       sim_fira_controlee_add, info->extack);
 	default:
 		return call_controlees(session, tb[FIRA_CALL_ATTR_CONTROLEES],
-				       list_del_controlee, info->extack);
+				       sim_fira_controlee_del, info->extack);
 	}
 }
 
@@ -356,7 +243,7 @@ static int fira_call(struct sim_radio *radio, u32 call,
 	id = nla_get_u32(tb[FIRA_CALL_ATTR_SESSION_ID]);
 	if (call == FIRA_CALL_SESSION_INIT)
 		return call_init(radio, id, info->extack);
-	session = session_find(radio, id);
+	session = sim_fira_find(radio, id);
 	if (!session)
 		return sim_refuse(info->extack, tb[FIRA_CALL_ATTR_SESSION_ID],
 				  -ENOENT, "unknown session");
@@ -378,8 +265,7 @@ static void session_range(struct sim_radio *radio,
 
 	if (sim_fira_send_report(radio, session))
 		session->failed_blocks = 0;
-	else if (session->n_controlees ||
-		 !sim_fira_get(params, FIRA_SESSION_PARAM_DEVICE_TYPE))
+	else if (session->controlees.n || !sim_fira_is_controller(session))
 		session->failed_blocks++;
 	if (retry && session->failed_blocks >= retry) {
 		session_stop(radio, session, SIM_FIRA_STOP_MAX_RR_RETRY);
@@ -393,11 +279,11 @@ static void session_range(struct sim_radio *radio,
 	session->block += steps * stride;
 }
 
-void sim_fira_tick(struct sim_radio *radio, u64 now_ns)
+static void fira_tick(struct sim_radio *radio, u64 now_ns)
 {
 	struct sim_fira_session *session;
 
-	list_for_each_entry(session, &radio->fira_sessions, node) {
+	list_for_each_entry(session, sim_fira_sessions(radio), node) {
 		if (session->state == SIM_SESSION_IDLE || session->due_ns > now_ns)
 			continue;
 		if (session->state == SIM_SESSION_STOPPING)
@@ -407,12 +293,12 @@ void sim_fira_tick(struct sim_radio *radio, u64 now_ns)
 	}
 }
 
-u64 sim_fira_next(const struct sim_radio *radio)
+static u64 fira_next(const struct sim_radio *radio)
 {
 	const struct sim_fira_session *session;
 	u64 next_ns = SIM_NEVER;
 
-	list_for_each_entry(session, &radio->fira_sessions, node) {
+	list_for_each_entry(session, sim_fira_sessions(radio), node) {
 		if (session->state != SIM_SESSION_IDLE)
 			next_ns = min(next_ns, session->due_ns);
 	}
@@ -421,11 +307,11 @@ u64 sim_fira_next(const struct sim_radio *radio)
 
 /* ---- Ends from outside ---- */
 
-void sim_fira_stop_all(struct sim_radio *radio, u8 reason)
+static void fira_stop_all(struct sim_radio *radio, u8 reason)
 {
 	struct sim_fira_session *session;
 
-	list_for_each_entry(session, &radio->fira_sessions, node) {
+	list_for_each_entry(session, sim_fira_sessions(radio), node) {
 		if (session->state == SIM_SESSION_STOPPING)
 			session_stop(radio, session, SIM_FIRA_STOP_ASKED);
 		else if (session->state == SIM_SESSION_RUNNING)
@@ -435,7 +321,7 @@ void sim_fira_stop_all(struct sim_radio *radio, u8 reason)
 
 int sim_fira_force_stop(struct sim_radio *radio, u32 id, u8 reason)
 {
-	struct sim_fira_session *session = session_find(radio, id);
+	struct sim_fira_session *session = sim_fira_find(radio, id);
 
 	if (!session || session->state == SIM_SESSION_IDLE)
 		return -ENOENT;
@@ -444,39 +330,37 @@ int sim_fira_force_stop(struct sim_radio *radio, u32 id, u8 reason)
 }
 
 /* Nobody is left to be told. */
-void sim_fira_port_gone(struct sim_radio *radio, u32 portid)
+static void fira_port_gone(struct sim_radio *radio, u32 portid)
 {
 	struct sim_fira_session *session;
 
-	list_for_each_entry(session, &radio->fira_sessions, node) {
+	list_for_each_entry(session, sim_fira_sessions(radio), node) {
 		if (session->portid == portid)
 			session->state = SIM_SESSION_IDLE;
 	}
+}
+
+static void fira_down(struct sim_radio *radio)
+{
+	fira_stop_all(radio, SIM_FIRA_STOP_INTERFACE_DOWN);
 }
 
 static void fira_close(struct sim_radio *radio)
 {
 	struct sim_fira_session *session, *next;
 
-	sim_fira_stop_all(radio, SIM_FIRA_STOP_REGION_CLOSED);
-	list_for_each_entry_safe(session, next, &radio->fira_sessions, node)
+	fira_stop_all(radio, SIM_FIRA_STOP_REGION_CLOSED);
+	list_for_each_entry_safe(session, next, sim_fira_sessions(radio), node)
 		session_free(session);
 }
 
-const struct sim_region_ops sim_region_fira = {
-	.name = MCPS802154_REGION_FIRA,
-	.call = fira_call,
-	.close = fira_close,
-};
-
 /* ---- Text ---- */
 
-void sim_fira_show(struct seq_file *file, const struct sim_radio *radio)
+static void fira_show(struct seq_file *file, const struct sim_radio *radio)
 {
 	const struct sim_fira_session *session;
-	unsigned int i;
 
-	list_for_each_entry(session, &radio->fira_sessions, node) {
+	list_for_each_entry(session, sim_fira_sessions(radio), node) {
 		seq_printf(file, "fira_session %u state %s", session->id,
 			   sim_session_state_name(session->state));
 		if (session->state != SIM_SESSION_IDLE)
@@ -484,13 +368,29 @@ void sim_fira_show(struct seq_file *file, const struct sim_radio *radio)
 				   session->block);
 		seq_putc(file, '\n');
 		sim_fira_params_show(file, &session->params);
-		for (i = 0; i < session->n_controlees; i++) {
-			seq_printf(file, "  controlee 0x%04x",
-				   session->controlees[i].addr);
-			if (session->controlees[i].has_sub_session)
-				seq_printf(file, " sub_session %u",
-					   session->controlees[i].sub_session);
-			seq_putc(file, '\n');
-		}
+		sim_fira_controlees_show(file, &session->controlees);
 	}
 }
+
+static const struct sim_region_ops region_fira = {
+	.name = MCPS802154_REGION_FIRA,
+	.call = fira_call,
+	.close = fira_close,
+};
+
+static int fira_init(struct sim_radio *radio)
+{
+	INIT_LIST_HEAD(sim_fira_sessions(radio));
+	return 0;
+}
+
+const struct sim_part sim_fira_part = {
+	.slot = &sim_fira_slot,
+	.init = fira_init,
+	.tick = fira_tick,
+	.next = fira_next,
+	.down = fira_down,
+	.port_gone = fira_port_gone,
+	.show = fira_show,
+	.region = &region_fira,
+};

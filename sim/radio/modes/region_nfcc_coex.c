@@ -8,7 +8,24 @@
 #include <linux/ktime.h>
 #include <linux/seq_file.h>
 
-#include "sim.h"
+#include "modes/modes.h"
+
+struct ccc {
+	enum sim_session_state state;
+	u32 portid;
+	u64 due_ns;
+	/* Of the last start: */
+	u64 time0_ns;
+	u8 channel;
+	unsigned int starts;
+};
+
+static struct sim_slot ccc_slot = { .size = sizeof(struct ccc) };
+
+static struct ccc *ccc_of(const struct sim_radio *radio)
+{
+	return sim_slot_of(radio, &ccc_slot);
+}
 
 static const struct nla_policy
 nfcc_coex_policy[NFCC_COEX_CALL_ATTR_MAX + 1] = {
@@ -23,9 +40,10 @@ ccc_param_policy[NFCC_COEX_CCC_PARAM_MAX + 1] = {
 
 static void ccc_end(struct sim_radio *radio, u8 stopped, u8 watchdog)
 {
+	struct ccc *ccc = ccc_of(radio);
 	struct sim_region_ntf ntf;
 
-	radio->ccc.state = SIM_SESSION_IDLE;
+	ccc->state = SIM_SESSION_IDLE;
 	if (sim_region_ntf_begin(&ntf, radio, MCPS802154_REGION_NFCC_COEX,
 				 NFCC_COEX_CALL_CCC_SESSION_NTF))
 		return;
@@ -34,8 +52,7 @@ static void ccc_end(struct sim_radio *radio, u8 stopped, u8 watchdog)
 		sim_region_ntf_drop(&ntf);
 		return;
 	}
-	sim_region_ntf_send(&ntf, radio, SIM_EVENT_CCC_STOPPED,
-			    radio->ccc.portid);
+	sim_region_ntf_send(&ntf, radio, ccc->portid);
 }
 
 /* ---- Calls ---- */
@@ -74,7 +91,7 @@ static int ccc_params_parse(const struct nlattr *params, u64 *time0_ns,
 static int ccc_start(struct sim_radio *radio, const struct nlattr *params,
 		     struct genl_info *info)
 {
-	struct sim_ccc *ccc = &radio->ccc;
+	struct ccc *ccc = ccc_of(radio);
 	u64 time0_ns;
 	u8 channel;
 	int err;
@@ -101,11 +118,13 @@ static int ccc_start(struct sim_radio *radio, const struct nlattr *params,
 
 static int ccc_stop(struct sim_radio *radio, struct netlink_ext_ack *extack)
 {
-	if (radio->ccc.state != SIM_SESSION_RUNNING)
+	struct ccc *ccc = ccc_of(radio);
+
+	if (ccc->state != SIM_SESSION_RUNNING)
 		return sim_refuse(extack, NULL, -EINVAL,
 				  "the CCC session is not running");
-	radio->ccc.state = SIM_SESSION_STOPPING;
-	radio->ccc.due_ns = ktime_get_ns() + SIM_STOP_NS;
+	ccc->state = SIM_SESSION_STOPPING;
+	ccc->due_ns = ktime_get_ns() + SIM_STOP_NS;
 	return 0;
 }
 
@@ -124,51 +143,50 @@ static int nfcc_coex_call(struct sim_radio *radio, u32 call,
 
 /* ---- Time and ends from outside ---- */
 
-void sim_ccc_tick(struct sim_radio *radio, u64 now_ns)
+static u64 ccc_next(const struct sim_radio *radio)
 {
-	if (sim_ccc_next(radio) <= now_ns)
-		ccc_end(radio, 1, 0);
+	const struct ccc *ccc = ccc_of(radio);
+
+	return ccc->state == SIM_SESSION_STOPPING ? ccc->due_ns : SIM_NEVER;
 }
 
-u64 sim_ccc_next(const struct sim_radio *radio)
+static void ccc_tick(struct sim_radio *radio, u64 now_ns)
 {
-	return radio->ccc.state == SIM_SESSION_STOPPING ? radio->ccc.due_ns :
-							  SIM_NEVER;
+	if (ccc_next(radio) <= now_ns)
+		ccc_end(radio, 1, 0);
 }
 
 /* The radio gives up by itself, unless it was asked already. */
-void sim_ccc_give_up(struct sim_radio *radio)
+static void ccc_give_up(struct sim_radio *radio)
 {
-	if (radio->ccc.state == SIM_SESSION_STOPPING)
+	enum sim_session_state state = ccc_of(radio)->state;
+
+	if (state == SIM_SESSION_STOPPING)
 		ccc_end(radio, 1, 0);
-	else if (radio->ccc.state == SIM_SESSION_RUNNING)
+	else if (state == SIM_SESSION_RUNNING)
 		ccc_end(radio, 0, 1);
 }
 
 int sim_ccc_force_stop(struct sim_radio *radio, u8 stopped, u8 watchdog)
 {
-	if (radio->ccc.state == SIM_SESSION_IDLE)
+	if (ccc_of(radio)->state == SIM_SESSION_IDLE)
 		return -ENOENT;
 	ccc_end(radio, stopped, watchdog);
 	return 0;
 }
 
-void sim_ccc_port_gone(struct sim_radio *radio, u32 portid)
+static void ccc_port_gone(struct sim_radio *radio, u32 portid)
 {
-	if (radio->ccc.portid == portid)
-		radio->ccc.state = SIM_SESSION_IDLE;
+	struct ccc *ccc = ccc_of(radio);
+
+	if (ccc->portid == portid)
+		ccc->state = SIM_SESSION_IDLE;
 }
 
-const struct sim_region_ops sim_region_nfcc_coex = {
-	.name = MCPS802154_REGION_NFCC_COEX,
-	.call = nfcc_coex_call,
-	.close = sim_ccc_give_up,
-};
-
 /* What the last start brought stays to be read when the session is over. */
-void sim_ccc_show(struct seq_file *file, const struct sim_radio *radio)
+static void ccc_show(struct seq_file *file, const struct sim_radio *radio)
 {
-	const struct sim_ccc *ccc = &radio->ccc;
+	const struct ccc *ccc = ccc_of(radio);
 
 	seq_printf(file, "ccc state %s", sim_session_state_name(ccc->state));
 	if (ccc->state != SIM_SESSION_IDLE)
@@ -179,3 +197,19 @@ void sim_ccc_show(struct seq_file *file, const struct sim_radio *radio)
 			   ccc->channel);
 	seq_putc(file, '\n');
 }
+
+static const struct sim_region_ops region_nfcc_coex = {
+	.name = MCPS802154_REGION_NFCC_COEX,
+	.call = nfcc_coex_call,
+	.close = ccc_give_up,
+};
+
+const struct sim_part sim_ccc_part = {
+	.slot = &ccc_slot,
+	.tick = ccc_tick,
+	.next = ccc_next,
+	.down = ccc_give_up,
+	.port_gone = ccc_port_gone,
+	.show = ccc_show,
+	.region = &region_nfcc_coex,
+};

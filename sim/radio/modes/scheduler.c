@@ -2,9 +2,11 @@
 /*
  * Schedulers, their parameters and their regions.
  */
+#include <linux/seq_file.h>
 #include <linux/string.h>
 
-#include "sim.h"
+#include "modes/modes.h"
+#include "wire/text.h"
 
 /* No more than the service's 8 bits of region identifiers. */
 #define REGION_MAX_ID 255
@@ -16,17 +18,6 @@ static const struct sim_scheduler schedulers[] = {
 	{ .name = MCPS802154_SCHEDULER_ENDLESS, .max_regions = 1 },
 	{ .name = MCPS802154_SCHEDULER_ON_DEMAND,
 	  .max_regions = SIM_MAX_REGIONS },
-};
-
-/* Known, but without calls: simple ranging has commands of its own. */
-static const struct sim_region_ops region_simple_ranging = {
-	.name = MCPS802154_REGION_SIMPLE_RANGING,
-};
-
-static const struct sim_region_ops *const region_types[] = {
-	&sim_region_fira,
-	&sim_region_nfcc_coex,
-	&region_simple_ranging,
 };
 
 static const struct nla_policy
@@ -53,53 +44,13 @@ region_call_policy[MCPS802154_REGION_CALL_ATTR_MAX + 1] = {
 	[MCPS802154_REGION_CALL_ATTR_PARAMS] = { .type = NLA_NESTED },
 };
 
-static const struct sim_scheduler *scheduler_find(const char *name)
-{
-	size_t i;
-
-	for (i = 0; i < ARRAY_SIZE(schedulers); i++) {
-		if (!strcmp(schedulers[i].name, name))
-			return &schedulers[i];
-	}
-	return NULL;
-}
-
-static const struct sim_region_ops *region_type_find(const char *name)
-{
-	size_t i;
-
-	for (i = 0; i < ARRAY_SIZE(region_types); i++) {
-		if (!strcmp(region_types[i]->name, name))
-			return region_types[i];
-	}
-	return NULL;
-}
-
-const struct sim_region *sim_region_find(const struct sim_radio *radio,
-					 const char *name)
-{
-	unsigned int i;
-
-	for (i = 0; i < radio->n_regions; i++) {
-		if (!strcmp(radio->regions[i].ops->name, name))
-			return &radio->regions[i];
-	}
-	return NULL;
-}
-
-void sim_scheduler_reset(struct sim_radio *radio)
+static int scheduler_init(struct sim_radio *radio)
 {
 	radio->scheduler = &schedulers[0];
-	radio->scheduler_params = (struct sim_scheduler_params) {};
-	radio->n_regions = 0;
+	return 0;
 }
 
-bool sim_scheduler_is(const struct sim_radio *radio, const char *name)
-{
-	return !strcmp(radio->scheduler->name, name);
-}
-
-void sim_regions_close(struct sim_radio *radio)
+static void regions_close(struct sim_radio *radio)
 {
 	unsigned int i;
 
@@ -120,11 +71,23 @@ static int scheduler_parse(struct genl_info *info,
 	if (!name)
 		return sim_refuse(info->extack, NULL, -EINVAL,
 				  "no scheduler name");
-	*scheduler = scheduler_find(nla_data(name));
+	*scheduler = SIM_NAMED(schedulers, nla_data(name));
 	if (!*scheduler)
 		return sim_refuse(info->extack, name, -ENOENT,
 				  "unknown scheduler");
 	return 0;
+}
+
+/* Refuses a request for another scheduler than the selected one. */
+static int scheduler_check(const struct sim_radio *radio,
+			   struct genl_info *info,
+			   const struct sim_scheduler *scheduler)
+{
+	if (scheduler == radio->scheduler)
+		return 0;
+	return sim_refuse(info->extack,
+			  info->attrs[MCPS802154_ATTR_SCHEDULER_NAME], -EINVAL,
+			  "not the selected scheduler");
 }
 
 static int scheduler_params_parse(struct genl_info *info,
@@ -166,80 +129,77 @@ static int region_parse(const struct nlattr *nest, struct sim_region *region,
 		return sim_refuse(extack, nest, -EINVAL,
 				  "region without identifier or name");
 	region->id = nla_get_u32(tb[MCPS802154_REGION_ATTR_ID]);
-	region->ops = region_type_find(nla_data(tb[MCPS802154_REGION_ATTR_NAME]));
+	region->ops = sim_region_ops_find(nla_data(tb[MCPS802154_REGION_ATTR_NAME]));
 	if (!region->ops)
 		return sim_refuse(extack, tb[MCPS802154_REGION_ATTR_NAME],
 				  -ENOENT, "unknown region");
 	return 0;
 }
 
-/* Reads the region list; returns how many regions, or an error. */
-static int regions_parse(const struct nlattr *nest,
-			 const struct sim_scheduler *scheduler,
-			 struct sim_region *regions,
-			 struct netlink_ext_ack *extack)
+/* A list of regions that is being read. */
+struct region_list {
+	unsigned int max;
+	unsigned int n;
+	struct sim_region items[SIM_MAX_REGIONS];
+};
+
+static int region_add(const struct nlattr *element, void *data,
+		      struct netlink_ext_ack *extack)
 {
-	const struct nlattr *element;
-	unsigned int n = 0;
+	struct region_list *list = data;
+	struct sim_region *region = &list->items[list->n];
 	unsigned int i;
-	int rem;
 	int err;
 
-	nla_for_each_nested(element, nest, rem) {
-		if (n == scheduler->max_regions)
+	if (list->n == list->max)
+		return sim_refuse(extack, element, -EINVAL,
+				  "more regions than the scheduler takes");
+	err = region_parse(element, region, extack);
+	if (err)
+		return err;
+	for (i = 0; i < list->n; i++) {
+		if (list->items[i].id == region->id ||
+		    list->items[i].ops == region->ops)
 			return sim_refuse(extack, element, -EINVAL,
-					  "more regions than the scheduler takes");
-		err = region_parse(element, &regions[n], extack);
-		if (err)
-			return err;
-		for (i = 0; i < n; i++) {
-			if (regions[i].id == regions[n].id ||
-			    regions[i].ops == regions[n].ops)
-				return sim_refuse(extack, element, -EINVAL,
-						  "region or slot named twice");
-		}
-		n++;
+					  "region or slot named twice");
 	}
-	if (rem)
-		return sim_refuse(extack, nest, -EINVAL,
-				  "junk behind the regions");
-	return n;
+	list->n++;
+	return 0;
 }
 
-int sim_scheduler_set(struct sim_radio *radio, struct genl_info *info)
+static int scheduler_set(struct sim_radio *radio, struct genl_info *info)
 {
 	const struct nlattr *list =
 		info->attrs[MCPS802154_ATTR_SCHEDULER_REGIONS];
-	struct sim_region regions[SIM_MAX_REGIONS];
 	struct sim_scheduler_params params = {};
 	const struct sim_scheduler *scheduler;
-	int n_regions = 0;
+	struct region_list regions = {};
 	int err;
 
 	err = scheduler_parse(info, &scheduler);
 	if (!err && info->attrs[MCPS802154_ATTR_SCHEDULER_PARAMS])
 		err = scheduler_params_parse(info, &params);
+	if (!err && list) {
+		regions.max = scheduler->max_regions;
+		err = sim_each_element(list, region_add, &regions, info->extack,
+				       "junk behind the regions");
+	}
 	if (err)
 		return err;
-	if (list)
-		n_regions = regions_parse(list, scheduler, regions,
-					  info->extack);
-	if (n_regions < 0)
-		return n_regions;
 	if (radio->up)
 		return sim_refuse(info->extack, NULL, -EBUSY,
 				  "the scheduler changes only while the interface is down");
 
-	sim_regions_close(radio);
+	regions_close(radio);
 	radio->scheduler = scheduler;
 	radio->scheduler_params = params;
-	radio->n_regions = n_regions;
-	memcpy(radio->regions, regions, n_regions * sizeof(regions[0]));
+	radio->n_regions = regions.n;
+	memcpy(radio->regions, regions.items, sizeof(radio->regions));
 	sim_radio_kick(radio);
 	return 0;
 }
 
-int sim_scheduler_params_set(struct sim_radio *radio, struct genl_info *info)
+static int scheduler_params_set(struct sim_radio *radio, struct genl_info *info)
 {
 	struct sim_scheduler_params params = radio->scheduler_params;
 	const struct sim_scheduler *scheduler;
@@ -252,12 +212,10 @@ int sim_scheduler_params_set(struct sim_radio *radio, struct genl_info *info)
 		return sim_refuse(info->extack, NULL, -EINVAL,
 				  "no scheduler parameters");
 	err = scheduler_params_parse(info, &params);
+	if (!err)
+		err = scheduler_check(radio, info, scheduler);
 	if (err)
 		return err;
-	if (scheduler != radio->scheduler)
-		return sim_refuse(info->extack,
-				  info->attrs[MCPS802154_ATTR_SCHEDULER_NAME],
-				  -EINVAL, "not the selected scheduler");
 	if (radio->up)
 		return sim_refuse(info->extack, NULL, -EBUSY,
 				  "scheduler parameters change only while the interface is down");
@@ -297,7 +255,7 @@ static int region_call_parse(struct sim_radio *radio, struct genl_info *info,
 	return 0;
 }
 
-int sim_region_call(struct sim_radio *radio, struct genl_info *info)
+static int region_call(struct sim_radio *radio, struct genl_info *info)
 {
 	struct nlattr *tb[MCPS802154_REGION_CALL_ATTR_MAX + 1];
 	const struct sim_scheduler *scheduler;
@@ -305,13 +263,10 @@ int sim_region_call(struct sim_radio *radio, struct genl_info *info)
 	int err;
 
 	err = scheduler_parse(info, &scheduler);
-	if (err)
-		return err;
-	if (scheduler != radio->scheduler)
-		return sim_refuse(info->extack,
-				  info->attrs[MCPS802154_ATTR_SCHEDULER_NAME],
-				  -EINVAL, "not the selected scheduler");
-	err = region_call_parse(radio, info, tb, &region);
+	if (!err)
+		err = scheduler_check(radio, info, scheduler);
+	if (!err)
+		err = region_call_parse(radio, info, tb, &region);
 	if (err)
 		return err;
 	if (!region->ops->call)
@@ -322,3 +277,36 @@ int sim_region_call(struct sim_radio *radio, struct genl_info *info)
 	sim_radio_kick(radio);
 	return err;
 }
+
+/* ---- Text ---- */
+
+static void scheduler_show(struct seq_file *file,
+			   const struct sim_radio *radio)
+{
+	unsigned int i;
+
+	seq_printf(file, "scheduler %s\n", radio->scheduler->name);
+	if (radio->scheduler_params.has_slot_duration)
+		seq_printf(file, "scheduler_param slot_duration %u\n",
+			   radio->scheduler_params.slot_duration);
+	if (radio->scheduler_params.has_node_type)
+		seq_printf(file, "scheduler_param node_type %u\n",
+			   radio->scheduler_params.node_type);
+	for (i = 0; i < radio->n_regions; i++)
+		seq_printf(file, "region %u %s\n", radio->regions[i].id,
+			   radio->regions[i].ops->name);
+}
+
+static const struct sim_command scheduler_commands[] = {
+	{ MCPS802154_CMD_SCHEDULER_SET, scheduler_set },
+	{ MCPS802154_CMD_SCHEDULER_PARAMS_SET, scheduler_params_set },
+	{ MCPS802154_CMD_REGION_CALL, region_call },
+};
+
+const struct sim_part sim_scheduler_part = {
+	.init = scheduler_init,
+	.free = regions_close,
+	.show = scheduler_show,
+	.n_commands = ARRAY_SIZE(scheduler_commands),
+	.commands = scheduler_commands,
+};

@@ -8,13 +8,39 @@
 #include <linux/ktime.h>
 #include <linux/seq_file.h>
 
-#include "sim.h"
+#include "modes/modes.h"
 
+#define SIMPLE_MAX_REQUESTS 16
 #define SIMPLE_MIN_ROUND_MS 100
 #define SIMPLE_DEFAULT_SLOT_MS 16
 #define SIMPLE_MAX_SLOT_MS 1000
 /* Phases are in units of 2^-11 rad. */
 #define SIMPLE_PHASE_UNITS 2048
+
+struct simple_request {
+	u32 id;
+	u32 param;
+	u64 peer;
+};
+
+/* What runs as long as there are requests. */
+struct simple {
+	u32 portid;
+	unsigned int n;
+	struct simple_request requests[SIMPLE_MAX_REQUESTS];
+	u64 slot_ns;
+	u64 round_ns;
+	/* Start of the round, and whose turn it is in it. */
+	u64 start_ns;
+	unsigned int next;
+};
+
+static struct sim_slot simple_slot = { .size = sizeof(struct simple) };
+
+static struct simple *simple_of(const struct sim_radio *radio)
+{
+	return sim_slot_of(radio, &simple_slot);
+}
 
 static const struct nla_policy
 request_policy[MCPS802154_RANGING_REQUEST_ATTR_MAX + 1] = {
@@ -26,7 +52,7 @@ request_policy[MCPS802154_RANGING_REQUEST_ATTR_MAX + 1] = {
 /* ---- The list ---- */
 
 static int request_parse(const struct nlattr *nest,
-			 struct sim_simple_request *request,
+			 struct simple_request *request,
 			 struct netlink_ext_ack *extack)
 {
 	struct nlattr *tb[MCPS802154_RANGING_REQUEST_ATTR_MAX + 1];
@@ -50,27 +76,15 @@ static int request_parse(const struct nlattr *nest,
 	return 0;
 }
 
-static int requests_parse(const struct nlattr *list, struct sim_simple *simple,
-			  struct netlink_ext_ack *extack)
+static int request_add(const struct nlattr *element, void *data,
+		       struct netlink_ext_ack *extack)
 {
-	const struct nlattr *element;
-	int rem;
-	int err;
+	struct simple *simple = data;
 
-	nla_for_each_nested(element, list, rem) {
-		if (simple->n == SIM_MAX_SIMPLE_REQUESTS)
-			return sim_refuse(extack, element, -ENOSPC,
-					  "too many ranging requests");
-		err = request_parse(element, &simple->requests[simple->n],
-				    extack);
-		if (err)
-			return err;
-		simple->n++;
-	}
-	if (rem)
-		return sim_refuse(extack, list, -EINVAL,
-				  "junk behind the ranging requests");
-	return 0;
+	if (simple->n == SIMPLE_MAX_REQUESTS)
+		return sim_refuse(extack, element, -ENOSPC,
+				  "too many ranging requests");
+	return request_parse(element, &simple->requests[simple->n++], extack);
 }
 
 static u32 slot_ms(const struct sim_radio *radio)
@@ -83,10 +97,10 @@ static u32 slot_ms(const struct sim_radio *radio)
 }
 
 /* Replaces the list as a whole; an empty one ends the ranging. */
-int sim_simple_requests_set(struct sim_radio *radio, struct genl_info *info)
+static int requests_set(struct sim_radio *radio, struct genl_info *info)
 {
 	const struct nlattr *list = info->attrs[MCPS802154_ATTR_RANGING_REQUESTS];
-	struct sim_simple simple = { .portid = info->snd_portid };
+	struct simple simple = { .portid = info->snd_portid };
 	int err;
 
 	if (!sim_scheduler_is(radio, MCPS802154_SCHEDULER_SIMPLE_RANGING))
@@ -96,7 +110,8 @@ int sim_simple_requests_set(struct sim_radio *radio, struct genl_info *info)
 		return sim_refuse(info->extack, NULL, -ENETDOWN,
 				  "the interface is down");
 	if (list) {
-		err = requests_parse(list, &simple, info->extack);
+		err = sim_each_element(list, request_add, &simple, info->extack,
+				       "junk behind the ranging requests");
 		if (err)
 			return err;
 	}
@@ -104,7 +119,7 @@ int sim_simple_requests_set(struct sim_radio *radio, struct genl_info *info)
 	simple.round_ns = max_t(u64, SIMPLE_MIN_ROUND_MS * NSEC_PER_MSEC,
 				simple.n * simple.slot_ns);
 	simple.start_ns = ktime_get_ns() + SIM_WAKE_NS;
-	radio->simple = simple;
+	*simple_of(radio) = simple;
 	sim_radio_kick(radio);
 	return 0;
 }
@@ -129,7 +144,7 @@ static const struct sim_body *find_peer(const struct sim_radio *radio, u64 addr)
 
 	sim_for_each_radio(peer) {
 		if (radio_answers(radio, peer, addr))
-			return &peer->body;
+			return peer->body;
 	}
 	return sim_world_tag(addr);
 }
@@ -144,7 +159,7 @@ static s32 phase(s32 pdoa_urad)
 
 /* A peer that does not answer leaves nothing but the identifier. */
 static int put_result(struct sk_buff *skb, const struct sim_radio *radio,
-		      const struct sim_simple_request *request, u64 when_ns)
+		      const struct simple_request *request, u64 when_ns)
 {
 	const struct sim_body *peer = find_peer(radio, request->peer);
 	struct nlattr *nest = nla_nest_start(skb,
@@ -155,7 +170,7 @@ static int put_result(struct sk_buff *skb, const struct sim_radio *radio,
 				 request->id))
 		return -EMSGSIZE;
 	if (peer) {
-		sim_world_sight(&radio->body, peer, when_ns, &sight);
+		sim_world_sight(radio->body, peer, when_ns, &sight);
 		if (nla_put_u32(skb, MCPS802154_RANGING_RESULT_ATTR_VALUE,
 				max(sight.distance_mm, 0)) ||
 		    nla_put_s32(skb, MCPS802154_RANGING_RESULT_ATTR_PHASE_1,
@@ -168,14 +183,14 @@ static int put_result(struct sk_buff *skb, const struct sim_radio *radio,
 	return 0;
 }
 
-static u64 simple_due(const struct sim_simple *simple)
+static u64 simple_due(const struct simple *simple)
 {
 	return simple->start_ns + simple->next * simple->slot_ns;
 }
 
 static void send_report(struct sim_radio *radio)
 {
-	const struct sim_simple *simple = &radio->simple;
+	const struct simple *simple = simple_of(radio);
 	struct sk_buff *skb;
 	void *hdr;
 
@@ -188,15 +203,22 @@ static void send_report(struct sim_radio *radio)
 		return;
 	}
 	genlmsg_end(skb, hdr);
-	sim_ntf_send(radio, SIM_EVENT_SIMPLE_REPORT, skb, simple->portid);
+	sim_ntf_send(radio, skb, simple->portid);
 }
 
-void sim_simple_tick(struct sim_radio *radio, u64 now_ns)
+static u64 simple_next(const struct sim_radio *radio)
 {
-	struct sim_simple *simple = &radio->simple;
+	const struct simple *simple = simple_of(radio);
+
+	return simple->n ? simple_due(simple) : SIM_NEVER;
+}
+
+static void simple_tick(struct sim_radio *radio, u64 now_ns)
+{
+	struct simple *simple = simple_of(radio);
 	u64 rounds = 1;
 
-	if (sim_simple_next(radio) > now_ns)
+	if (simple_next(radio) > now_ns)
 		return;
 	send_report(radio);
 	if (++simple->next < simple->n)
@@ -208,27 +230,22 @@ void sim_simple_tick(struct sim_radio *radio, u64 now_ns)
 	simple->next = 0;
 }
 
-u64 sim_simple_next(const struct sim_radio *radio)
-{
-	return radio->simple.n ? simple_due(&radio->simple) : SIM_NEVER;
-}
-
 /* ---- Ends from outside ---- */
 
-void sim_simple_end(struct sim_radio *radio)
+static void simple_end(struct sim_radio *radio)
 {
-	radio->simple.n = 0;
+	simple_of(radio)->n = 0;
 }
 
-void sim_simple_port_gone(struct sim_radio *radio, u32 portid)
+static void simple_port_gone(struct sim_radio *radio, u32 portid)
 {
-	if (radio->simple.portid == portid)
-		sim_simple_end(radio);
+	if (simple_of(radio)->portid == portid)
+		simple_end(radio);
 }
 
-void sim_simple_show(struct seq_file *file, const struct sim_radio *radio)
+static void simple_show(struct seq_file *file, const struct sim_radio *radio)
 {
-	const struct sim_simple *simple = &radio->simple;
+	const struct simple *simple = simple_of(radio);
 	unsigned int i;
 
 	if (!simple->n)
@@ -240,3 +257,24 @@ void sim_simple_show(struct seq_file *file, const struct sim_radio *radio)
 			   simple->requests[i].id, simple->requests[i].param,
 			   simple->requests[i].peer);
 }
+
+/* Known, but without calls: simple ranging has a command of its own. */
+static const struct sim_region_ops region_simple_ranging = {
+	.name = MCPS802154_REGION_SIMPLE_RANGING,
+};
+
+static const struct sim_command simple_commands[] = {
+	{ MCPS802154_CMD_RANGING_REQUESTS_SET, requests_set },
+};
+
+const struct sim_part sim_simple_part = {
+	.slot = &simple_slot,
+	.tick = simple_tick,
+	.next = simple_next,
+	.down = simple_end,
+	.port_gone = simple_port_gone,
+	.show = simple_show,
+	.region = &region_simple_ranging,
+	.n_commands = ARRAY_SIZE(simple_commands),
+	.commands = simple_commands,
+};

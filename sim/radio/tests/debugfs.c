@@ -8,18 +8,48 @@
 #include <linux/slab.h>
 #include <linux/uaccess.h>
 
-#include "sim.h"
+#include "modes/modes.h"
+#include "tests/faults.h"
+#include "tests/tests.h"
 
 #define DEBUGFS_MAX_WRITE 16384
 
 static struct dentry *debugfs_root;
 
-typedef int (*debugfs_write_fn)(const char *text, size_t len);
+/* ---- Files that are written: commands, and what they made ---- */
+
+struct text_file {
+	const char *name;
+	/* Both are called with sim_lock held. */
+	void (*show)(struct seq_file *file);
+	int (*write)(const char *text, size_t len);
+};
+
+static const struct text_file text_files[] = {
+	{ "world", sim_world_show, sim_world_write },
+	{ "faults", sim_faults_show, sim_faults_write },
+};
+
+static int text_show(struct seq_file *file, void *data)
+{
+	const struct text_file *text_file = file->private;
+
+	mutex_lock(&sim_lock);
+	text_file->show(file);
+	mutex_unlock(&sim_lock);
+	return 0;
+}
+
+static int text_open(struct inode *inode, struct file *file)
+{
+	return single_open(file, text_show, inode->i_private);
+}
 
 /* One write is one text: applied whole when all of it can be read. */
-static ssize_t debugfs_write_text(const char __user *buf, size_t len,
-				  debugfs_write_fn write)
+static ssize_t text_write(struct file *file, const char __user *buf, size_t len,
+			  loff_t *pos)
 {
+	const struct text_file *text_file = file_inode(file)->i_private;
 	char *text;
 	int err;
 
@@ -29,67 +59,22 @@ static ssize_t debugfs_write_text(const char __user *buf, size_t len,
 	if (IS_ERR(text))
 		return PTR_ERR(text);
 	mutex_lock(&sim_lock);
-	err = write(text, len);
+	err = text_file->write(text, len);
 	mutex_unlock(&sim_lock);
 	kfree(text);
 	return err ? err : len;
 }
 
-static int world_show(struct seq_file *file, void *data)
-{
-	mutex_lock(&sim_lock);
-	sim_world_show(file);
-	mutex_unlock(&sim_lock);
-	return 0;
-}
-
-static int world_open(struct inode *inode, struct file *file)
-{
-	return single_open(file, world_show, NULL);
-}
-
-static ssize_t world_write(struct file *file, const char __user *buf,
-			   size_t len, loff_t *pos)
-{
-	return debugfs_write_text(buf, len, sim_world_write);
-}
-
-static const struct file_operations world_fops = {
+static const struct file_operations text_fops = {
 	.owner = THIS_MODULE,
-	.open = world_open,
+	.open = text_open,
 	.read = seq_read,
-	.write = world_write,
+	.write = text_write,
 	.llseek = seq_lseek,
 	.release = single_release,
 };
 
-static int faults_show(struct seq_file *file, void *data)
-{
-	mutex_lock(&sim_lock);
-	sim_faults_show(file);
-	mutex_unlock(&sim_lock);
-	return 0;
-}
-
-static int faults_open(struct inode *inode, struct file *file)
-{
-	return single_open(file, faults_show, NULL);
-}
-
-static ssize_t faults_write(struct file *file, const char __user *buf,
-			    size_t len, loff_t *pos)
-{
-	return debugfs_write_text(buf, len, sim_faults_write);
-}
-
-static const struct file_operations faults_fops = {
-	.owner = THIS_MODULE,
-	.open = faults_open,
-	.read = seq_read,
-	.write = faults_write,
-	.llseek = seq_lseek,
-	.release = single_release,
-};
+/* ---- Files of a radio ---- */
 
 static int calibration_show(struct seq_file *file, void *data)
 {
@@ -99,22 +84,6 @@ static int calibration_show(struct seq_file *file, void *data)
 	return 0;
 }
 DEFINE_SHOW_ATTRIBUTE(calibration);
-
-static void show_scheduler(struct seq_file *file, const struct sim_radio *radio)
-{
-	unsigned int i;
-
-	seq_printf(file, "scheduler %s\n", radio->scheduler->name);
-	if (radio->scheduler_params.has_slot_duration)
-		seq_printf(file, "scheduler_param slot_duration %u\n",
-			   radio->scheduler_params.slot_duration);
-	if (radio->scheduler_params.has_node_type)
-		seq_printf(file, "scheduler_param node_type %u\n",
-			   radio->scheduler_params.node_type);
-	for (i = 0; i < radio->n_regions; i++)
-		seq_printf(file, "region %u %s\n", radio->regions[i].id,
-			   radio->regions[i].ops->name);
-}
 
 static int state_show(struct seq_file *file, void *data)
 {
@@ -130,12 +99,8 @@ static int state_show(struct seq_file *file, void *data)
 	seq_printf(file, "pan_id 0x%04x short_addr 0x%04x ext_addr 0x%016llx\n",
 		   radio->pan_id, radio->short_addr, radio->ext_addr);
 	seq_printf(file, "deep_sleep %s\n",
-		   sim_cal_get(radio, SIM_CAL_AUTO_SLEEP_MARGIN) < 0 ? "off" :
-								       "on");
-	show_scheduler(file, radio);
-	sim_fira_show(file, radio);
-	sim_ccc_show(file, radio);
-	sim_simple_show(file, radio);
+		   radio->auto_sleep_margin < 0 ? "off" : "on");
+	sim_parts_show(file, radio);
 	mutex_unlock(&sim_lock);
 	return 0;
 }
@@ -155,10 +120,12 @@ static void debugfs_add_radio(struct sim_radio *radio)
 void sim_debugfs_init(void)
 {
 	struct sim_radio *radio;
+	size_t i;
 
 	debugfs_root = debugfs_create_dir(KBUILD_MODNAME, NULL);
-	debugfs_create_file("world", 0600, debugfs_root, NULL, &world_fops);
-	debugfs_create_file("faults", 0600, debugfs_root, NULL, &faults_fops);
+	for (i = 0; i < ARRAY_SIZE(text_files); i++)
+		debugfs_create_file(text_files[i].name, 0600, debugfs_root,
+				    (void *)&text_files[i], &text_fops);
 	mutex_lock(&sim_lock);
 	sim_for_each_radio(radio)
 		debugfs_add_radio(radio);

@@ -5,9 +5,18 @@
 #include <linux/ktime.h>
 #include <linux/slab.h>
 
-#include "sim.h"
+#include "tests/faults.h"
+#include "tests/tests.h"
 
-struct sim_late {
+/* Those of a radio. */
+static struct sim_slot late_slot = { .size = sizeof(struct list_head) };
+
+static struct list_head *late_list(const struct sim_radio *radio)
+{
+	return sim_slot_of(radio, &late_slot);
+}
+
+struct late {
 	struct list_head node;
 	u64 due_ns;
 	u32 portid;
@@ -17,7 +26,7 @@ struct sim_late {
 int sim_late_add(struct sim_radio *radio, struct sk_buff *skb, u32 portid,
 		 u32 delay_ms)
 {
-	struct sim_late *late = kzalloc(sizeof(*late), GFP_KERNEL);
+	struct late *late = kzalloc(sizeof(*late), GFP_KERNEL);
 
 	if (!late) {
 		nlmsg_free(skb);
@@ -26,7 +35,7 @@ int sim_late_add(struct sim_radio *radio, struct sk_buff *skb, u32 portid,
 	late->due_ns = ktime_get_ns() + delay_ms * (u64)NSEC_PER_MSEC;
 	late->portid = portid;
 	late->skb = skb;
-	list_add_tail(&late->node, &radio->late);
+	list_add_tail(&late->node, late_list(radio));
 	return 0;
 }
 
@@ -55,55 +64,70 @@ int sim_late_ack(struct sim_radio *radio, const struct genl_info *info,
 	return sim_late_add(radio, skb, info->snd_portid, delay_ms);
 }
 
-static void late_free(struct sim_late *late)
+static void late_forget(struct late *late)
 {
 	list_del(&late->node);
 	kfree(late);
 }
 
-void sim_late_tick(struct sim_radio *radio, u64 now_ns)
+static void late_tick(struct sim_radio *radio, u64 now_ns)
 {
-	struct sim_late *late, *next;
+	struct late *late, *next;
 
-	list_for_each_entry_safe(late, next, &radio->late, node) {
+	list_for_each_entry_safe(late, next, late_list(radio), node) {
 		if (late->due_ns > now_ns)
 			continue;
-		genlmsg_unicast(&init_net, late->skb, late->portid);
-		late_free(late);
+		sim_message_send(late->skb, late->portid);
+		late_forget(late);
 	}
 }
 
-u64 sim_late_next(const struct sim_radio *radio)
+static u64 late_next(const struct sim_radio *radio)
 {
-	const struct sim_late *late;
+	const struct late *late;
 	u64 next_ns = SIM_NEVER;
 
-	list_for_each_entry(late, &radio->late, node)
+	list_for_each_entry(late, late_list(radio), node)
 		next_ns = min(next_ns, late->due_ns);
 	return next_ns;
 }
 
-static void late_drop(struct sim_late *late)
+static void late_drop(struct late *late)
 {
 	nlmsg_free(late->skb);
-	late_free(late);
+	late_forget(late);
 }
 
 /* The number may belong to another socket soon, which must not be answered. */
-void sim_late_port_gone(struct sim_radio *radio, u32 portid)
+static void late_port_gone(struct sim_radio *radio, u32 portid)
 {
-	struct sim_late *late, *next;
+	struct late *late, *next;
 
-	list_for_each_entry_safe(late, next, &radio->late, node) {
+	list_for_each_entry_safe(late, next, late_list(radio), node) {
 		if (late->portid == portid)
 			late_drop(late);
 	}
 }
 
-void sim_late_free(struct sim_radio *radio)
+static void late_free(struct sim_radio *radio)
 {
-	struct sim_late *late, *next;
+	struct late *late, *next;
 
-	list_for_each_entry_safe(late, next, &radio->late, node)
+	list_for_each_entry_safe(late, next, late_list(radio), node)
 		late_drop(late);
 }
+
+static int late_init(struct sim_radio *radio)
+{
+	INIT_LIST_HEAD(late_list(radio));
+	return 0;
+}
+
+const struct sim_part sim_late_part = {
+	.slot = &late_slot,
+	.init = late_init,
+	.free = late_free,
+	.tick = late_tick,
+	.next = late_next,
+	.port_gone = late_port_gone,
+};

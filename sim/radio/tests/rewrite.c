@@ -2,7 +2,7 @@
 /*
  * Faulty copies of messages: attributes lost, resized, replaced or added.
  */
-#include "sim.h"
+#include "tests/faults.h"
 
 #define REWRITE_HDRLEN (NLMSG_HDRLEN + GENL_HDRLEN)
 

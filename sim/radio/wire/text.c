@@ -7,7 +7,7 @@
 #include <linux/slab.h>
 #include <linux/string.h>
 
-#include "sim.h"
+#include "wire/text.h"
 
 #define TEXT_MAX_WORDS 10
 
@@ -73,4 +73,16 @@ int sim_run_lines(const char *what, const char *text, size_t len,
 	int err = text_run_pass(what, text, len, run, false);
 
 	return err ? err : text_run_pass(what, text, len, run, true);
+}
+
+const void *sim_find_named(const void *table, size_t n, size_t size,
+			   const char *name)
+{
+	const char *const *entry = table;
+
+	for (; n--; entry = (const void *)entry + size) {
+		if (!strcmp(*entry, name))
+			return entry;
+	}
+	return NULL;
 }
