@@ -77,6 +77,9 @@ int sim_fira_params_parse(struct sim_fira_params *params,
 			  struct netlink_ext_ack *extack);
 int sim_fira_params_complete(const struct sim_fira_params *params,
 			     struct netlink_ext_ack *extack);
+/* How long a ranging round is, and its block; 0 while that is not known. */
+u64 sim_fira_round_ns(const struct sim_fira_params *params);
+u64 sim_fira_block_ns(const struct sim_fira_params *params);
 void sim_fira_params_show(struct seq_file *file,
 			  const struct sim_fira_params *params);
 

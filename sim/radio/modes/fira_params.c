@@ -2,11 +2,14 @@
 /*
  * FiRa session parameters: what each may be, and how they are kept.
  */
+#include <linux/math64.h>
 #include <linux/seq_file.h>
 #include <linux/string.h>
 
 #include "modes/fira.h"
 
+/* A frame, and the time to turn from hearing to sending: 200 us. */
+#define PARAM_MIN_SLOT_RSTU 240
 #define PARAM_MAX_BLOCK_MS 3600000
 #define PARAM_MAX_INITIATION_MS 60000
 #define PARAM_MAX_STRIDE 65535
@@ -39,7 +42,8 @@ static const struct fira_param_spec fira_specs[FIRA_SESSION_PARAM_MAX + 1] = {
 	RANGE(DEST_SHORT_ADDR, u16, 0, U16_MAX, "destination address"),
 	RANGE(INITIATION_TIME_MS, u32, 0, PARAM_MAX_INITIATION_MS,
 	      "initiation time"),
-	RANGE(SLOT_DURATION_RSTU, u32, 1, U16_MAX, "slot duration"),
+	RANGE(SLOT_DURATION_RSTU, u32, PARAM_MIN_SLOT_RSTU, U16_MAX,
+	      "slot duration"),
 	RANGE(BLOCK_DURATION_MS, u32, 1, PARAM_MAX_BLOCK_MS, "block duration"),
 	RANGE(ROUND_DURATION_SLOTS, u32, 1, U8_MAX, "round duration"),
 	RANGE(BLOCK_STRIDE_LENGTH, u32, 0, PARAM_MAX_STRIDE,
@@ -140,6 +144,33 @@ static int param_parse(struct sim_fira_params *params,
 	return 0;
 }
 
+u64 sim_fira_round_ns(const struct sim_fira_params *params)
+{
+	u64 rstu = (u64)sim_fira_get(params,
+				     FIRA_SESSION_PARAM_SLOT_DURATION_RSTU) *
+		   sim_fira_get(params, FIRA_SESSION_PARAM_ROUND_DURATION_SLOTS);
+
+	/* A time unit is 416 chips of 499.2 MHz: 5/6 of a microsecond. */
+	return div_u64(rstu * 2500, 3);
+}
+
+u64 sim_fira_block_ns(const struct sim_fira_params *params)
+{
+	return (u64)NSEC_PER_MSEC *
+	       sim_fira_get(params, FIRA_SESSION_PARAM_BLOCK_DURATION_MS);
+}
+
+/* A block has room for a round, once both are known. */
+static int params_check_time(const struct sim_fira_params *params,
+			     struct netlink_ext_ack *extack)
+{
+	if (sim_fira_has(params, FIRA_SESSION_PARAM_BLOCK_DURATION_MS) &&
+	    sim_fira_round_ns(params) > sim_fira_block_ns(params))
+		return sim_refuse(extack, NULL, -EINVAL,
+				  "the ranging round is longer than its block");
+	return 0;
+}
+
 /*
  * Reads a parameter nest over the ones there are. A nest that names the device
  * type describes the session anew: what it leaves out is back at its default.
@@ -162,7 +193,7 @@ int sim_fira_params_parse(struct sim_fira_params *params,
 	if (rem)
 		return sim_refuse(extack, nest, -EINVAL,
 				  "junk behind the session parameters");
-	return 0;
+	return params_check_time(params, extack);
 }
 
 int sim_fira_params_complete(const struct sim_fira_params *params,

@@ -124,15 +124,17 @@ static int put_measurement(struct sk_buff *skb, const struct sim_radio *radio,
 	const struct sim_body *peer = sim_fira_find_peer(radio, session, addr);
 	struct nlattr *nest = nla_nest_start(skb, slot);
 	struct sim_sight sight;
+	bool answers;
 	int err;
 
+	answers = peer && sim_world_sight(radio->body, peer, session->due_ns,
+					  &sight);
 	if (!nest || nla_put_u16(skb, FIRA_MEASUREMENT_ATTR_SHORT_ADDR, addr) ||
 	    nla_put_u8(skb, FIRA_MEASUREMENT_ATTR_STATUS,
-		       peer ? STATUS_OK : STATUS_RX_TIMEOUT))
+		       answers ? STATUS_OK : STATUS_RX_TIMEOUT))
 		return -EMSGSIZE;
-	if (peer) {
+	if (answers) {
 		*heard = true;
-		sim_world_sight(radio->body, peer, session->due_ns, &sight);
 		err = put_sight(skb, &session->params, &sight);
 	} else {
 		err = nla_put_u8(skb, FIRA_MEASUREMENT_ATTR_SLOT_INDEX, slot);

@@ -9,9 +9,6 @@
 #include "modes/fira.h"
 #include "modes/modes.h"
 
-/* One ranging slot time unit is 416 chips of 499.2 MHz: 5/6 of a microsecond. */
-#define FIRA_RSTU_TO_NS(rstu) div_u64((u64)(rstu) * 2500, 3)
-
 static const struct nla_policy fira_policy[FIRA_CALL_ATTR_MAX + 1] = {
 	[FIRA_CALL_ATTR_SESSION_ID] = { .type = NLA_U32 },
 	[FIRA_CALL_ATTR_SESSION_PARAMS] = { .type = NLA_NESTED },
@@ -75,6 +72,12 @@ static int check_controlees(const struct sim_fira_params *params,
 	if (n > 1 && !sim_fira_get(params, FIRA_SESSION_PARAM_MULTI_NODE_MODE))
 		return sim_refuse(extack, NULL, -EINVAL,
 				  "a unicast session has one controlee");
+	/* The first slot is the controller's, then each answers in its own. */
+	if (sim_fira_has(params, FIRA_SESSION_PARAM_ROUND_DURATION_SLOTS) &&
+	    n && n >= sim_fira_get(params,
+				   FIRA_SESSION_PARAM_ROUND_DURATION_SLOTS))
+		return sim_refuse(extack, NULL, -EINVAL,
+				  "the ranging round has too few slots");
 	return 0;
 }
 
@@ -82,16 +85,10 @@ static int check_controlees(const struct sim_fira_params *params,
 static void session_schedule(struct sim_fira_session *session)
 {
 	const struct sim_fira_params *params = &session->params;
-	u64 slot_ns = FIRA_RSTU_TO_NS(sim_fira_get(params,
-						   FIRA_SESSION_PARAM_SLOT_DURATION_RSTU));
-	u64 round_ns = slot_ns *
-		sim_fira_get(params, FIRA_SESSION_PARAM_ROUND_DURATION_SLOTS);
-	u64 block_ns = (u64)NSEC_PER_MSEC *
-		sim_fira_get(params, FIRA_SESSION_PARAM_BLOCK_DURATION_MS);
 	u64 wait_ns = (u64)NSEC_PER_MSEC *
 		sim_fira_get(params, FIRA_SESSION_PARAM_INITIATION_TIME_MS);
 
-	wait_ns += min(round_ns, block_ns);
+	wait_ns += sim_fira_round_ns(params);
 	session->due_ns = ktime_get_ns() + max(wait_ns, SIM_WAKE_NS);
 	session->block = 0;
 	session->failed_blocks = 0;
@@ -258,8 +255,7 @@ static void session_range(struct sim_radio *radio,
 	const struct sim_fira_params *params = &session->params;
 	u32 stride = 1 + sim_fira_get(params,
 				      FIRA_SESSION_PARAM_BLOCK_STRIDE_LENGTH);
-	u64 step_ns = sim_fira_get(params, FIRA_SESSION_PARAM_BLOCK_DURATION_MS) *
-		      (u64)NSEC_PER_MSEC * stride;
+	u64 step_ns = sim_fira_block_ns(params) * stride;
 	u32 retry = sim_fira_get(params, FIRA_SESSION_PARAM_MAX_RR_RETRY);
 	u64 steps;
 

@@ -169,8 +169,7 @@ static int put_result(struct sk_buff *skb, const struct sim_radio *radio,
 	if (!nest || nla_put_u32(skb, MCPS802154_RANGING_RESULT_ATTR_ID,
 				 request->id))
 		return -EMSGSIZE;
-	if (peer) {
-		sim_world_sight(radio->body, peer, when_ns, &sight);
+	if (peer && sim_world_sight(radio->body, peer, when_ns, &sight)) {
 		if (nla_put_u32(skb, MCPS802154_RANGING_RESULT_ATTR_VALUE,
 				max(sight.distance_mm, 0)) ||
 		    nla_put_s32(skb, MCPS802154_RANGING_RESULT_ATTR_PHASE_1,

@@ -14,6 +14,8 @@
 #include "world/places.h"
 
 #define WORLD_MAX_NOISE_MM 10000
+/* More than any two places are apart: no limit. */
+#define WORLD_MAX_RANGE_UM (4 * SIM_WORLD_MAX_UM)
 #define WORLD_MAX_SPEED_UM (1000LL * USEC_PER_SEC)
 
 /* "-1.25" to millionths; at most six decimals count, further ones are cut. */
@@ -175,6 +177,18 @@ static int world_cmd_noise(char **words, int n, bool apply)
 	return 0;
 }
 
+static int world_cmd_range(char **words, int n, bool apply)
+{
+	s64 um;
+
+	if (n != 1 || world_parse_decimal(words[0], WORLD_MAX_RANGE_UM, &um) ||
+	    um < 0)
+		return -EINVAL;
+	if (apply)
+		sim_range_um = um;
+	return 0;
+}
+
 static const struct world_cmd {
 	const char *name;
 	int (*run)(char **words, int n, bool apply);
@@ -186,6 +200,7 @@ static const struct world_cmd {
 	{ "clear", world_cmd_clear },
 	{ "seed", world_cmd_seed },
 	{ "noise", world_cmd_noise },
+	{ "range", world_cmd_range },
 };
 
 static int world_run_words(char **words, int n, bool apply)
@@ -234,8 +249,10 @@ void sim_world_show(struct seq_file *file)
 	unsigned int i;
 
 	lockdep_assert_held(&sim_lock);
-	seq_printf(file, "time_ns %llu seed %llu noise_mm %d\n", now_ns,
+	seq_printf(file, "time_ns %llu seed %llu noise_mm %d range", now_ns,
 		   sim_noise_seed(), sim_noise_mm);
+	world_show_metres(file, sim_range_um);
+	seq_putc(file, '\n');
 	for (i = 0; i < SIM_MAX_RADIOS; i++) {
 		place = sim_place_of_radio(i);
 		if (!place)

@@ -11,6 +11,8 @@
 
 #define WORLD_DEFAULT_SEED 1
 #define WORLD_DEFAULT_NOISE_MM 30
+/* Frames of short sessions, line of sight, outdoors. */
+#define WORLD_DEFAULT_RANGE_UM (200LL * USEC_PER_SEC)
 #define WORLD_MAX_TAGS 64
 /* Default distance between radios. */
 #define WORLD_RADIO_STEP_UM (2LL * USEC_PER_SEC)
@@ -25,6 +27,7 @@ static struct world_radio {
 LIST_HEAD(sim_tags);
 static unsigned int world_n_tags;
 s32 sim_noise_mm;
+s64 sim_range_um;
 
 static s64 world_move(s64 pos, s64 vel, s64 dt_ns)
 {
@@ -134,5 +137,6 @@ void sim_world_reset(void)
 	for (i = 0; i < SIM_MAX_RADIOS; i++)
 		radio_home(i);
 	sim_noise_mm = WORLD_DEFAULT_NOISE_MM;
+	sim_range_um = WORLD_DEFAULT_RANGE_UM;
 	sim_noise_start(WORLD_DEFAULT_SEED);
 }

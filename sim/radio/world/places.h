@@ -23,6 +23,8 @@ extern struct list_head sim_tags;
 
 /* Standard deviation of distances. */
 extern s32 sim_noise_mm;
+/* How far radios hear each other and tags, in micrometres. */
+extern s64 sim_range_um;
 
 /* The place of a radio, or NULL. */
 struct sim_body *sim_place_of_radio(unsigned int index);

@@ -39,7 +39,7 @@ static s32 world_pdoa(s32 urad)
 	return ((s64)sim_sin_q30(urad) * WORLD_PDOA_MAX_URAD) / SIM_Q30;
 }
 
-void sim_world_sight(const struct sim_body *from, const struct sim_body *to,
+bool sim_world_sight(const struct sim_body *from, const struct sim_body *to,
 		     u64 when_ns, struct sim_sight *sight)
 {
 	struct sim_vec a = sim_position(from, when_ns);
@@ -48,10 +48,13 @@ void sim_world_sight(const struct sim_body *from, const struct sim_body *to,
 	s64 dy = world_sixteenths(b.y - a.y);
 	s64 dz = world_sixteenths(b.z - a.z);
 	u64 ground = dx * dx + dy * dy;
+	u64 distance = int_sqrt64(ground + dz * dz);
 
 	lockdep_assert_held(&sim_lock);
+	if (distance > world_sixteenths(sim_range_um))
+		return false;
 	sight->los = to->los;
-	sight->distance_mm = (int_sqrt64(ground + dz * dz) + 8) / 16;
+	sight->distance_mm = (distance + 8) / 16;
 	sight->distance_mm += sim_noise(sim_noise_mm);
 	/* Two antennas in line cannot tell front from back: both look front. */
 	sight->azimuth_urad = world_angle_noise(sim_atan2_urad(dx, abs(dy)));
@@ -59,4 +62,5 @@ void sim_world_sight(const struct sim_body *from, const struct sim_body *to,
 		world_angle_noise(sim_atan2_urad(dz, int_sqrt64(ground)));
 	sight->azimuth_pdoa_urad = world_pdoa(sight->azimuth_urad);
 	sight->elevation_pdoa_urad = world_pdoa(sight->elevation_urad);
+	return true;
 }

@@ -56,7 +56,8 @@ void sim_world_remove_radio(unsigned int index);
 /* The tag of an address, or NULL. */
 const struct sim_body *sim_world_tag(u64 addr);
 
-void sim_world_sight(const struct sim_body *from, const struct sim_body *to,
+/* False beyond the range of the radios: nothing is seen. */
+bool sim_world_sight(const struct sim_body *from, const struct sim_body *to,
 		     u64 when_ns, struct sim_sight *sight);
 
 /* The world as text: commands, and all there is. */
