@@ -15,8 +15,10 @@ fail() {
 }
 
 [ -w "$world" ] || fail "no virtual radio: $world is missing"
-# One tag walks past the radio, the other walks away from it.
-printf 'clear\nradio 0 0 0 0\ntag 0x1234 -3 2 0 1.2 0 0\ntag 0x5678 1 2 0.5 0 0.8 0\n' >"$world"
+# One tag walks past the radio, the other walks away from it. As a scene, so that the paths of one
+# loaded before do not move them.
+printf 'radio 0 0 0 0\ntag 0x1234 -3 2 0 1.2 0 0\ntag 0x5678 1 2 0.5 0 0.8 0\n' >/tmp/demo.scene
+scene /tmp/demo.scene
 
 # A pipe would hide the client's status.
 status=0
