@@ -36,7 +36,9 @@ bool BaseRegionUtils::SetMcpsCommand(nl_msg* msg, uint32_t hw_index, uint8_t com
         return false;
     }
     genlmsg_put(msg, NL_AUTO_PORT, NL_AUTO_SEQ, static_cast<int>(net_id_), 0, flags, command, 0);
-    if (nla_put_u32(msg, MCPS802154_ATTR_HW, hw_index) != 0) {
+    AttrWriter put(msg);
+    put.U32(MCPS802154_ATTR_HW, hw_index);
+    if (!put.ok()) {
         LOG(ERROR) << __func__ << " " << region_.ToString() << ": Error creating MCPS message";
         return false;
     }

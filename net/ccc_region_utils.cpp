@@ -7,6 +7,7 @@
 
 #include "net/mcps802154.h"
 #include "net/nl_attr.h"
+#include "net/region_call.h"
 #include "net/unique_nl_msg.h"
 
 namespace hardware::velta {
@@ -28,35 +29,30 @@ bool CccRegionUtils::StartCccSession(uint32_t hw_index, uint64_t start_value, ui
         LOG(ERROR) << __func__ << ": callback is not set";
         return false;
     }
-    UniqueNlMsg msg;
-    if (msg.get() == nullptr) {
-        LOG(ERROR) << __func__ << ": failed to allocate netlink message";
-        return false;
-    }
-    nlattr* call = nullptr;
-    nlattr* params = nullptr;
-    if (!StartCallMessageWithParams(msg.get(), hw_index, NFCC_COEX_CALL_CCC_SESSION_START, &call,
-                                    &params)) {
+    RegionCall call(*this, hw_index, NFCC_COEX_CALL_CCC_SESSION_START);
+    if (!call.started()) {
         LOG(ERROR) << __func__ << ": failed to fill netlink message start";
         return false;
     }
-    nlattr* session = StartNest(msg.get(), NFCC_COEX_CALL_ATTR_CCC_SESSION_PARAMS);
-    if (session == nullptr) {
-        LOG(ERROR) << __func__ << ": failed to fill netlink message nested";
-        return false;
+    AttrWriter& put = call.put();
+    {
+        const auto session = put.OpenNest(NFCC_COEX_CALL_ATTR_CCC_SESSION_PARAMS);
+        if (!put.ok()) {
+            LOG(ERROR) << __func__ << ": failed to fill netlink message nested";
+            return false;
+        }
+        put.U64(NFCC_COEX_CCC_PARAM_TIME0_NS, start_value);
+        put.U8(NFCC_COEX_CCC_PARAM_CHANNEL_NUMBER, start_byte);
+        if (!put.ok()) {
+            LOG(ERROR) << __func__ << ": failed to fill netlink message params";
+            return false;
+        }
     }
-    AttrWriter put(msg.get());
-    put.U64(NFCC_COEX_CCC_PARAM_TIME0_NS, start_value);
-    put.U8(NFCC_COEX_CCC_PARAM_CHANNEL_NUMBER, start_byte);
-    if (!put.ok()) {
-        LOG(ERROR) << __func__ << ": failed to fill netlink message params";
-        return false;
-    }
-    if (!EndNest(msg.get(), session) || !EndCallMessageWithParams(msg.get(), call, params)) {
+    if (!put.ok() || !call.End()) {
         LOG(ERROR) << __func__ << ": failed to fill netlink message end";
         return false;
     }
-    if (!StartRangingSession(msg.get(), [this](nl_msg* ntf) { return OnNotification(ntf); })) {
+    if (!StartRangingSession(call.msg(), [this](nl_msg* ntf) { return OnNotification(ntf); })) {
         LOG(ERROR) << __func__ << ": failed to start ranging";
         return false;
     }

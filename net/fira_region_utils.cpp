@@ -7,8 +7,7 @@
 
 #include "net/fira_session_params.h"
 #include "net/mcps802154.h"
-#include "net/nl_attr.h"
-#include "net/unique_nl_msg.h"
+#include "net/region_call.h"
 
 namespace hardware::velta {
 namespace {
@@ -16,6 +15,9 @@ namespace {
 constexpr char kAzimuthPairKey[] = "[HAL]antenna_pair_azimuth";
 constexpr char kElevationPairKey[] = "[HAL]antenna_pair_elevation";
 constexpr char kTxAntennaKey[] = "[HAL]tx_antenna";
+
+// What log lines call the writer of calls that only name a session.
+constexpr char kSessionStateFunction[] = "CreateSessionStateMsg";
 
 constexpr uint32_t kAntennaPairs = 7;
 constexpr uint32_t kTxAntennas = 5;
@@ -60,23 +62,21 @@ bool FiraRegionUtils::IsSubscribed(uint32_t hw_index, const FiraCallback* callba
     return entry != callbacks_.end() && entry->second == callback;
 }
 
-bool FiraRegionUtils::CreateSessionStateMsg(nl_msg* msg, uint32_t hw_index, uint8_t call_id,
-                                            uint32_t session_id) const {
-    nlattr* call = nullptr;
-    nlattr* params = nullptr;
-    if (!StartCallMessageWithParams(msg, hw_index, call_id, &call, &params)) return false;
-    if (nla_put_u32(msg, FIRA_CALL_ATTR_SESSION_ID, session_id) != 0) {
-        LOG(ERROR) << __func__ << ": Error creating MCPS message";
-        return false;
-    }
-    return EndCallMessageWithParams(msg, call, params);
+// Writes the session that the call is about; a message that is full is logged as function's.
+bool FiraRegionUtils::PutSessionId(const char* function, uint32_t session_id, RegionCall* call) {
+    if (!call->started()) return false;
+    call->put().U32(FIRA_CALL_ATTR_SESSION_ID, session_id);
+    if (!call->put().ok()) LOG(ERROR) << function << ": Error creating MCPS message";
+    return call->put().ok();
+}
+
+bool FiraRegionUtils::Send(RegionCall* call) {
+    return call->End() && factory()->SendAndAwaitAck(call->msg());
 }
 
 bool FiraRegionUtils::SendSessionState(uint32_t hw_index, uint8_t call_id, uint32_t session_id) {
-    UniqueNlMsg msg;
-    return msg.get() != nullptr &&
-           CreateSessionStateMsg(msg.get(), hw_index, call_id, session_id) &&
-           factory()->SendAndAwaitAck(msg.get());
+    RegionCall call(*this, hw_index, call_id);
+    return PutSessionId(kSessionStateFunction, session_id, &call) && Send(&call);
 }
 
 bool FiraRegionUtils::InitSession(uint32_t hw_index, uint32_t session_id) {
@@ -90,10 +90,9 @@ bool FiraRegionUtils::StartSession(uint32_t hw_index, uint32_t session_id) {
         LOG(ERROR) << __func__ << ": Fira callback needs to be set for this hw_index.";
         return false;
     }
-    UniqueNlMsg msg;
-    return msg.get() != nullptr &&
-           CreateSessionStateMsg(msg.get(), hw_index, FIRA_CALL_SESSION_START, session_id) &&
-           StartRangingSession(msg.get(), [this](nl_msg* ntf) { return OnRangingResult(ntf); });
+    RegionCall call(*this, hw_index, FIRA_CALL_SESSION_START);
+    return PutSessionId(kSessionStateFunction, session_id, &call) && call.End() &&
+           StartRangingSession(call.msg(), [this](nl_msg* ntf) { return OnRangingResult(ntf); });
 }
 
 bool FiraRegionUtils::StopSession(uint32_t hw_index, uint32_t session_id) {
@@ -108,27 +107,20 @@ bool FiraRegionUtils::DeinitSession(uint32_t hw_index, uint32_t session_id) {
 
 bool FiraRegionUtils::ConfigTwrSession(uint32_t hw_index, const FiraTwrSession& session) {
     LOG(INFO) << __func__;
-    UniqueNlMsg msg;
-    nlattr* call = nullptr;
-    nlattr* params = nullptr;
-    if (msg.get() == nullptr ||
-        !StartCallMessageWithParams(msg.get(), hw_index, FIRA_CALL_SESSION_SET_PARAMS, &call,
-                                    &params)) {
-        return false;
+    RegionCall call(*this, hw_index, FIRA_CALL_SESSION_SET_PARAMS);
+    if (!PutSessionId(__func__, static_cast<uint32_t>(session.id), &call)) return false;
+    bool params_ok = false;
+    {
+        const auto nest = call.put().OpenNest(FIRA_CALL_ATTR_SESSION_PARAMS);
+        params_ok =
+            !call.put().ok() || PutFiraSessionParams(call.msg(), session, GetHwConfig(hw_index));
     }
-    nlattr* nest = nullptr;
-    if (nla_put_u32(msg.get(), FIRA_CALL_ATTR_SESSION_ID, static_cast<uint32_t>(session.id)) != 0 ||
-        (nest = StartNest(msg.get(), FIRA_CALL_ATTR_SESSION_PARAMS)) == nullptr) {
+    if (!params_ok) return false;  // Logged already.
+    if (!call.put().ok()) {
         LOG(ERROR) << __func__ << ": Error creating MCPS message";
         return false;
     }
-    if (!PutFiraSessionParams(msg.get(), session, GetHwConfig(hw_index))) return false;
-    if (!EndNest(msg.get(), nest)) {
-        LOG(ERROR) << __func__ << ": Error creating MCPS message";
-        return false;
-    }
-    return EndCallMessageWithParams(msg.get(), call, params) &&
-           factory()->SendAndAwaitAck(msg.get());
+    return Send(&call);
 }
 
 bool FiraRegionUtils::SendControlees(const char* function, uint32_t hw_index, uint8_t call_id,
@@ -139,20 +131,9 @@ bool FiraRegionUtils::SendControlees(const char* function, uint32_t hw_index, ui
         LOG(ERROR) << function << ": Empty controlees";
         return false;
     }
-    UniqueNlMsg msg;
-    nlattr* call = nullptr;
-    nlattr* params = nullptr;
-    if (msg.get() == nullptr ||
-        !StartCallMessageWithParams(msg.get(), hw_index, call_id, &call, &params)) {
-        return false;
-    }
-    if (nla_put_u32(msg.get(), FIRA_CALL_ATTR_SESSION_ID, session_id) != 0) {
-        LOG(ERROR) << function << ": Error creating MCPS message";
-        return false;
-    }
-    return PutControlees(msg.get(), controlees, sub_session_ids) &&
-           EndCallMessageWithParams(msg.get(), call, params) &&
-           factory()->SendAndAwaitAck(msg.get());
+    RegionCall call(*this, hw_index, call_id);
+    return PutSessionId(function, session_id, &call) &&
+           PutControlees(call.msg(), controlees, sub_session_ids) && Send(&call);
 }
 
 bool FiraRegionUtils::AddControlees(uint32_t hw_index, uint32_t session_id,
@@ -170,26 +151,17 @@ bool FiraRegionUtils::RemoveControlees(uint32_t hw_index, uint32_t session_id,
 
 bool FiraRegionUtils::UpdateBlockStriding(uint32_t hw_index, uint32_t session_id, uint32_t value) {
     LOG(INFO) << __func__;
-    UniqueNlMsg msg;
-    nlattr* call = nullptr;
-    nlattr* params = nullptr;
-    if (msg.get() == nullptr ||
-        !StartCallMessageWithParams(msg.get(), hw_index, FIRA_CALL_SESSION_SET_PARAMS, &call,
-                                    &params)) {
-        return false;
-    }
-    AttrWriter put(msg.get());
-    put.U32(FIRA_CALL_ATTR_SESSION_ID, session_id);
+    RegionCall call(*this, hw_index, FIRA_CALL_SESSION_SET_PARAMS);
+    if (!PutSessionId(__func__, session_id, &call)) return false;
     {
-        const auto nest = put.OpenNest(FIRA_CALL_ATTR_SESSION_PARAMS);
-        put.U32(FIRA_SESSION_PARAM_BLOCK_STRIDE_LENGTH, value);
+        const auto nest = call.put().OpenNest(FIRA_CALL_ATTR_SESSION_PARAMS);
+        call.put().U32(FIRA_SESSION_PARAM_BLOCK_STRIDE_LENGTH, value);
     }
-    if (!put.ok()) {
+    if (!call.put().ok()) {
         LOG(ERROR) << __func__ << ": Error creating MCPS message";
         return false;
     }
-    return EndCallMessageWithParams(msg.get(), call, params) &&
-           factory()->SendAndAwaitAck(msg.get());
+    return Send(&call);
 }
 
 bool FiraRegionUtils::ConsumeProperties(uint32_t hw_index, ConfigUtils& config) {

@@ -17,6 +17,8 @@
 
 namespace hardware::velta {
 
+class RegionCall;
+
 /** Reports and events of the FiRa sessions of one radio. */
 class FiraCallback {
   public:
@@ -132,8 +134,8 @@ class FiraRegionUtils : public BaseRegionUtils {
                                         uint8_t* pair_index);
 
   private:
-    bool CreateSessionStateMsg(nl_msg* msg, uint32_t hw_index, uint8_t call_id,
-                               uint32_t session_id) const;
+    static bool PutSessionId(const char* function, uint32_t session_id, RegionCall* call);
+    bool Send(RegionCall* call);
     bool SendSessionState(uint32_t hw_index, uint8_t call_id, uint32_t session_id);
     bool SendControlees(const char* function, uint32_t hw_index, uint8_t call_id,
                         uint32_t session_id, const std::vector<UwbAddress>& controlees,

@@ -33,7 +33,9 @@ bool PutShortAddress(nl_msg* msg, int attribute, const UwbAddress& address) {
     bool ok = false;
     const uint16_t short_address = ToShortAddress(address.address, &ok);
     if (!ok) return false;
-    if (nla_put_u16(msg, attribute, short_address) != 0) {
+    AttrWriter put(msg);
+    put.U16(attribute, short_address);
+    if (!put.ok()) {
         LOG(ERROR) << __func__ << kCreatingFailed;
         return false;
     }

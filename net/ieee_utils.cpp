@@ -119,7 +119,9 @@ bool IeeeUtils::SetIeeeCommand(nl_msg* msg, const char* iface, uint8_t command, 
         PLOG(ERROR) << __func__ << ": Failed to resolve iface " << iface;
         return false;
     }
-    if (nla_put_u32(msg, kAttrIfIndex, if_index) != 0) {
+    AttrWriter put(msg);
+    put.U32(kAttrIfIndex, if_index);
+    if (!put.ok()) {
         LOG(ERROR) << __func__ << ": Error creating IEEE message " << iface;
         return false;
     }
@@ -173,7 +175,9 @@ bool IeeeUtils::SetPanId(const char* iface, uint16_t pan_id) {
     LOG(INFO) << __func__ << ": Set pan id to " << pan_id;
     UniqueNlMsg msg;
     if (msg.get() == nullptr || !SetIeeeCommand(msg.get(), iface, kCmdSetPanId, 0)) return false;
-    if (nla_put_u16(msg.get(), kAttrPanId, pan_id) != 0) {
+    AttrWriter put(msg.get());
+    put.U16(kAttrPanId, pan_id);
+    if (!put.ok()) {
         LOG(ERROR) << __func__ << ": Error creating IEEE message";
         return false;
     }
@@ -195,7 +199,9 @@ bool IeeeUtils::SetShortMacAddress(const char* iface, const std::vector<uint8_t>
         LOG(ERROR) << __func__ << ": Failed to create short address";
         return false;
     }
-    if (nla_put_u16(msg.get(), kAttrShortAddr, short_address) != 0) {
+    AttrWriter put(msg.get());
+    put.U16(kAttrShortAddr, short_address);
+    if (!put.ok()) {
         LOG(ERROR) << __func__ << ": Error creating IEEE message";
         return false;
     }

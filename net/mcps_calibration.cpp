@@ -165,14 +165,13 @@ bool McpsUtils::ConsumeCalibration(uint32_t hw_index, ConfigUtils& config) {
             !SetMcpsCommand(msg.get(), hw_index, MCPS802154_CMD_CALIBRATION_SET, 0)) {
             return false;
         }
-        nlattr* list = StartNest(msg.get(), MCPS802154_ATTR_CALIBRATIONS, NestFlag::kNested);
-        if (list == nullptr) {
-            LOG(ERROR) << __func__ << ": Error creating MCPS message";
-            return false;
-        }
+        AttrWriter put(msg.get());
         size_t count = 0;
-        if (!batch.PutCalibrationKeys(msg.get(), &count)) return false;
-        if (!EndNest(msg.get(), list)) {
+        {
+            const auto list = put.OpenNest(MCPS802154_ATTR_CALIBRATIONS, NestFlag::kNested);
+            if (put.ok() && !batch.PutCalibrationKeys(msg.get(), &count)) return false;
+        }
+        if (!put.ok()) {
             LOG(ERROR) << __func__ << ": Error creating MCPS message";
             return false;
         }

@@ -46,14 +46,10 @@ std::string SchedulerName(McpsScheduler scheduler) {
 }
 
 // One element of a list of regions. Neither the list nor its elements carry the nested flag.
-bool PutRegion(nl_msg* msg, int position, uint32_t slot, const std::string& name) {
-    AttrWriter put(msg);
-    {
-        const auto element = put.OpenNest(position);
-        put.U32(MCPS802154_REGION_ATTR_ID, slot);
-        put.String(MCPS802154_REGION_ATTR_NAME, name);
-    }
-    return put.ok();
+void PutRegion(AttrWriter* put, int position, uint32_t slot, const McpsRegion& region) {
+    const auto element = put->OpenNest(position);
+    put->U32(MCPS802154_REGION_ATTR_ID, slot);
+    put->String(MCPS802154_REGION_ATTR_NAME, region.ToString());
 }
 
 void ReadSpiPids(nl_msg* msg, McpsUtils::SpiPids* pids) {
@@ -110,7 +106,9 @@ int McpsUtils::GetNetId() const {
 
 bool McpsUtils::SetMcpsCommand(nl_msg* msg, uint32_t hw_index, uint8_t command, int flags) {
     genlmsg_put(msg, NL_AUTO_PORT, NL_AUTO_SEQ, net_id_, 0, flags, command, 0);
-    if (nla_put_u32(msg, MCPS802154_ATTR_HW, hw_index) != 0) {
+    AttrWriter put(msg);
+    put.U32(MCPS802154_ATTR_HW, hw_index);
+    if (!put.ok()) {
         LOG(ERROR) << __func__ << ": Error creating MCPS message";
         return false;
     }
@@ -231,9 +229,11 @@ bool McpsUtils::SetRegion(uint32_t hw_index, const McpsRegion& region) {
     }
     AttrWriter put(msg.get());
     put.String(MCPS802154_ATTR_SCHEDULER_NAME, MCPS802154_SCHEDULER_ENDLESS);
-    nlattr* list = put.ok() ? StartNest(msg.get(), MCPS802154_ATTR_SCHEDULER_REGIONS) : nullptr;
-    if (list == nullptr || !PutRegion(msg.get(), 1, 0, region.ToString()) ||
-        !EndNest(msg.get(), list)) {
+    {
+        const auto list = put.OpenNest(MCPS802154_ATTR_SCHEDULER_REGIONS);
+        PutRegion(&put, 1, 0, region);
+    }
+    if (!put.ok()) {
         LOG(ERROR) << __func__ << ": Error creating MCPS message";
         return false;
     }
@@ -249,12 +249,12 @@ bool McpsUtils::SetAllRegions(uint32_t hw_index) {
     }
     AttrWriter put(msg.get());
     put.String(MCPS802154_ATTR_SCHEDULER_NAME, MCPS802154_SCHEDULER_ON_DEMAND);
-    nlattr* list = put.ok() ? StartNest(msg.get(), MCPS802154_ATTR_SCHEDULER_REGIONS) : nullptr;
-    // The list is closed after its first element already, and once more after the second, which
-    // takes that one in.
-    if (list == nullptr || !PutRegion(msg.get(), 1, 1, kFiraRegion.ToString()) ||
-        !EndNest(msg.get(), list) || !PutRegion(msg.get(), 2, 0, kNfccCoexRegion.ToString()) ||
-        !EndNest(msg.get(), list)) {
+    {
+        const auto list = put.OpenNest(MCPS802154_ATTR_SCHEDULER_REGIONS);
+        PutRegion(&put, 1, 1, kFiraRegion);
+        PutRegion(&put, 2, 0, kNfccCoexRegion);
+    }
+    if (!put.ok()) {
         LOG(ERROR) << __func__ << ": Error creating MCPS message";
         return false;
     }
