@@ -4,9 +4,22 @@
 #include "net/nl_message_reader.h"
 
 #include <android-base/logging.h>
+#include <netlink/msg.h>
 
 namespace hardware::velta {
 namespace {
+
+// Sees each message first. A process with CAP_NET_ADMIN can write to any netlink socket; what it
+// says is no answer of the kernel's and no report of a radio's.
+int OnMessageIn(nl_msg* msg, void* arg) {
+    const uint32_t sender = nlmsg_get_src(msg)->nl_pid;
+    if (sender != 0) {
+        LOG(WARNING) << "Dropped a netlink message that is not the kernel's but port " << sender
+                     << "'s";
+    }
+    if (static_cast<NlMessageReader*>(arg)->IsLate()) return NL_STOP;
+    return sender == 0 ? NL_OK : NL_SKIP;
+}
 
 int OnNlMessage(nl_msg* msg, void* arg) {
     auto* reader = static_cast<NlMessageReader*>(arg);
@@ -31,6 +44,7 @@ int OnError(sockaddr_nl* /*address*/, nlmsgerr* error, void* arg) {
 
 NlMessageReader::NlMessageReader() : cb_(nl_cb_alloc(NL_CB_DEFAULT)) {
     CHECK(cb_) << "Failed to allocate netlink callback";
+    nl_cb_set(cb_, NL_CB_MSG_IN, NL_CB_CUSTOM, OnMessageIn, this);
     nl_cb_set(cb_, NL_CB_VALID, NL_CB_CUSTOM, OnNlMessage, this);
     nl_cb_set(cb_, NL_CB_ACK, NL_CB_CUSTOM, OnAck, this);
     nl_cb_set(cb_, NL_CB_FINISH, NL_CB_CUSTOM, OnFinish, nullptr);
@@ -43,6 +57,10 @@ NlMessageReader::~NlMessageReader() {
 
 int NlMessageReader::read_message(nl_sock* socket) {
     return nl_recvmsgs(socket, cb_);
+}
+
+bool NlMessageReader::IsLate() const {
+    return deadline_ != kNever && std::chrono::steady_clock::now() >= deadline_;
 }
 
 uint16_t ToShortAddress(const std::vector<uint8_t>& bytes, bool* ok) {

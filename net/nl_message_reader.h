@@ -5,6 +5,7 @@
 #include <netlink/handlers.h>
 #include <netlink/netlink.h>
 
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <vector>
@@ -26,7 +27,8 @@ class NlMessageReader {
     NlMessageReader& operator=(const NlMessageReader&) = delete;
 
     /**
-     * Receives once (nl_recvmsgs): one datagram, or all of a multi-part reply.
+     * Receives once (nl_recvmsgs): one datagram, or all of a multi-part reply. Messages that are
+     * not the kernel's are dropped, each with a log line.
      *
      * @return 0 or more, or a negative libnl error.
      */
@@ -38,6 +40,14 @@ class NlMessageReader {
     std::function<int(nl_msg*)> on_ack_;
     /** Called with each error reply. */
     std::function<int(nlmsgerr*)> on_error_;
+    /** When a read gives up although messages keep coming. */
+    std::chrono::steady_clock::time_point deadline_ = kNever;
+
+    /** No deadline. */
+    static constexpr auto kNever = std::chrono::steady_clock::time_point::max();
+
+    /** @return whether the deadline is over. */
+    bool IsLate() const;
 
   private:
     nl_cb* cb_;

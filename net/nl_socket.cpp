@@ -11,6 +11,7 @@
 #include <sys/socket.h>
 #include <sys/time.h>
 
+#include <chrono>
 #include <utility>
 
 #include "net/nl_attr.h"
@@ -20,6 +21,10 @@ namespace {
 
 constexpr int kBufferSize = 8192;
 constexpr timeval kReceiveTimeout = {.tv_sec = 1, .tv_usec = 0};
+
+// From sending a request to giving up although other messages keep coming: on a ranging socket
+// reports do, and an acknowledgement that did not fit beside them never will.
+constexpr std::chrono::seconds kExchangeTimeout(5);
 
 }  // namespace
 
@@ -94,6 +99,7 @@ bool NlSocket::SendAndAwaitAck(nl_msg* msg, std::function<int(nl_msg*)> on_valid
 
     bool acked = false;
     int error = 0;
+    reader_->deadline_ = std::chrono::steady_clock::now() + kExchangeTimeout;
     reader_->on_ack_ = [&acked](nl_msg*) {
         LOG(INFO) << kFunction << ": Received ACK";
         acked = true;
@@ -107,13 +113,14 @@ bool NlSocket::SendAndAwaitAck(nl_msg* msg, std::function<int(nl_msg*)> on_valid
     reader_->on_valid_ = std::move(on_valid);
 
     while (!acked && error == 0) {
-        result = reader_->read_message(socket_);
+        result = ReadReply();
         if (result < 0) break;
     }
     // libnl reports an error reply as a failed read as well, so a refusal has both lines.
     if (result < 0) {
         LOG(WARNING) << kFunction << ": Error reading message: " << nl_geterror(result);
     }
+    reader_->deadline_ = NlMessageReader::kNever;
     reader_->on_ack_ = nullptr;
     reader_->on_error_ = nullptr;
     reader_->on_valid_ = nullptr;
@@ -145,16 +152,18 @@ bool NlSocket::SendAndAwaitResponse(nl_msg* msg, std::function<void(nl_msg*)> on
     };
 
     int result = nl_send_auto(socket_, msg);
+    reader_->deadline_ = std::chrono::steady_clock::now() + kExchangeTimeout;
     if (result < 0) {
         LOG(WARNING) << kFunction << ": Error sending netlink message: " << nl_geterror(result);
     }
     while (result >= 0 && !finished && error == 0) {
         LOG(INFO) << kFunction << ": Read message";
-        result = reader_->read_message(socket_);
+        result = ReadReply();
         if (result < 0) {
             LOG(WARNING) << kFunction << ": Error reading message: " << nl_geterror(result);
         }
     }
+    reader_->deadline_ = NlMessageReader::kNever;
     reader_->on_error_ = nullptr;
     reader_->on_valid_ = nullptr;
     return result >= 0 && finished && error == 0;
@@ -187,6 +196,10 @@ bool NlSocket::StopWatchNetlinkSocket() {
     LOG(INFO) << __func__;
     watching_ = false;
     return event_loop_->StopWatchFileDescriptor(fd);
+}
+
+int NlSocket::ReadReply() {
+    return reader_->IsLate() ? -NLE_AGAIN : reader_->read_message(socket_);
 }
 
 int NlSocket::GetFd() const {

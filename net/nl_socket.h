@@ -12,7 +12,8 @@
 namespace hardware::velta {
 
 /**
- * One generic netlink socket. Exchanges block the calling thread, at most one second for each read.
+ * One generic netlink socket. Exchanges block the calling thread, at most one second for each read
+ * and some five for all of them, whatever else keeps arriving. Only the kernel is listened to.
  *
  * Messages stay the caller's. Failures are logged and reported as false; the kernel's errno is in
  * the log only. All but Setup(), IsValid() and the watch operations need a successful Setup().
@@ -80,6 +81,9 @@ class NlSocket {
     virtual bool StopWatchNetlinkSocket();
 
   private:
+    // Reads once, within the time of the exchange; a negative libnl error when that is over.
+    int ReadReply();
+
     /** @return the socket's descriptor, -1 when there is none. */
     int GetFd() const;
 
