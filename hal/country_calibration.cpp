@@ -5,11 +5,13 @@
 
 #include <android-base/logging.h>
 #include <android-base/properties.h>
+#include <android-base/strings.h>
 
-#include <fstream>
+#include <optional>
 
 #include "hal/ipc_utils.h"
 #include "hal/uwb_iface.h"
+#include "net/regular_file.h"
 
 namespace hardware::velta {
 namespace {
@@ -24,6 +26,14 @@ constexpr char kDefaultCountry[] = "default";
 constexpr char kUnknownCountry[] = "unknown";
 
 constexpr char kFunction[] = "LoadCountryCalibrations";
+
+// A country is a client's word: it may not lead out of the folder, or end a path early. Such a code
+// has no file of its own.
+bool IsFileName(const std::string& country) {
+    if (country.find_first_of(std::string("/\0", 2)) == std::string::npos) return true;
+    LOG(WARNING) << kFunction << ": a country code with '/' or NUL has no file of its own";
+    return false;
+}
 
 bool TryLoad(const std::string& path, ConfigUtils* store) {
     LOG(INFO) << kFunction << ": trying to load config from " << path;
@@ -49,13 +59,13 @@ ScopedAStatus UwbIface::LoadCountryCalibrations(const std::string& country) {
     if (paths.empty()) {
         return Error(ErrorCode::INVALID_STATE, "Property %s is not set", kPathsProperty);
     }
-    std::ifstream file(paths);
-    if (!file.is_open()) {
-        LOG(ERROR) << __func__ << " Cannot open file: " << paths;  // No colon in this one.
+    std::string error;
+    const std::optional<std::string> lines = ReadRegularFile(paths, &error);
+    if (!lines) {
+        LOG(ERROR) << __func__ << " Cannot open file: " << paths << error;  // No colon in this one.
         return Error(ErrorCode::FAILED, "Failed to load calibration config paths file");
     }
-    std::string line;
-    while (std::getline(file, line)) {
+    for (const std::string& line : android::base::Split(*lines, "\n")) {
         if (line.empty()) continue;
         if (ScopedAStatus status = LoadCalibrationLine(line, country, &store); !status.isOk()) {
             return status;
@@ -83,7 +93,7 @@ ScopedAStatus UwbIface::LoadCalibrationLine(const std::string& line, const std::
         if (!TryLoad(ReplaceCountry(line, kUnknownCountry, pos), store)) {
             return Error(ErrorCode::FAILED, "Failed to load calibration default country file");
         }
-    } else if (!TryLoad(ReplaceCountry(line, country, pos), store) &&
+    } else if (!(IsFileName(country) && TryLoad(ReplaceCountry(line, country, pos), store)) &&
                !TryLoad(ReplaceCountry(line, kDefaultCountry, pos), store)) {
         return Error(ErrorCode::FAILED, "Failed to load calibration country file");
     }

@@ -9,6 +9,10 @@
 #include <cerrno>
 #include <cstdlib>
 #include <fstream>
+#include <optional>
+#include <string_view>
+
+#include "net/regular_file.h"
 
 namespace hardware::velta {
 namespace {
@@ -16,8 +20,14 @@ namespace {
 constexpr char kBlanks[] = " \t\n\v\f\r";
 
 // Where a line's comment starts; npos when it has none.
-size_t FindComment(const std::string& line) {
+size_t FindComment(std::string_view line) {
     return std::min(line.find_first_of(";#"), line.find("//"));
+}
+
+std::string_view Trimmed(std::string_view text) {
+    const size_t start = std::min(text.find_first_not_of(kBlanks), text.size());
+    const size_t end = text.find_last_not_of(kBlanks) + 1;  // 0 when all is blank.
+    return text.substr(start, std::max(start, end) - start);
 }
 
 template <typename T>
@@ -34,8 +44,7 @@ bool Convert(const std::string& text, T (*convert)(const char*, char**, int), in
 }  // namespace
 
 void trim(std::string* text) {
-    text->erase(text->find_last_not_of(kBlanks) + 1);
-    text->erase(0, text->find_first_not_of(kBlanks));
+    *text = Trimmed(*text);
 }
 
 bool ConfigUtils::Load(const char* path) {
@@ -43,21 +52,22 @@ bool ConfigUtils::Load(const char* path) {
         LOG(ERROR) << __func__ << " Bad argument";
         return false;
     }
-    std::ifstream file(path);
-    if (!file.is_open()) {
-        LOG(ERROR) << __func__ << " Cannot open file: " << path;
+    std::string error;
+    const std::optional<std::string> text = ReadRegularFile(path, &error);
+    if (!text) {
+        LOG(ERROR) << __func__ << " Cannot open file: " << path << error;
         return false;
     }
-    std::string line;
-    while (std::getline(file, line)) {
+    std::string_view rest = *text;
+    while (!rest.empty()) {
+        const std::string_view line = rest.substr(0, rest.find('\n'));
+        rest.remove_prefix(std::min(line.size() + 1, rest.size()));
         const size_t comment = FindComment(line);
         const size_t equals = line.find('=');
-        if (equals == std::string::npos || equals > comment || equals + 1 == line.size()) continue;
-        std::string key = line.substr(0, equals);
-        std::string value = line.substr(equals + 1, comment - equals - 1);
-        trim(&key);
-        trim(&value);
-        entries_.insert_or_assign(std::move(key), std::move(value));
+        if (equals == line.npos || equals > comment || equals + 1 == line.size()) continue;
+        entries_.insert_or_assign(
+            std::string(Trimmed(line.substr(0, equals))),
+            std::string(Trimmed(line.substr(equals + 1, comment - equals - 1))));
     }
     return true;
 }

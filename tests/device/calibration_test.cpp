@@ -168,9 +168,15 @@ TEST_F(CountryTest, SaysWhichFileIsMissing) {
     WriteText(kCalibrations + "good"s, kRequiredKeys);
     for (const char* file : {"empty", "b-default", "c-unknown"})
         WriteText(kCalibrations + ""s + file, "");
+    WriteText(kCalibrations + "bad"s, "no_such_key = 1\n");
+    Shell("mkdir "s + kCalibrations + "b-; mkfifo " + kCalibrations + "fifo");
     const struct {
-        const char *country, *files, *said;
+        std::string country;
+        const char *files, *said;
     } cases[] = {
+        {"/../bad", "good b-<country>", "OK"},  // No way out of the folder: the default's.
+        {"/../bad\0"s, "good b-<country>", "OK"},
+        {"FR", "good fifo", "1: Failed to load calibration fle"},
         {"FR", "empty", "1: Failed to load CCC calibration keys"},
         {"FR", "good missing", "1: Failed to load calibration fle"},
         {"FR", "good a-<country>", "1: Failed to load calibration country file"},

@@ -5,6 +5,7 @@
 #include <android-base/properties.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <cstdlib>
 
@@ -15,6 +16,7 @@ namespace hardware::velta {
 namespace {
 
 using android::base::GetProperty;
+using std::string_literals::operator""s;
 using ::testing::ElementsAre;
 
 constexpr char kMissing[] = "/nonexistent/uwb.conf";
@@ -64,6 +66,15 @@ TEST(ConfigUtilsTest, MergesWhatItLoadsAndSavesItWithoutLineEnds) {
     config.Set("b", "kept");
     EXPECT_TRUE(config.Load(Written(file, "a = new value, longer than what is written\na = 1")));
     EXPECT_FALSE(config.Load(kMissing) || config.Load(nullptr));
+    TemporaryDir folder;
+    EXPECT_FALSE(config.Load(folder.path));
+    const std::string fifo = std::string(folder.path) + "/fifo";
+    EXPECT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+    EXPECT_FALSE(config.Load(fifo.c_str()));
+    TemporaryFile large;
+    EXPECT_TRUE(config.Load(Written(large, "c=" + std::string(1024 * 1024 - 2, 'x'))));
+    EXPECT_FALSE(config.Load(Written(large, "b=" + std::string(1024 * 1024 - 1, 'x'))));
+    EXPECT_TRUE(config.Erase("c"));
     EXPECT_TRUE(config.Save(file.path));
     EXPECT_FALSE(config.Save(kMissing) || config.Save(nullptr));
     std::string text;
@@ -72,11 +83,17 @@ TEST(ConfigUtilsTest, MergesWhatItLoadsAndSavesItWithoutLineEnds) {
     config.Dump();
     EXPECT_THAT(
         log.lines(),
-        ElementsAre("E velta.uwb.CongifUtils Load Cannot open file: /nonexistent/uwb.conf",
-                    "E velta.uwb.CongifUtils Load Bad argument",
-                    "E velta.uwb.CongifUtils Save Cannot open file: /nonexistent/uwb.conf",
-                    "E velta.uwb.CongifUtils Save Bad argument", "I velta.uwb.CongifUtils Dump a=1",
-                    "I velta.uwb.CongifUtils Dump b=kept"));
+        ElementsAre(
+            "E velta.uwb.CongifUtils Load Cannot open file: /nonexistent/uwb.conf",
+            "E velta.uwb.CongifUtils Load Bad argument",
+            "E velta.uwb.CongifUtils Load Cannot open file: "s + folder.path +
+                ", not a regular file",
+            "E velta.uwb.CongifUtils Load Cannot open file: " + fifo + ", not a regular file",
+            "E velta.uwb.CongifUtils Load Cannot open file: "s + large.path +
+                ", longer than 1048576 bytes",
+            "E velta.uwb.CongifUtils Save Cannot open file: /nonexistent/uwb.conf",
+            "E velta.uwb.CongifUtils Save Bad argument", "I velta.uwb.CongifUtils Dump a=1",
+            "I velta.uwb.CongifUtils Dump b=kept"));
 }
 
 TEST(ConfigUtilsTest, ConsumedErasedAndClearedKeysAreGone) {
