@@ -76,9 +76,9 @@ ScopedAStatus CccController::initSession() {
 ScopedAStatus CccController::startSession(int32_t /*session_id*/, int64_t delay_ms, int32_t channel,
                                           int64_t* uwb_time0) {
     LOG(INFO) << __func__;
-    if (is_abandoned_) return Closed();
     if (delay_ms < 0) return BadArgument("Delay cannot be negative");
     if (ScopedAStatus status = CheckUwbChannelRange(channel); !status.isOk()) return status;
+    if (is_abandoned_) return Closed();
     if (listener_ != nullptr) listener_->OnPreSessionStart();
     // Unsigned, so that a client's absurd delay wraps around instead of overflowing.
     const uint64_t start_ms =
@@ -112,7 +112,8 @@ ScopedAStatus CccController::stopSession(int32_t /*session_id*/) {
 
 ScopedAStatus CccController::deinitSession() {
     LOG(INFO) << __func__;
-    if (is_abandoned_) return Closed();
+    // Abandon() has put deep sleep back already; it may be another client's business by now.
+    if (is_abandoned_) return ScopedAStatus::ok();
     is_deep_sleep_off_ = false;
     if (!auto_sleep_margin_.empty() && !SendAutoSleepMargin(auto_sleep_margin_)) {
         LOG(WARNING) << __func__ << kEnableFailed;
@@ -141,10 +142,11 @@ ScopedAStatus CccController::setCallback(const std::shared_ptr<ICccControllerCal
 
 void CccController::OnSessionStopped(uint32_t hw_index, CccRegionCallback::Reason reason) {
     LOG(INFO) << __func__ << " hw_index: " << hw_index << " reason: " << static_cast<int>(reason);
+    const std::shared_ptr<SharedRefBase> self = ref();  // A local client may let go of this object.
     is_running_ = false;
     const std::shared_ptr<ICccControllerCallback> callback = callback_;
     if (callback != nullptr) callback->onSessionStopped(static_cast<int32_t>(reason));
-    ccc_region_utils_->CloseRangingSocket();
+    ccc_region_utils_->EndSession(hw_index_);
     NotifySessionChanged();
 }
 
@@ -174,12 +176,11 @@ void CccController::Abandon() {
     is_abandoned_ = true;
     callback_.reset();
     if (ccc_region_utils_ == nullptr) return;
-    if (is_running_) ccc_region_utils_->StopCccSession(hw_index_);
-    // Two radios share one region utility: what another controller has set up since is its own.
-    if (ccc_region_utils_->callback() == this) {
-        if (is_running_) ccc_region_utils_->CloseRangingSocket();
-        ccc_region_utils_->SetCallback(nullptr);
+    if (is_running_) {
+        ccc_region_utils_->StopCccSession(hw_index_);
+        ccc_region_utils_->EndSession(hw_index_);
     }
+    ccc_region_utils_->ForgetCallback(this);
     is_running_ = false;
     // A country loaded since may have taken the margin away: then there is nothing to put back.
     if (is_deep_sleep_off_ && !auto_sleep_margin_.empty() &&

@@ -98,10 +98,10 @@ ScopedAStatus FiraController::SettleChannel(int channel) {
 
 ScopedAStatus FiraController::initNewTwrSession(const FiraTwrSession& session) {
     LOG(INFO) << __func__ << ":" << session.toString();
-    if (is_abandoned_) return Closed();
     const auto id = static_cast<uint32_t>(session.id);
     if (sessions_.contains(id)) return BadArgument("Session with id %u already exist", id);
     if (ScopedAStatus status = ValidateSession(session); !status.isOk()) return status;
+    if (is_abandoned_) return Closed();
     if (ScopedAStatus status = SettleChannel(session.channelNumber); !status.isOk()) return status;
 
     if (listener_ != nullptr) listener_->OnPreSessionOpen(fira_region_utils_->region());
@@ -257,10 +257,12 @@ void FiraController::OnTwrResult(const FiraRangingData& data,
         LOG(WARNING) << __func__ << ": no session callback, report dropped";
         return;
     }
+    const std::shared_ptr<SharedRefBase> self = ref();  // A local client may let go of this object.
     callback->onTwrResult(data, measurements);
 }
 
 void FiraController::OnSessionStopped(uint32_t session_id, int reason) {
+    const std::shared_ptr<SharedRefBase> self = ref();  // As above.
     const std::shared_ptr<IFiraSessionCallback> callback = session_callback_;
     if (callback == nullptr) {
         LOG(WARNING) << __func__ << ": no session callback, stop of " << session_id << " dropped";

@@ -102,13 +102,13 @@ ScopedAStatus SimpleRangingController::getCapabilities(SimpleRangingCapabilities
 
 ScopedAStatus SimpleRangingController::setRangings(const std::vector<RangingRequest>& requests) {
     LOG(INFO) << __func__;
-    if (is_abandoned_) return Closed();
     if (!interface_tool_->GetUpState(iface_name_.c_str())) {
         return Error(ErrorCode::INVALID_STATE, "Interface is not running");
     }
     if (requests.size() > kMaxRequests) {
         return BadArgument("Max ranging request size is %d", static_cast<int>(kMaxRequests));
     }
+    if (is_abandoned_) return Closed();
     if (!mcps_utils_->SetRangingRequests(hw_index_, requests)) return UnknownError();
     return ScopedAStatus::ok();
 }

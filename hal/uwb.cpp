@@ -143,10 +143,12 @@ ScopedAStatus Uwb::getIface(const std::string& name, std::shared_ptr<IUwbIface>*
 
 ScopedAStatus Uwb::listHardwareIndex(std::vector<int64_t>* indexes) {
     LOG(INFO) << __func__;
-    // Nobody has to hold the hardware to list it, so nobody may have looked for the driver yet.
-    bool ok = mcps_utils_->GetNetId() != 0 || mcps_utils_->Start();
+    // Nobody has to hold the hardware to list it, so nobody may have looked for the driver yet; and
+    // one that was loaded anew has another family number than the last client found.
+    bool ok = false;
     std::vector<McpsHwInfo> hardware;
-    if (ok) hardware = mcps_utils_->ListHardware(&ok);
+    if (mcps_utils_->GetNetId() != 0) hardware = mcps_utils_->ListHardware(&ok);
+    if (!ok && mcps_utils_->Start()) hardware = mcps_utils_->ListHardware(&ok);
     if (!ok) return Error(ErrorCode::FAILED, "Failed to list hardware");
     for (const McpsHwInfo& info : hardware) indexes->push_back(info.hw_index);
     return ScopedAStatus::ok();

@@ -5,6 +5,8 @@
 
 #include <android-base/logging.h>
 
+#include <algorithm>
+
 #include "net/mcps802154.h"
 #include "net/nl_attr.h"
 #include "net/region_call.h"
@@ -52,8 +54,15 @@ bool CccRegionUtils::StartCccSession(uint32_t hw_index, uint64_t start_value, ui
         LOG(ERROR) << __func__ << ": failed to fill netlink message end";
         return false;
     }
+    // Known from now on: what is read before the acknowledgement may be another radio's stop, or that
+    // of this radio's last session.
+    const auto known = sessions_.find(hw_index);
+    const Session last = known == sessions_.end() ? Session{callback_, false} : known->second;
+    sessions_[hw_index] = {callback_, true};
     if (!StartRangingSession(call.msg(), [this](nl_msg* ntf) { return OnNotification(ntf); })) {
         LOG(ERROR) << __func__ << ": failed to start ranging";
+        Session& session = sessions_[hw_index];
+        session = {last.callback, last.is_running && session.is_running};
         return false;
     }
     return true;
@@ -81,7 +90,8 @@ int CccRegionUtils::OnNotification(nl_msg* msg) {
         LOG(INFO) << __func__ << ": Not a ranging notification message.";
         return NL_STOP;
     }
-    if (callback_ == nullptr) return NL_STOP;
+    CccRegionCallback* const callback = CallbackOf(hw_index);
+    if (callback == nullptr) return NL_STOP;
     AttrTable<NFCC_COEX_CALL_ATTR_MAX> params;
     if (params.ParseNest(content, kNtfPolicies) < 0) {
         LOG(WARNING) << __func__ << ": Failed to parse session ntf call attr";
@@ -92,15 +102,38 @@ int CccRegionUtils::OnNotification(nl_msg* msg) {
         return NL_STOP;
     }
     if (params.U8(NFCC_COEX_CALL_ATTR_STOPPED) != 0) {
-        callback_->OnSessionStopped(hw_index, CccRegionCallback::kStopRequested);
+        callback->OnSessionStopped(hw_index, CccRegionCallback::kStopRequested);
     } else if (params.U8(NFCC_COEX_CALL_ATTR_WATCHDOG) != 0) {
-        callback_->OnSessionStopped(hw_index, CccRegionCallback::kStoppedByRadio);
+        callback->OnSessionStopped(hw_index, CccRegionCallback::kStoppedByRadio);
     }
     return NL_STOP;
 }
 
 void CccRegionUtils::SetCallback(CccRegionCallback* callback) {
+    if (callback == nullptr) ForgetCallback(callback_);
     callback_ = callback;
+}
+
+CccRegionCallback* CccRegionUtils::callback() const {
+    return callback_;
+}
+
+CccRegionCallback* CccRegionUtils::CallbackOf(uint32_t hw_index) const {
+    const auto session = sessions_.find(hw_index);
+    return session == sessions_.end() ? callback_ : session->second.callback;
+}
+
+void CccRegionUtils::EndSession(uint32_t hw_index) {
+    if (const auto session = sessions_.find(hw_index); session != sessions_.end()) {
+        session->second.is_running = false;
+    }
+    const auto is_running = [](const auto& entry) { return entry.second.is_running; };
+    if (std::none_of(sessions_.begin(), sessions_.end(), is_running)) CloseRangingSocket();
+}
+
+void CccRegionUtils::ForgetCallback(CccRegionCallback* callback) {
+    std::erase_if(sessions_, [&](const auto& entry) { return entry.second.callback == callback; });
+    if (callback_ == callback) callback_ = nullptr;
 }
 
 bool CccRegionUtils::GetCapabilities(CccCapabilities& caps) const {

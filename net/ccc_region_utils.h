@@ -4,6 +4,7 @@
 #include <aidl/hardware/velta/uwb/CccCapabilities.h>
 
 #include <cstdint>
+#include <map>
 
 #include "net/base_region_utils.h"
 
@@ -27,7 +28,10 @@ class CccRegionCallback {
     ~CccRegionCallback() = default;
 };
 
-/** Client of the CCC (digital key) region "nfcc_coex"; one callback for all radios. */
+/**
+ * Client of the CCC (digital key) region "nfcc_coex". There is one callback to set, and each session
+ * keeps the one that it was started with: two radios have two clients.
+ */
 class CccRegionUtils : public BaseRegionUtils {
   public:
     using CccCapabilities = ::aidl::hardware::velta::uwb::CccCapabilities;
@@ -49,17 +53,33 @@ class CccRegionUtils : public BaseRegionUtils {
     /** Handles a notification of the region; always NL_STOP. */
     virtual int OnNotification(nl_msg* msg);
 
-    /** @param callback borrowed; null for none. */
+    /** @param callback borrowed; null for none, as by ForgetCallback(). */
     virtual void SetCallback(CccRegionCallback* callback);
 
     /** @return the callback that was set last, null for none. */
-    CccRegionCallback* callback() const { return callback_; }
+    virtual CccRegionCallback* callback() const;
+
+    /** The session of a radio is over: the ranging socket closes unless another radio's runs. */
+    virtual void EndSession(uint32_t hw_index);
+
+    /** Takes a callback out wherever it is known; its sessions are nobody's then. */
+    virtual void ForgetCallback(CccRegionCallback* callback);
 
     /** Fills in what every radio of this region can do; always true. */
     bool GetCapabilities(CccCapabilities& caps) const;
 
   private:
+    struct Session {
+        // Of the last start; whoever asks for a stop twice is told twice.
+        CccRegionCallback* callback;
+        bool is_running;
+    };
+
+    // Who is told of a radio's session, null for nobody.
+    CccRegionCallback* CallbackOf(uint32_t hw_index) const;
+
     CccRegionCallback* callback_;
+    std::map<uint32_t, Session> sessions_;
 };
 
 }  // namespace hardware::velta

@@ -69,9 +69,6 @@ class FiraRegionUtils : public BaseRegionUtils {
     /** Forgets the callback of a radio; the last one closes the ranging socket. */
     virtual void UnsubscribeCallback(uint32_t hw_index);
 
-    /** @return whether callback is the one of this radio. */
-    bool IsSubscribed(uint32_t hw_index, const FiraCallback* callback) const;
-
     virtual bool InitSession(uint32_t hw_index, uint32_t session_id);
 
     /** Starts a session; the radio needs a callback. */
@@ -109,6 +106,9 @@ class FiraRegionUtils : public BaseRegionUtils {
 
     /** @return the antennas of a radio, the defaults when nothing was configured. */
     virtual HwConfig GetHwConfig(uint32_t hw_index) const;
+
+    /** @return whether callback is the one of this radio. */
+    virtual bool IsSubscribed(uint32_t hw_index, const FiraCallback* callback) const;
 
     /** Fills in what the region can do with this radio's antennas; always true. */
     bool GetCapabilities(uint32_t hw_index, FiraCapabilities& caps) const;

@@ -166,6 +166,25 @@ TEST_F(CccTest, RunsBesideAnotherRadiosFiraSession) {
     EXPECT_EQ(Radio(1, "interface"), "up");
 }
 
+// One region, one socket in the service, a session on each radio: each client hears of its own.
+TEST_F(CccTest, RunsOnTwoRadiosAtOnce) {
+    const auto other = hal.Get(1, &IUwbIface::cccController);
+    const auto other_events = SharedRefBase::make<CccEvents>();
+    ASSERT_EQ(Said(other->setCallback(other_events)), "OK");
+    Run();
+    ASSERT_EQ(Said(other->initSession()), "OK");
+    ASSERT_EQ(Said(other->startSession(2, 0, 5, &time0_ms)), "OK");
+    ASSERT_EQ(Stop(), "OK");
+    EXPECT_EQ(events->stops.Take(), 1);
+    EXPECT_TRUE(Eventually(IsDown));
+    EXPECT_EQ(Radio(1, "interface"), "up");
+    Fault("1 stop ccc 0 1");
+    EXPECT_EQ(other_events->stops.Take(), 0) << "its stop is not lost with the first one's";
+    EXPECT_TRUE(Eventually([] { return Radio(1, "interface") == "down"; }));
+    EXPECT_TRUE(events->stops.Empty());
+    Run();  // And so on.
+}
+
 TEST_F(CccTest, TellsItsCapabilities) {
     CccCapabilities caps;
     ASSERT_EQ(Said(ccc->getCapabilities(&caps)), "OK");

@@ -192,6 +192,17 @@ TEST_F(FaultTest, LivesWithoutTheInterfaceOfARadio) {
     LoadRadio();
 }
 
+// Another driver's number of the same name: what was resolved before is of no use.
+TEST_F(FaultTest, ListsTheHardwareOfADriverThatWasLoadedAnew) {
+    std::vector<int64_t> indexes;
+    ASSERT_EQ(Said(hal->listHardwareIndex(&indexes)), "OK");
+    UnloadRadio();
+    LoadRadio();
+    indexes.clear();
+    ASSERT_EQ(Said(hal->listHardwareIndex(&indexes)), "OK");
+    EXPECT_THAT(indexes, ElementsAre(0, 1));
+}
+
 TEST_F(FaultTest, OpensOnlyWithTheDriver) {
     UnloadRadio();
     EXPECT_EQ(hal.Open(), "1: Failed to find MCPS netlink, check the kernel module");

@@ -134,7 +134,7 @@ TEST_F(RootTest, ObjectsKeptAfterCloseAreOfNoConsequence) {
         (std::vector{Said(iface->firaController(&no_fira)), Said(iface->cccController(&no_ccc)),
                      Said(iface->simpleRangingController(&same_simple)), old.Reset(),
                      Said(old.fira->setSessionCallback(old.events)), Said(ccc->setCallback({})),
-                     Said(ccc->getCapabilities(&ccc_caps)),
+                     Said(ccc->getCapabilities(&ccc_caps)), Said(ccc->deinitSession()),
                      Said(simple->getCapabilities(&simple_caps))}),
         Each("OK"));
     EXPECT_EQ(no_fira, nullptr);
@@ -145,10 +145,11 @@ TEST_F(RootTest, ObjectsKeptAfterCloseAreOfNoConsequence) {
     EXPECT_THAT((std::vector{old.Start(), old.Stop(), old.Deinit(), old.Add(kSession, {}),
                              old.Update(ControllerSession())}),
                 Each("2: Unknown session id 42"));
+    EXPECT_EQ(Said(ccc->startSession(1, -1, 9, &time0)), "2: Delay cannot be negative");
     EXPECT_THAT(
         (std::vector{old.Init(ControllerSession(43)), Said(ccc->initSession()),
                      Said(ccc->startSession(1, 0, 9, &time0)), Said(ccc->stopSession(1)),
-                     Said(ccc->deinitSession()), Said(simple->setRangings({})),
+                     Said(simple->setRangings({})),
                      Said(simple->setCallback(SharedRefBase::make<SimpleEvents>())),
                      Said(simple->startInitiatorMode(1, Short(1), 9)),
                      Said(simple->startResponderMode(1, Short(1), 9)), Said(simple->stop())}),

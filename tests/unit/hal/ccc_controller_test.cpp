@@ -4,6 +4,9 @@
 #include <chrono>
 #include <limits>
 
+#include "net/mcps802154.h"
+#include "net/nl_attr.h"
+#include "net/unique_nl_msg.h"
 #include "tests/unit/hal/fake_radio.h"
 
 namespace hardware::velta {
@@ -25,6 +28,18 @@ class CccControllerTest : public HalTest {
     }
     std::string Start(int64_t delay_ms = 0, int channel = 9) {
         return Trace(ccc_->startSession(0, delay_ms, channel, &uwb_time0_));
+    }
+    // The radio's word that its session has stopped, as it was asked to.
+    void Stop(uint32_t hw) {
+        UniqueNlMsg msg;
+        nlattr* call = nullptr;
+        nlattr* params = nullptr;
+        EXPECT_TRUE(ccc_region_.StartCallMessageWithParams(msg.get(), hw, 2, &call, &params));
+        AttrWriter put(msg.get());
+        put.U8(NFCC_COEX_CALL_ATTR_STOPPED, 1);
+        put.U8(NFCC_COEX_CALL_ATTR_WATCHDOG, 0);
+        EXPECT_TRUE(ccc_region_.EndCallMessageWithParams(msg.get(), call, params));
+        ccc_region_.OnNotification(msg.get());
     }
 
     int64_t uwb_time0_ = 0;
@@ -115,11 +130,13 @@ TEST_F(CccControllerTest, LeavesNothingBehind) {
     EXPECT_EQ(Trace(), "ccc-stop 3; socket-closed; driver 3 auto_sleep_margin=70,");
     EXPECT_EQ(ccc_region_.callback(), nullptr);
     EXPECT_EQ(ccc_->SessionCount(), 0);
-    // The client may go on calling, without effect.
+    // The client may go on calling, without effect: its arguments count first.
     EXPECT_EQ(Trace(ccc_->initSession()), "!3 HAL is closed");
+    EXPECT_EQ(Start(-1), "!2 Delay cannot be negative");
+    EXPECT_EQ(Trace(ccc_->startSession(0, 0, 16, &uwb_time0_)), "!2 Incorrect channel value 16");
     EXPECT_EQ(Start(), "!3 HAL is closed");
     EXPECT_EQ(Trace(ccc_->stopSession(0)), "!3 HAL is closed");
-    EXPECT_EQ(Trace(ccc_->deinitSession()), "!3 HAL is closed");
+    EXPECT_EQ(Trace(ccc_->deinitSession()), "") << "OK in every case";
     ccc_.reset();
     EXPECT_EQ(Trace(), "");
 }
@@ -136,6 +153,24 @@ TEST_F(CccControllerTest, LeavesALaterControllerOfTheRegionAlone) {
     ccc_.reset();
     EXPECT_EQ(ccc_region_.callback(), later.get());
     EXPECT_EQ(Trace(), "ccc-stop 3") << "its own radio stops, the region's socket stays";
+}
+
+// One region, one socket, two radios and their clients.
+TEST_F(CccControllerTest, TellsTwoRadiosApart) {
+    const auto later = Make<CccController>(4, &ieee_, &ccc_region_, &mcps_);
+    later->setCallback(SharedRefBase::make<CccClient>(&journal_));
+    Start();
+    EXPECT_TRUE(later->startSession(0, 0, 9, &uwb_time0_).isOk());
+    Trace();
+    Stop(kHw);
+    EXPECT_EQ(ccc_->SessionCount(), 0);
+    EXPECT_EQ(later->SessionCount(), 1);
+    EXPECT_EQ(Trace(), "told ccc-stopped 1; changed") << "the socket stays";
+    Stop(kHw);
+    EXPECT_EQ(later->SessionCount(), 1) << "told twice, it is still the other radio's";
+    Trace();
+    Stop(4);
+    EXPECT_EQ(Trace(), "told ccc-stopped 1; socket-closed");
 }
 
 }  // namespace

@@ -85,8 +85,12 @@ class FakeInterfaceTool : public InterfaceTool, Noting {
 class FakeMcps : public McpsUtils, Noting {
   public:
     explicit FakeMcps(Journal* journal) : McpsUtils(nullptr), Noting(journal) {}
-    bool Start() override { return Note("mcps-start"); }
-    int GetNetId() const override { return 27; }
+    bool Start() override {
+        const bool found = Note("mcps-start");
+        if (found) net_id = 27;
+        return found;
+    }
+    int GetNetId() const override { return net_id; }
     bool GetSpiPids(uint32_t hw, SpiPids& out) override {
         out = pids;
         return Note("pids", hw);
@@ -129,6 +133,8 @@ class FakeMcps : public McpsUtils, Noting {
         Note("unsubscribe-results");
     }
 
+    /** 0 until somebody has looked for the family. */
+    int net_id = 0;
     SpiPids pids = {0, 0};
     std::vector<McpsHwInfo> hardware;
     McpsHwInfo info = {.hw_index = 9, .phy_index = 0, .scheduler = "default"};
@@ -177,11 +183,14 @@ class FakeSocketFactory : public NlSocketFactory {
 class FakeCcc : public CccRegionUtils, Noting {
   public:
     FakeCcc(NlSocketFactory* factory, Journal* journal)
-        : CccRegionUtils(factory), Noting(journal) {}
+        : CccRegionUtils(factory), Noting(journal) {
+        CccRegionUtils::SetMcpsNetId(27);
+    }
     void SetMcpsNetId(uint32_t id) override { Note("ccc-net-id", id); }
     bool StartCccSession(uint32_t hw, uint64_t start_ns, uint8_t channel) override {
         EXPECT_NE(callback(), nullptr) << "the region refuses to start without a callback";
-        return Note("ccc-start", hw, start_ns, +channel) && StartRangingSession(nullptr, {});
+        return Note("ccc-start", hw, start_ns, +channel) &&
+               CccRegionUtils::StartCccSession(hw, start_ns, channel);
     }
     bool StopCccSession(uint32_t hw) override { return Note("ccc-stop", hw); }
 };

@@ -315,6 +315,9 @@ TEST_F(FiraControllerTest, LeavesNothingBehind) {
     fira_->setSessionCallback(client_);
     EXPECT_EQ(Trace(fira_->startRangingSession(7)), "!2 Unknown session id 7");
     EXPECT_EQ(Trace(fira_->initNewTwrSession(GoodSession())), "!3 HAL is closed");
+    FiraTwrSession bad = GoodSession();
+    bad.sessionPriority = 101;
+    EXPECT_EQ(Trace(fira_->initNewTwrSession(bad)), "!2 Incorrect sessionPriority value 101");
     EXPECT_EQ(Trace(fira_->reset()), "");
     fira_.reset();
     EXPECT_EQ(Trace(), "");

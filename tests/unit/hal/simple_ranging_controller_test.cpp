@@ -95,7 +95,7 @@ TEST_F(SimpleRangingControllerTest, GivesUpItsOwnSubscriptionOnly) {
     EXPECT_EQ(Trace(), "unsubscribe-results");
     // The client may go on calling, without effect.
     EXPECT_EQ(Trace(Subscribe(later.get())), "!3 HAL is closed");
-    EXPECT_EQ(Trace(later->setRangings({})), "!3 HAL is closed");
+    EXPECT_EQ(Trace(later->setRangings({})), "is-up wpan0; !3 HAL is closed");
     EXPECT_EQ(Trace(later->startInitiatorMode(1, address_, 9)), "!3 HAL is closed");
     EXPECT_EQ(Trace(later->stop()), "!3 HAL is closed");
 }

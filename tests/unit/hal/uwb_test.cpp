@@ -138,11 +138,15 @@ TEST_F(UwbTest, ClosesWhenTheClientDies) {
 
 TEST_F(UwbTest, ListsTheHardwareAlsoWhenClosed) {
     std::vector<int64_t> indexes = {1};
-    EXPECT_EQ(Trace(uwb_->listHardwareIndex(&indexes)), "list-hardware");
+    EXPECT_EQ(Trace(uwb_->listHardwareIndex(&indexes)), "mcps-start; list-hardware");
     EXPECT_EQ(indexes, (std::vector<int64_t>{1, 3, 4, 5}));
-    journal_.failing = {"list-hardware"};
+    EXPECT_EQ(Trace(uwb_->listHardwareIndex(&indexes)), "list-hardware");
+    journal_.failing = {"list-hardware"};  // The driver may have been loaded anew.
     EXPECT_EQ(Trace(uwb_->listHardwareIndex(&indexes)),
-              "list-hardware; !1 Failed to list hardware");
+              "list-hardware; mcps-start; list-hardware; !1 Failed to list hardware");
+    journal_.failing = {"list-hardware", "mcps-start"};
+    EXPECT_EQ(Trace(uwb_->listHardwareIndex(&indexes)),
+              "list-hardware; mcps-start; !1 Failed to list hardware");
 }
 
 // Calibration files in a directory of this process.

@@ -27,8 +27,16 @@ interface IUwb {
 
     /**
      * Gives the hardware back: sessions end, interfaces go down. Not an error when nothing is
-     * open. Objects that the client still holds answer, but drive nothing any more:
-     * what would touch the radio fails with INVALID_STATE "HAL is closed".
+     * open.
+     *
+     * Objects that the client still holds answer, but drive nothing any more. Arguments and states
+     * are checked first, as ever and in the same order: sessions are gone, so that a FiRa session
+     * is "Unknown session id", and a callback has to be set before a start. Only a call that would
+     * then touch the radio fails with INVALID_STATE "HAL is closed"; simple ranging's setCallback
+     * does, too, since the radios share one subscription. Capabilities can still be read. What is
+     * OK in every case (reset() of FiRa, deinitSession() of CCC, setting other callbacks) stays
+     * so and does nothing. getIface() knows no interface; the FiRa and CCC controllers of a kept
+     * interface are null.
      */
     void close();
 
