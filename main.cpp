@@ -13,6 +13,8 @@
 
 #include "hal/uwb.h"
 #include "host/properties_file.h"
+#include "host/service_options.h"
+#include "host/stderr_logger.h"
 #include "looper/looper_backed_event_loop.h"
 #include "net/ccc_region_utils.h"
 #include "net/fira_region_utils.h"
@@ -33,7 +35,7 @@ void InitLogger() {}
 #else
 // What Android does for a service before it starts it: a log, and system properties.
 void InitLogger() {
-    android::base::SetLogger(android::base::StderrLogger);
+    android::base::SetLogger(hardware::velta::LogToStderr);
     std::string error;
     if (!hardware::velta::LoadSystemProperties(&error)) {
         LOG(ERROR) << "Properties file: " << error;
@@ -41,6 +43,17 @@ void InitLogger() {
     }
 }
 #endif
+
+hardware::velta::ServiceOptions ReadOptionsOrExit() {
+    hardware::velta::ServiceOptions options;
+    std::string error;
+    if (!hardware::velta::ReadServiceOptions(&options, &error)) {
+        LOG(ERROR) << error;
+        exit(EXIT_FAILURE);
+    }
+    android::base::SetMinimumLogSeverity(options.log_level);
+    return options;
+}
 
 int SetupBinderOrCrash() {
     int binder_fd = -1;
@@ -67,9 +80,10 @@ void RegisterServiceOrCrash(std::shared_ptr<Uwb> uwb) {
 int main() {
     LOG(INFO) << "UWB HAL start";
     InitLogger();
+    const hardware::velta::ServiceOptions options = ReadOptionsOrExit();
     const int binder_fd = SetupBinderOrCrash();
 
-    hardware::velta::LooperBackedEventLoop event_dispatcher;
+    hardware::velta::LooperBackedEventLoop event_dispatcher(options.stall_limit);
     // The condition is printed as it stands here, qualified names included.
     // clang-format off
     CHECK(event_dispatcher.WatchFileDescriptor(
@@ -77,7 +91,7 @@ int main() {
         << "Failed to watch binder FD";
     // clang-format on
 
-    hardware::velta::NlSocketFactory socket_factory(&event_dispatcher);
+    hardware::velta::NlSocketFactory socket_factory(&event_dispatcher, options.notifications);
     nlmsg_set_default_size(kPageSize);
     hardware::velta::McpsUtils mcps_utils(&socket_factory);
     hardware::velta::CccRegionUtils ccc_region_utils(&socket_factory);

@@ -4,9 +4,10 @@
 #include "hal/ccc_controller.h"
 
 #include <android-base/logging.h>
-#include <unistd.h>
 
+#include <cerrno>
 #include <chrono>
+#include <ctime>
 #include <utility>
 
 #include "hal/ipc_utils.h"
@@ -29,7 +30,7 @@ constexpr char kEnableFailed[] = "Failed to enable deepsleep, continue anyway";
 constexpr char kNoDeepSleep[] = "-1";
 
 // What the radio takes to wake from deep sleep.
-constexpr useconds_t kWakeUpMicroseconds = 100000;
+constexpr timespec kWakeUpTime = {.tv_sec = 0, .tv_nsec = 100000000};
 
 constexpr uint64_t kNanosecondsPerMillisecond = 1000000;
 
@@ -69,7 +70,9 @@ ScopedAStatus CccController::initSession() {
         }
     }
     if (listener_ != nullptr) listener_->OnPreSessionStart();
-    usleep(kWakeUpMicroseconds);
+    // All of it, also when a signal comes between.
+    for (timespec left = kWakeUpTime; nanosleep(&left, &left) != 0 && errno == EINTR;) {
+    }
     return ScopedAStatus::ok();
 }
 

@@ -275,6 +275,17 @@ void FiraController::OnSessionStopped(uint32_t session_id, int reason) {
     NotifySessionChanged();
 }
 
+void FiraController::OnNotificationsLost() {
+    const std::shared_ptr<SharedRefBase> self = ref();  // As above.
+    std::vector<uint32_t> running;
+    for (const auto& [id, state] : sessions_) {
+        if (state.phase == SessionPhase::kRunning) running.push_back(id);
+    }
+    // One that has stopped already is refused, which is as good.
+    for (const uint32_t id : running) fira_region_utils_->StopSession(hw_index_, id);
+    for (const uint32_t id : running) OnSessionStopped(id, kNotificationsLost);
+}
+
 int FiraController::SessionCount() const {
     return static_cast<int>(sessions_.size());
 }

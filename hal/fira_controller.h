@@ -58,6 +58,7 @@ class FiraController : public ::aidl::hardware::velta::uwb::BnFiraController, pu
     void OnTwrResult(const FiraRangingData& data,
                      const std::vector<FiraTwrMeasurement>& measurements) override;
     void OnSessionStopped(uint32_t session_id, int reason) override;
+    void OnNotificationsLost() override;
 
     /** @return the number of initialised sessions, running ones included. */
     int SessionCount() const;
@@ -82,6 +83,9 @@ class FiraController : public ::aidl::hardware::velta::uwb::BnFiraController, pu
     };
 
     static constexpr int8_t kNoChannel = -1;
+
+    // Why a session stopped, beyond what the radio can say with its byte.
+    static constexpr int kNotificationsLost = 256;
 
     SessionState* FindSession(int32_t session_id);
     ndk::ScopedAStatus ValidateSession(const FiraTwrSession& session) const;

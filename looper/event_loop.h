@@ -35,6 +35,9 @@ class EventLoop {
 
     /** @return false when fd is not watched. */
     virtual bool StopWatchFileDescriptor(int fd) = 0;
+
+    /** Tells a loop that guards against stalls that what runs now is slow, but does not hang. */
+    virtual void NoteProgress() {}
 };
 
 }  // namespace hardware::velta

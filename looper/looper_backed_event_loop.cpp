@@ -12,24 +12,32 @@ namespace {
 
 class WatchFdCallback : public android::LooperCallback {
   public:
-    explicit WatchFdCallback(const std::function<void(int)>& on_ready) : on_ready_(on_ready) {}
+    WatchFdCallback(StallGuard* guard, const std::function<void(int)>& on_ready)
+        : guard_(guard), on_ready_(on_ready) {}
 
     int handleEvent(int fd, int /*events*/, void* /*data*/) override {
+        const StallGuard::Scope scope(guard_, fd);
         on_ready_(fd);
         return 1;  // Stay registered: only StopWatchFileDescriptor() ends a watch.
     }
 
   private:
+    StallGuard* guard_;
     std::function<void(int)> on_ready_;
 };
 
 class EventLoopCallback : public android::MessageHandler {
   public:
-    explicit EventLoopCallback(const std::function<void()>& task) : task_(task) {}
+    EventLoopCallback(StallGuard* guard, const std::function<void()>& task)
+        : guard_(guard), task_(task) {}
 
-    void handleMessage(const android::Message& /*message*/) override { task_(); }
+    void handleMessage(const android::Message& /*message*/) override {
+        const StallGuard::Scope scope(guard_, StallGuard::kTask);
+        task_();
+    }
 
   private:
+    StallGuard* guard_;
     std::function<void()> task_;
 };
 
@@ -45,17 +53,18 @@ std::optional<int> ToLooperEvents(EventLoop::ReadyMode mode) {
 
 }  // namespace
 
-LooperBackedEventLoop::LooperBackedEventLoop()
+LooperBackedEventLoop::LooperBackedEventLoop(std::chrono::seconds stall_limit)
     : looper_(android::Looper::prepare(android::Looper::PREPARE_ALLOW_NON_CALLBACKS)),
-      running_(true) {}
+      running_(true),
+      guard_(stall_limit) {}
 
 void LooperBackedEventLoop::PostTask(const std::function<void()>& task) {
-    looper_->sendMessage(android::sp<EventLoopCallback>::make(task), android::Message(0));
+    looper_->sendMessage(android::sp<EventLoopCallback>::make(&guard_, task), android::Message(0));
 }
 
 bool LooperBackedEventLoop::WatchFileDescriptor(int fd, ReadyMode mode,
                                                 const std::function<void(int)>& on_ready) {
-    auto callback = android::sp<WatchFdCallback>::make(on_ready);
+    auto callback = android::sp<WatchFdCallback>::make(&guard_, on_ready);
     const std::optional<int> events = ToLooperEvents(mode);
     if (!events) {
         LOG(ERROR) << "Invalid mode for WatchFileDescriptor().";
@@ -71,6 +80,10 @@ bool LooperBackedEventLoop::WatchFileDescriptor(int fd, ReadyMode mode,
 
 bool LooperBackedEventLoop::StopWatchFileDescriptor(int fd) {
     return looper_->removeFd(fd) == 1;
+}
+
+void LooperBackedEventLoop::NoteProgress() {
+    guard_.NoteProgress();
 }
 
 void LooperBackedEventLoop::Poll() {

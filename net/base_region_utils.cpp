@@ -90,12 +90,20 @@ bool BaseRegionUtils::StartRangingSession(nl_msg* msg, std::function<int(nl_msg*
     if (!socket->SendAndAwaitAck(msg, handler)) return false;
     if (is_new) {
         socket->DisableAutoAck();
+        socket->SetLostHandler([this] { CountLost(); });
         if (!socket->WatchNetlinkSocket(socket, handler)) return false;
     }
     // Also when it was held before: the stop of an older session, read just now, may have closed
     // it, but what was started reports here.
     ranging_socket_ = socket;
     return true;
+}
+
+void BaseRegionUtils::CountLost() {
+    lost_count_++;
+    LOG(ERROR) << "Notifications " << region_.ToString() << ": lost, for the " << lost_count_
+               << ". time since the start; what ran is stopped";
+    OnNotificationsLost();
 }
 
 void BaseRegionUtils::CloseRangingSocket() {

@@ -76,11 +76,21 @@ class BaseRegionUtils {
   protected:
     NlSocketFactory* factory() const { return factory_; }
 
+    /**
+     * Notifications of this region were lost, which may have told of stops: ends each session that
+     * runs, in the kernel and for its client, and closes the ranging socket.
+     */
+    virtual void OnNotificationsLost() { CloseRangingSocket(); }
+
   private:
+    void CountLost();
+
     NlSocketFactory* factory_;
     std::shared_ptr<NlSocket> ranging_socket_;
     uint32_t net_id_;
     McpsRegion region_;
+    // How often notifications were lost.
+    uint64_t lost_count_ = 0;
 };
 
 }  // namespace hardware::velta

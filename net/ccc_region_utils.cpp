@@ -54,8 +54,8 @@ bool CccRegionUtils::StartCccSession(uint32_t hw_index, uint64_t start_value, ui
         LOG(ERROR) << __func__ << ": failed to fill netlink message end";
         return false;
     }
-    // Known from now on: what is read before the acknowledgement may be another radio's stop, or that
-    // of this radio's last session.
+    // Known from now on: what is read before the acknowledgement may be another radio's stop, or
+    // that of this radio's last session.
     const auto known = sessions_.find(hw_index);
     const Session last = known == sessions_.end() ? Session{callback_, false} : known->second;
     sessions_[hw_index] = {callback_, true};
@@ -134,6 +134,21 @@ void CccRegionUtils::EndSession(uint32_t hw_index) {
 void CccRegionUtils::ForgetCallback(CccRegionCallback* callback) {
     std::erase_if(sessions_, [&](const auto& entry) { return entry.second.callback == callback; });
     if (callback_ == callback) callback_ = nullptr;
+}
+
+void CccRegionUtils::OnNotificationsLost() {
+    const auto sessions = sessions_;  // They end.
+    for (const auto& [hw_index, session] : sessions) {
+        if (!session.is_running) continue;
+        StopCccSession(hw_index);
+        // Asked anew: the first client's answer may have ended the second one's session.
+        CccRegionCallback* const callback = CallbackOf(hw_index);
+        EndSession(hw_index);
+        if (callback != nullptr) {
+            callback->OnSessionStopped(hw_index, CccRegionCallback::kNotificationsLost);
+        }
+    }
+    CloseRangingSocket();
 }
 
 bool CccRegionUtils::GetCapabilities(CccCapabilities& caps) const {

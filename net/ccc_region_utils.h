@@ -19,6 +19,8 @@ class CccRegionCallback {
         kStoppedByRadio = 0,
         /** The stop was asked for. */
         kStopRequested = 1,
+        /** The service lost notifications and stopped it; beyond what the radio can say. */
+        kNotificationsLost = 256,
     };
 
     /** The session of a radio has stopped. */
@@ -29,8 +31,8 @@ class CccRegionCallback {
 };
 
 /**
- * Client of the CCC (digital key) region "nfcc_coex". There is one callback to set, and each session
- * keeps the one that it was started with: two radios have two clients.
+ * Client of the CCC (digital key) region "nfcc_coex". There is one callback to set, and each
+ * session keeps the one that it was started with: two radios have two clients.
  */
 class CccRegionUtils : public BaseRegionUtils {
   public:
@@ -67,6 +69,9 @@ class CccRegionUtils : public BaseRegionUtils {
 
     /** Fills in what every radio of this region can do; always true. */
     bool GetCapabilities(CccCapabilities& caps) const;
+
+  protected:
+    void OnNotificationsLost() override;
 
   private:
     struct Session {

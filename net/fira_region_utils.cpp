@@ -62,6 +62,14 @@ bool FiraRegionUtils::IsSubscribed(uint32_t hw_index, const FiraCallback* callba
     return entry != callbacks_.end() && entry->second == callback;
 }
 
+void FiraRegionUtils::OnNotificationsLost() {
+    const auto callbacks = callbacks_;  // They unsubscribe.
+    for (const auto& [hw_index, callback] : callbacks) {
+        if (IsSubscribed(hw_index, callback)) callback->OnNotificationsLost();
+    }
+    CloseRangingSocket();
+}
+
 // Writes the session that the call is about; a message that is full is logged as function's.
 bool FiraRegionUtils::PutSessionId(const char* function, uint32_t session_id, RegionCall* call) {
     if (!call->started()) return false;

@@ -30,6 +30,9 @@ class FiraCallback {
     /** A session has stopped; reason is the radio's. */
     virtual void OnSessionStopped(uint32_t session_id, int reason) = 0;
 
+    /** Reports were lost, and with them perhaps stops: nothing that runs can be relied upon. */
+    virtual void OnNotificationsLost() {}
+
   protected:
     ~FiraCallback() = default;
 };
@@ -132,6 +135,9 @@ class FiraRegionUtils : public BaseRegionUtils {
      */
     static bool ParseAntennaMeasurement(nlattr* nest, FiraAntennaMeasurement* out,
                                         uint8_t* pair_index);
+
+  protected:
+    void OnNotificationsLost() override;
 
   private:
     static bool PutSessionId(const char* function, uint32_t session_id, RegionCall* call);

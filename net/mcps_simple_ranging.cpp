@@ -78,13 +78,21 @@ bool McpsUtils::SetRangingRequests(uint32_t hw_index, std::vector<RangingRequest
         return false;
     }
     socket->DisableAutoAck();
+    socket->SetLostHandler([this] { OnRangingResultsLost(); });
     if (!socket->WatchNetlinkSocket(socket,
                                     [this](nl_msg* report) { return OnRangingResult(report); })) {
         return false;
     }
     ranging_socket_ = socket;
     ranging_requests_ = std::move(requests);
+    ranging_hw_index_ = hw_index;
     return true;
+}
+
+// There is no session that might have stopped unheard, only results that are missing.
+void McpsUtils::OnRangingResultsLost() {
+    LOG(ERROR) << "Simple ranging results were lost; the requests are set anew";
+    SetRangingRequests(ranging_hw_index_, std::vector(ranging_requests_));
 }
 
 bool McpsUtils::RangingRequestsToNlMsg(nl_msg* msg, uint32_t hw_index,

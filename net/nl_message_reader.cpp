@@ -37,6 +37,7 @@ int OnFinish(nl_msg* /*msg*/, void* /*arg*/) {
 
 int OnError(sockaddr_nl* /*address*/, nlmsgerr* error, void* arg) {
     auto* reader = static_cast<NlMessageReader*>(arg);
+    reader->was_refused_ = true;
     return reader->on_error_ ? reader->on_error_(error) : NL_STOP;
 }
 
@@ -56,6 +57,7 @@ NlMessageReader::~NlMessageReader() {
 }
 
 int NlMessageReader::read_message(nl_sock* socket) {
+    was_refused_ = false;
     return nl_recvmsgs(socket, cb_);
 }
 

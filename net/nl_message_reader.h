@@ -43,6 +43,9 @@ class NlMessageReader {
     /** When a read gives up although messages keep coming. */
     std::chrono::steady_clock::time_point deadline_ = kNever;
 
+    /** Whether the last read ended with an error reply, which is an answer and no failure. */
+    bool was_refused_ = false;
+
     /** No deadline. */
     static constexpr auto kNever = std::chrono::steady_clock::time_point::max();
 

@@ -8,6 +8,7 @@
 #include <netlink/genl/ctrl.h>
 #include <netlink/genl/genl.h>
 #include <netlink/msg.h>
+#include <poll.h>
 #include <sys/socket.h>
 #include <sys/time.h>
 
@@ -26,13 +27,22 @@ constexpr timeval kReceiveTimeout = {.tv_sec = 1, .tv_usec = 0};
 // reports do, and an acknowledgement that did not fit beside them never will.
 constexpr std::chrono::seconds kExchangeTimeout(5);
 
+// Of sockets that are read by event: what a second of silence of ours may pile up, and more than
+// any one message has.
+constexpr int kNotificationBufferSize = 1024 * 1024;
+constexpr size_t kMaxMessageSize = 32 * 1024;
+
+// Read in one pass of the loop, so that binder gets its turn.
+constexpr int kMessagesPerPass = 4;
+
 }  // namespace
 
-NlSocket::NlSocket(EventLoop* event_loop)
+NlSocket::NlSocket(EventLoop* event_loop, NotificationMode mode)
     : event_loop_(event_loop),
       socket_(nullptr),
       watching_(false),
-      reader_(std::make_unique<NlMessageReader>()) {}
+      reader_(std::make_unique<NlMessageReader>()),
+      mode_(mode) {}
 
 NlSocket::~NlSocket() {
     // The class's own operation, not an override: a derived part is gone by now.
@@ -44,6 +54,7 @@ NlSocket::~NlSocket() {
 bool NlSocket::Setup() {
     if (watching_) StopWatchNetlinkSocket();
     if (socket_ != nullptr) nl_socket_free(socket_);
+    is_nonblocking_ = false;
     socket_ = nl_socket_alloc();
     if (socket_ == nullptr) {
         LOG(ERROR) << __func__ << ": Failed to create netlink socket";
@@ -79,10 +90,11 @@ int NlSocket::Resolve(const char* family) {
 
 bool NlSocket::ReceiveMessage(std::function<int(nl_msg*)> handler) {
     reader_->on_valid_ = std::move(handler);
-    const int result = reader_->read_message(socket_);
+    const int result = Read();
     reader_->on_valid_ = nullptr;
     if (result < 0) {
         LOG(WARNING) << __func__ << ": Error reading message: " << nl_geterror(result);
+        CheckLost(result);
     }
     return result >= 0;
 }
@@ -124,6 +136,7 @@ bool NlSocket::SendAndAwaitAck(nl_msg* msg, std::function<int(nl_msg*)> on_valid
     reader_->on_ack_ = nullptr;
     reader_->on_error_ = nullptr;
     reader_->on_valid_ = nullptr;
+    CheckLost(result);
     return result >= 0 && acked && error == 0;
 }
 
@@ -166,6 +179,7 @@ bool NlSocket::SendAndAwaitResponse(nl_msg* msg, std::function<void(nl_msg*)> on
     reader_->deadline_ = NlMessageReader::kNever;
     reader_->on_error_ = nullptr;
     reader_->on_valid_ = nullptr;
+    CheckLost(result);
     return result >= 0 && finished && error == 0;
 }
 
@@ -175,19 +189,70 @@ bool NlSocket::WatchNetlinkSocket(std::weak_ptr<NlSocket> self,
     if (alive == nullptr) return false;
     const int fd = GetFd();
     if (watching_ || fd == -1) return false;
+    self_ = self;
     auto on_ready = [self, handler](int /*fd*/) {
         // Held until the read is over: a notification may make its user drop the socket.
         const std::shared_ptr<NlSocket> socket = self.lock();
         if (socket == nullptr) {
             LOG(WARNING) << "WatchNetlinkSocket: socket is close";
+        } else if (socket->mode_ == NotificationMode::kEvent) {
+            socket->ReceiveWaiting(self, handler);
+        } else {
+            socket->ReceiveMessage(handler);
+        }
+    };
+    if (mode_ == NotificationMode::kEvent) PrepareForEvents();
+    // Polled in output mode on purpose: the socket is always writable, so every pass of the loop
+    // reads it once, each read bounded by the receive time-out.
+    const EventLoop::ReadyMode ready =
+        mode_ == NotificationMode::kEvent ? EventLoop::kModeInput : EventLoop::kModeOutput;
+    watching_ = event_loop_->WatchFileDescriptor(fd, ready, on_ready);
+    return watching_;
+}
+
+void NlSocket::PrepareForEvents() {
+    is_nonblocking_ = nl_socket_set_nonblocking(socket_) == 0;
+    // Beyond the system's limit, which is meant for those without CAP_NET_ADMIN.
+    if (setsockopt(GetFd(), SOL_SOCKET, SO_RCVBUFFORCE, &kNotificationBufferSize,
+                   sizeof(kNotificationBufferSize)) != 0) {
+        setsockopt(GetFd(), SOL_SOCKET, SO_RCVBUF, &kNotificationBufferSize,
+                   sizeof(kNotificationBufferSize));
+    }
+    nl_socket_set_msg_buf_size(socket_, kMaxMessageSize);
+    nl_socket_disable_msg_peek(socket_);  // libnl would receive each message twice.
+}
+
+void NlSocket::ReceiveWaiting(const std::weak_ptr<NlSocket>& self,
+                              const std::function<int(nl_msg*)>& handler) {
+    // The caller holds one reference; without another the user has dropped the socket by now.
+    for (int i = 0; i < kMessagesPerPass && watching_ && self.use_count() > 1; i++) {
+        reader_->on_valid_ = handler;
+        const int result = reader_->read_message(socket_);
+        reader_->on_valid_ = nullptr;
+        if (result == -NLE_AGAIN) return;
+        event_loop_->NoteProgress();
+        if (result < 0) {
+            LOG(WARNING) << "ReceiveMessage: Error reading message: " << nl_geterror(result);
+            CheckLost(result);
             return;
         }
-        socket->ReceiveMessage(handler);
-    };
-    // Output mode on purpose: the socket is always writable, so every pass of the loop reads it
-    // once, each read bounded by the receive time-out.
-    watching_ = event_loop_->WatchFileDescriptor(fd, EventLoop::kModeOutput, on_ready);
-    return watching_;
+    }
+}
+
+void NlSocket::SetLostHandler(std::function<void()> on_lost) {
+    on_lost_ = std::move(on_lost);
+}
+
+void NlSocket::CheckLost(int result) {
+    // Nothing there, a stray answer and a refusal are no losses.
+    if (result >= 0 || !watching_ || !on_lost_ || reader_->was_refused_ || result == -NLE_AGAIN ||
+        result == -NLE_INTR || result == -NLE_SEQ_MISMATCH) {
+        return;
+    }
+    // Later: whoever reads here may be in the middle of starting a session.
+    event_loop_->PostTask([self = self_, on_lost = std::exchange(on_lost_, nullptr)] {
+        if (!self.expired()) on_lost();
+    });
 }
 
 bool NlSocket::StopWatchNetlinkSocket() {
@@ -199,7 +264,18 @@ bool NlSocket::StopWatchNetlinkSocket() {
 }
 
 int NlSocket::ReadReply() {
-    return reader_->IsLate() ? -NLE_AGAIN : reader_->read_message(socket_);
+    return reader_->IsLate() ? -NLE_AGAIN : Read();
+}
+
+int NlSocket::Read() {
+    if (is_nonblocking_) {
+        pollfd ready = {.fd = GetFd(), .events = POLLIN, .revents = 0};
+        if (poll(&ready, 1, kReceiveTimeout.tv_sec * 1000) == 0) return -NLE_AGAIN;
+    }
+    const int result = reader_->read_message(socket_);
+    // A driver that is slow to answer, many times over, is no thread that hangs.
+    if (event_loop_ != nullptr) event_loop_->NoteProgress();
+    return result;
 }
 
 int NlSocket::GetFd() const {

@@ -11,6 +11,17 @@
 
 namespace hardware::velta {
 
+/** How a watched socket is read; the integrator chooses. */
+enum class NotificationMode {
+    /**
+     * Polled: every pass of the loop reads it once and waits up to a second for something to come.
+     * Whatever else the loop serves waits as long.
+     */
+    kPoll,
+    /** When there is something to read, without ever waiting; with a buffer for many reports. */
+    kEvent,
+};
+
 /**
  * One generic netlink socket. Exchanges block the calling thread, at most one second for each read
  * and some five for all of them, whatever else keeps arriving. Only the kernel is listened to.
@@ -20,8 +31,8 @@ namespace hardware::velta {
  */
 class NlSocket {
   public:
-    /** @param event_loop borrowed; used by the watch operations only. */
-    explicit NlSocket(EventLoop* event_loop);
+    /** @param event_loop borrowed, may be null; used by the watch operations only. */
+    explicit NlSocket(EventLoop* event_loop, NotificationMode mode = NotificationMode::kPoll);
     virtual ~NlSocket();
     NlSocket(const NlSocket&) = delete;
     NlSocket& operator=(const NlSocket&) = delete;
@@ -80,9 +91,24 @@ class NlSocket {
     /** @return false when the socket is not watched. */
     virtual bool StopWatchNetlinkSocket();
 
+    /**
+     * Has on_lost called, in a task of its own, once messages of the watched socket are lost: more
+     * came than its buffer holds, or it cannot be read any more. Until it is watched again, once.
+     */
+    virtual void SetLostHandler(std::function<void()> on_lost);
+
   private:
     // Reads once, within the time of the exchange; a negative libnl error when that is over.
     int ReadReply();
+    // Reads once, whatever comes first of a message, an error and the receive time-out.
+    int Read();
+    // Reads what is there, without waiting.
+    void ReceiveWaiting(const std::weak_ptr<NlSocket>& self,
+                        const std::function<int(nl_msg*)>& handler);
+    // Makes the socket one that is read by event.
+    void PrepareForEvents();
+    // Tells the handler, if messages are lost by what a read has come to.
+    void CheckLost(int result);
 
     /** @return the socket's descriptor, -1 when there is none. */
     int GetFd() const;
@@ -91,6 +117,10 @@ class NlSocket {
     nl_sock* socket_;
     bool watching_;
     std::unique_ptr<NlMessageReader> reader_;
+    NotificationMode mode_;
+    bool is_nonblocking_ = false;
+    std::weak_ptr<NlSocket> self_;  // While it is watched.
+    std::function<void()> on_lost_;
 };
 
 }  // namespace hardware::velta

@@ -17,13 +17,17 @@ namespace hardware::velta {
  */
 class NlSocketFactory {
   public:
-    /** @param event_loop borrowed; lent to every socket. */
-    explicit NlSocketFactory(EventLoop* event_loop) : event_loop_(event_loop) {}
+    /**
+     * @param event_loop borrowed; lent to every socket.
+     * @param mode how those that are watched are read.
+     */
+    explicit NlSocketFactory(EventLoop* event_loop, NotificationMode mode = NotificationMode::kPoll)
+        : event_loop_(event_loop), mode_(mode) {}
     virtual ~NlSocketFactory() = default;
 
     /** @return a socket that is set up, or null. */
     virtual std::unique_ptr<NlSocket> Create() {
-        auto socket = std::make_unique<NlSocket>(event_loop_);
+        auto socket = std::make_unique<NlSocket>(event_loop_, mode_);
         if (!socket->Setup()) return nullptr;
         return socket;
     }
@@ -58,6 +62,7 @@ class NlSocketFactory {
     }
 
     EventLoop* event_loop_;
+    NotificationMode mode_;
 };
 
 }  // namespace hardware::velta

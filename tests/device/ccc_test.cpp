@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 
-// CCC sessions. While one runs the service reads its socket for a second at a time, so that every
-// call may take a second.
+// CCC sessions. Where notifications are polled the service reads the socket of one for a second at
+// a time, so that every call may take a second.
 #include "tests/device/device_test.h"
 
 namespace hardware::velta::device {

@@ -80,9 +80,27 @@ int ServicePid() {
     return std::stoi(ReadText("/run/service.pid"));
 }
 
+namespace {
+
+std::string g_notifications = "event";
+
+}  // namespace
+
+std::string NotificationsMode() {
+    return g_notifications;
+}
+
 void RestartService(const std::string& properties, const std::string& signal) {
+    constexpr char kShipped[] = "/etc/velta-uwb/build.prop";
+    constexpr char kMode[] = "ro.vendor.uwb.hal.notifications=";
     Shell("service-stop " + signal);
-    Shell((properties.empty() ? "" : "VELTA_UWB_PROPERTIES=" + properties + " ") + "service-start");
+    std::string text;
+    for (const std::string& line :
+         Split(ReadText(properties.empty() ? kShipped : properties), "\n")) {
+        if (!line.starts_with(kMode)) text += line + "\n";
+    }
+    WriteText("/tmp/service.prop", text + kMode + g_notifications + "\n");
+    Shell("VELTA_UWB_PROPERTIES=/tmp/service.prop service-start");
 }
 
 std::string NewLog() {
@@ -323,6 +341,11 @@ namespace {
     }
     printf("%d %s\n", getpid(), said.c_str());
     fflush(stdout);
+    if (step == "callbacks") {
+        // The service asks this process back for each new one.
+        const auto fira = hal.Get(0, &IUwbIface::firaController);
+        for (;;) fira->setSessionCallback(SharedRefBase::make<FiraEvents>());
+    }
     for (;;) pause();
 }
 
@@ -400,5 +423,10 @@ int main(int argc, char** argv) {
         hardware::velta::device::RunClient(argv[1] + sizeof(kClient) - 1);
     }
     ::testing::InitGoogleMock(&argc, argv);
+    constexpr char kNotifications[] = "--notifications=";
+    if (argc > 1 && std::string(argv[1]).starts_with(kNotifications)) {
+        hardware::velta::device::g_notifications = argv[1] + sizeof(kNotifications) - 1;
+        hardware::velta::device::RestartService();
+    }
     return RUN_ALL_TESTS();
 }

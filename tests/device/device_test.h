@@ -49,6 +49,8 @@ bool Eventually(const std::function<bool()>& done);
 int ServicePid();
 /** @param properties the file that the service is to read its system properties from. */
 void RestartService(const std::string& properties = "", const std::string& signal = "TERM");
+/** @return how the service reads notifications in this run: "event" or "poll". */
+std::string NotificationsMode();
 /** @return what the service has logged since this was asked last, or since the test began. */
 std::string NewLog();
 
@@ -245,7 +247,7 @@ void ExpectTruth(const FiraTwrMeasurement& measurement, int radio, const std::st
 /**
  * Another process that is a client: it takes the steps to "open", "fira-initialised",
  * "fira-running", "fira-stopping", "ccc-initialised", "ccc-running" or "simple-running" and stays
- * there until it is killed.
+ * there until it is killed; or "callbacks", after which it keeps setting new ones.
  */
 class ClientProcess {
   public:
@@ -253,6 +255,7 @@ class ClientProcess {
     ~ClientProcess();
     ClientProcess(const ClientProcess&) = delete;
     ClientProcess& operator=(const ClientProcess&) = delete;
+    int pid() const { return pid_; }
     /** What it was told last. */
     std::string said;
 

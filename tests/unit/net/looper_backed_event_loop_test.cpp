@@ -95,5 +95,27 @@ TEST_F(LooperBackedEventLoopTest, PollBlocksForDescriptorsAndTasks) {
         ::testing::ExitedWithCode(7), "");
 }
 
+// The limit is for one wait; a thread that says that it gets on may go on.
+TEST(StallGuardTest, EndsAProcessWhoseCallbackHangs) {
+    const auto run = [](const std::function<void(EventLoop*)>& task) {
+        LooperBackedEventLoop loop(std::chrono::seconds(1));
+        loop.PostTask([&] { task(&loop); });
+        loop.PostTask([] { _exit(7); });
+        loop.Poll();
+    };
+    const auto nap = [] { usleep(400'000); };
+    EXPECT_DEATH(run([](EventLoop* /*loop*/) {
+                     for (;;) pause();
+                 }),
+                 "Stalled: a posted task has run for 1");
+    EXPECT_EXIT(run([&](EventLoop* loop) {
+                    for (int i = 0; i < 5; i++) {
+                        nap();
+                        loop->NoteProgress();
+                    }
+                }),
+                ::testing::ExitedWithCode(7), "");
+}
+
 }  // namespace
 }  // namespace hardware::velta

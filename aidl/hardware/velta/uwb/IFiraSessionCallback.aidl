@@ -33,7 +33,9 @@ oneway interface IFiraSessionCallback {
     /**
      * A session has stopped ranging, asked for or not; it is still initialised.
      *
-     * @param reason the driver's reason, passed through; drivers use 0 for a stop that was asked for.
+     * @param reason the driver's reason, passed through, 0 to 255; drivers use 0 for a stop that was
+     *        asked for. 256: the service lost notifications of the radio, so that it could not tell
+     *        any more what ran, and stopped the session; it can be started again.
      */
     void onSessionStopped(int sessionId, int reason);
 }

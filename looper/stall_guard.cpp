@@ -1,0 +1,121 @@
+// SPDX-License-Identifier: Apache-2.0
+#define LOG_TAG "velta.uwb.StallGuard"
+
+#include "looper/stall_guard.h"
+
+#include <android-base/logging.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cerrno>
+#include <climits>
+#include <csignal>
+#include <cstdio>
+#include <ctime>
+#include <string>
+
+namespace hardware::velta {
+namespace {
+
+constexpr int64_t kIdle = 0;
+constexpr int64_t kMillisecondsPerSecond = 1000;
+constexpr int64_t kNanosecondsPerMillisecond = 1000000;
+
+// For a log that hangs as well: it may be what the thread hangs in.
+constexpr unsigned int kLogSeconds = 2;
+
+// What the signal handler sees. It runs on the loop's thread.
+std::atomic<int64_t> g_since = kIdle;  // Milliseconds of the monotonic clock.
+std::atomic<int64_t> g_limit = 0;      // Milliseconds.
+std::atomic<int> g_fd = StallGuard::kTask;
+std::atomic<bool> g_is_armed = false;
+timer_t g_timer;
+
+static_assert(std::atomic<int64_t>::is_always_lock_free);
+
+int64_t NowMilliseconds() {
+    timespec now = {};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return now.tv_sec * kMillisecondsPerSecond + now.tv_nsec / kNanosecondsPerMillisecond;
+}
+
+void SetTimer(int64_t milliseconds) {
+    itimerspec spec = {};
+    spec.it_value.tv_sec = static_cast<time_t>(milliseconds / kMillisecondsPerSecond);
+    spec.it_value.tv_nsec =
+        static_cast<long>(milliseconds % kMillisecondsPerSecond * kNanosecondsPerMillisecond);
+    timer_settime(g_timer, 0, &spec, nullptr);
+}
+
+// "descriptor 5 (/dev/binder)"
+std::string WhatRuns() {
+    const int fd = g_fd;
+    if (fd == StallGuard::kTask) return "a posted task";
+    const std::string number = std::to_string(fd);
+    char target[PATH_MAX] = {};
+    if (readlink(("/proc/self/fd/" + number).c_str(), target, sizeof(target) - 1) < 0)
+        return number;
+    return "the callback of descriptor " + number + " (" + target + ")";
+}
+
+void OnTimer(int /*signal*/) {
+    const int saved_errno = errno;
+    const int64_t since = g_since;
+    const int64_t taken = NowMilliseconds() - since;
+    if (since == kIdle) {
+        g_is_armed = false;  // Whoever runs next sets the timer anew.
+    } else if (taken < g_limit) {
+        SetTimer(g_limit - taken);
+    } else {
+        // The default action ends a process that hangs in the log.
+        signal(SIGALRM, SIG_DFL);
+        sigset_t alarm_only;
+        sigemptyset(&alarm_only);
+        sigaddset(&alarm_only, SIGALRM);
+        sigprocmask(SIG_UNBLOCK, &alarm_only, nullptr);
+        alarm(kLogSeconds);
+        LOG(FATAL) << "Stalled: " << WhatRuns() << " has run for " << taken
+                   << " ms without an end; giving up, for a supervisor to start this anew";
+    }
+    errno = saved_errno;
+}
+
+}  // namespace
+
+StallGuard::StallGuard(std::chrono::seconds limit) : is_on_(limit.count() > 0) {
+    if (!is_on_) return;
+    g_limit = std::chrono::milliseconds(limit).count();
+    g_since = kIdle;
+    g_is_armed = false;
+    struct sigaction action = {};
+    action.sa_handler = OnTimer;
+    action.sa_flags = SA_RESTART;
+    sigaction(SIGALRM, &action, nullptr);
+    sigevent event = {};
+    event.sigev_notify = SIGEV_SIGNAL;
+    event.sigev_signo = SIGALRM;
+    CHECK_EQ(timer_create(CLOCK_MONOTONIC, &event, &g_timer), 0);
+}
+
+StallGuard::~StallGuard() {
+    if (!is_on_) return;
+    timer_delete(g_timer);
+    signal(SIGALRM, SIG_DFL);
+}
+
+void StallGuard::Begin(int fd) {
+    if (!is_on_) return;
+    g_fd = fd;
+    g_since = NowMilliseconds();
+    if (!g_is_armed.exchange(true)) SetTimer(g_limit);
+}
+
+void StallGuard::End() {
+    g_since = kIdle;
+}
+
+void StallGuard::NoteProgress() {
+    if (is_on_ && g_since != kIdle) g_since = NowMilliseconds();
+}
+
+}  // namespace hardware::velta
