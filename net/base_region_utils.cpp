@@ -23,7 +23,7 @@ constexpr auto kCallPolicies = MakePolicies<MCPS802154_REGION_CALL_ATTR_MAX>({
 }  // namespace
 
 BaseRegionUtils::BaseRegionUtils(McpsRegion region, NlSocketFactory* factory)
-    : factory_(factory), net_id_(0), region_(region) {}
+    : factory_(factory), net_id_(0), region_(region), name_(region.ToString()) {}
 
 void BaseRegionUtils::SetMcpsNetId(uint32_t id) {
     net_id_ = id;
@@ -32,14 +32,14 @@ void BaseRegionUtils::SetMcpsNetId(uint32_t id) {
 bool BaseRegionUtils::SetMcpsCommand(nl_msg* msg, uint32_t hw_index, uint8_t command,
                                      int flags) const {
     if (net_id_ == 0) {
-        LOG(ERROR) << __func__ << " " << region_.ToString() << ": MCPS netlink id is not resolved";
+        LOG(ERROR) << __func__ << " " << name_ << ": MCPS netlink id is not resolved";
         return false;
     }
     genlmsg_put(msg, NL_AUTO_PORT, NL_AUTO_SEQ, static_cast<int>(net_id_), 0, flags, command, 0);
     AttrWriter put(msg);
     put.U32(MCPS802154_ATTR_HW, hw_index);
     if (!put.ok()) {
-        LOG(ERROR) << __func__ << " " << region_.ToString() << ": Error creating MCPS message";
+        LOG(ERROR) << __func__ << " " << name_ << ": Error creating MCPS message";
         return false;
     }
     return true;
@@ -52,11 +52,11 @@ bool BaseRegionUtils::StartCallMessage(nl_msg* msg, uint32_t hw_index, uint8_t c
     put.String(MCPS802154_ATTR_SCHEDULER_NAME, MCPS802154_SCHEDULER_ENDLESS);
     *call = put.ok() ? StartNest(msg, MCPS802154_ATTR_SCHEDULER_REGION_CALL) : nullptr;
     put.U32(MCPS802154_REGION_CALL_ATTR_ID, 0);
-    put.String(MCPS802154_REGION_CALL_ATTR_NAME, region_.ToString());
+    put.String(MCPS802154_REGION_CALL_ATTR_NAME, name_);
     put.U32(MCPS802154_REGION_CALL_ATTR_CALL, call_id);
     if (*call == nullptr || !put.ok()) {
         // No colon in this one.
-        LOG(ERROR) << __func__ << " " << region_.ToString() << " Error creating MCPS message";
+        LOG(ERROR) << __func__ << " " << name_ << " Error creating MCPS message";
         return false;
     }
     return true;
@@ -83,8 +83,7 @@ bool BaseRegionUtils::StartRangingSession(nl_msg* msg, std::function<int(nl_msg*
     const std::shared_ptr<NlSocket> socket =
         is_new ? std::shared_ptr<NlSocket>(factory_->Create()) : ranging_socket_;
     if (socket == nullptr) {
-        LOG(ERROR) << __func__ << " " << region_.ToString()
-                   << ": BAD_ALLOC: cannot allocate NlSocket";
+        LOG(ERROR) << __func__ << " " << name_ << ": BAD_ALLOC: cannot allocate NlSocket";
         return false;
     }
     if (!socket->SendAndAwaitAck(msg, handler)) return false;
@@ -101,56 +100,59 @@ bool BaseRegionUtils::StartRangingSession(nl_msg* msg, std::function<int(nl_msg*
 
 void BaseRegionUtils::CountLost() {
     lost_count_++;
-    LOG(ERROR) << "Notifications " << region_.ToString() << ": lost, for the " << lost_count_
+    LOG(ERROR) << "Notifications " << name_ << ": lost, for the " << lost_count_
                << ". time since the start; what ran is stopped";
     OnNotificationsLost();
 }
 
 void BaseRegionUtils::CloseRangingSocket() {
     if (ranging_socket_ == nullptr) return;
-    LOG(INFO) << __func__ << " " << region_.ToString();
+    LOG(INFO) << __func__ << " " << name_;
     ranging_socket_.reset();
 }
 
 nlattr* BaseRegionUtils::GetCallContent(nl_msg* msg, uint32_t* hw_index, uint8_t* call_id) const {
-    const std::string prefix = std::string(__func__) + " " + region_.ToString();
+    // Only for what is logged: this runs for every report.
+    static constexpr const char* kFunction = __func__;
+    const auto prefix = [this] { return std::string(kFunction) + " " + name_; };
     const std::optional<int> command = GenlCommand(msg);
     if (!command) {
-        LOG(ERROR) << prefix << ": Message doesn't respect policy";
+        LOG(ERROR) << prefix() << ": Message doesn't respect policy";
         return nullptr;
     }
     if (command != MCPS802154_CMD_REGION_CALL) {
-        LOG(WARNING) << prefix << ": Incorrect command received: " << *command;
+        LOG(WARNING) << prefix() << ": Incorrect command received: " << *command;
         return nullptr;
     }
     AttrTable<MCPS802154_ATTR_MAX> attrs;
     if (attrs.ParseMessage(msg, kMcpsPolicies) < 0) {
-        LOG(ERROR) << prefix << ": Message doesn't respect policy";
+        LOG(ERROR) << prefix() << ": Message doesn't respect policy";
         return nullptr;
     }
     if (!attrs.Has(MCPS802154_ATTR_HW) || !attrs.Has(MCPS802154_ATTR_SCHEDULER_REGION_CALL)) {
-        LOG(ERROR) << prefix
+        LOG(ERROR) << prefix()
                    << ": Missing MCPS802154_ATTR_HW or MCPS802154_ATTR_SCHEDULER_REGION_CALL";
         return nullptr;
     }
     *hw_index = attrs.U32(MCPS802154_ATTR_HW);
     AttrTable<MCPS802154_REGION_CALL_ATTR_MAX> call;
     if (call.ParseNest(attrs.Get(MCPS802154_ATTR_SCHEDULER_REGION_CALL), kCallPolicies) < 0) {
-        LOG(ERROR) << prefix << ": Incorrect MCPS802154_ATTR_SCHEDULER_REGION_CALL nested message";
+        LOG(ERROR) << prefix()
+                   << ": Incorrect MCPS802154_ATTR_SCHEDULER_REGION_CALL nested message";
         return nullptr;
     }
     if (!call.Has(MCPS802154_REGION_CALL_ATTR_NAME) ||
-        call.Text(MCPS802154_REGION_CALL_ATTR_NAME) != region_.ToString()) {
-        LOG(ERROR) << prefix << ": Missing region name in mcps message";
+        call.Text(MCPS802154_REGION_CALL_ATTR_NAME) != name_) {
+        LOG(ERROR) << prefix() << ": Missing region name in mcps message";
         return nullptr;
     }
     if (!call.Has(MCPS802154_REGION_CALL_ATTR_CALL)) {
-        LOG(ERROR) << prefix << ": Missing region call in mcps message";
+        LOG(ERROR) << prefix() << ": Missing region call in mcps message";
         return nullptr;
     }
     *call_id = static_cast<uint8_t>(call.U32(MCPS802154_REGION_CALL_ATTR_CALL));
     if (!call.Has(MCPS802154_REGION_CALL_ATTR_PARAMS)) {
-        LOG(ERROR) << prefix << ": Missing region call params in mcps message";
+        LOG(ERROR) << prefix() << ": Missing region call params in mcps message";
         return nullptr;
     }
     return call.Get(MCPS802154_REGION_CALL_ATTR_PARAMS);

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <string>
 
 #include "net/mcps_utils.h"
 #include "net/nl_socket_factory.h"
@@ -89,6 +90,7 @@ class BaseRegionUtils {
     std::shared_ptr<NlSocket> ranging_socket_;
     uint32_t net_id_;
     McpsRegion region_;
+    std::string name_;  // The region's, as region_ has it.
     // How often notifications were lost.
     uint64_t lost_count_ = 0;
 };

@@ -99,7 +99,7 @@ bool McpsUtils::CalibrationBatch::PutCalibrationKeys(nl_msg* msg, size_t* count)
     const size_t room = kMessageLimit - used_ - kOverhead;
     *count = 0;
     while (!Done()) {
-        const std::string key = next_->first;
+        const std::string& key = next_->first;
         const auto key_size = static_cast<size_t>(nla_total_size(static_cast<int>(key.size()) + 1));
         if (key_size > room) {
             LOG(ERROR) << "Skip incorrect key " << key;
@@ -132,15 +132,13 @@ bool McpsUtils::CalibrationBatch::PutCalibrationKeys(nl_msg* msg, size_t* count)
 
 McpsUtils::CalibrationBatch::Outcome McpsUtils::CalibrationBatch::PutValue(nl_msg* msg,
                                                                            size_t key_size) {
-    const std::string key = next_->first;
-    const std::string text = config_->GetValue(key);
+    const auto& [key, text] = *next_;
     long number = 0;
-    std::vector<char> bytes;
     if (ConfigUtils::ToInt(text, number)) {
         const auto narrowed = static_cast<int32_t>(number);
         if (!PutEntry(msg, key, &narrowed, sizeof(narrowed))) return Outcome::kFailed;
         used_ += key_size + kOverhead;
-    } else if (ConfigUtils::ToArray(text, bytes)) {
+    } else if (std::vector<char> bytes; ConfigUtils::ToArray(text, bytes)) {
         if (!PutEntry(msg, key, bytes.data(), bytes.size())) return Outcome::kFailed;
         // More than it takes, so that requests with arrays are cut early.
         used_ += key_size + kOverhead * bytes.size();

@@ -10,6 +10,7 @@
 #include <cstring>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace hardware::velta {
@@ -179,7 +180,7 @@ class AttrTable {
     /** For NLA_STRING, whose policy has made sure of the NUL; up to the first one. */
     std::string String(int attr) const { return nla_get_string(attrs_[attr]); }
     /** As String(), but all of it up to the last NUL: for comparisons that take no junk. */
-    std::string Text(int attr) const {
+    std::string_view Text(int attr) const {
         return {static_cast<const char*>(nla_data(attrs_[attr])), Size(attr) - 1};
     }
 

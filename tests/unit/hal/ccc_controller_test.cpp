@@ -115,8 +115,11 @@ TEST_F(CccControllerTest, TakesItsKeysAndLeavesTheDriverItsOwn) {
 TEST_F(CccControllerTest, OffersTheChannelsOfThePhy) {
     CccController::CccCapabilities caps;
     EXPECT_EQ(Trace(ccc_->getCapabilities(&caps)), "phy wpan0");
-    EXPECT_EQ(caps.supportedChannels, (std::vector<int>{3, 9}));
-    EXPECT_EQ(caps.ranMultiplier, 2);
+    EXPECT_EQ(caps.toString(),
+              "CccCapabilities{protocolVersions: [0, 1], uwbConfigs: [1], pulseShapeCombinations: "
+              "[0, 1, 2], ranMultiplier: 2, chapsPerSlot: [3, 4, 6, 8, 9, 12, 24], syncCodes: [9, "
+              "10, 11, 12], supportedChannels: [3, 9], hoppingConfigModes: [0, 1, 2], "
+              "hoppingSequences: [0, 1]}");
     journal_.failing = {"phy"};
     EXPECT_EQ(Trace(ccc_->getCapabilities(&caps)),
               "phy wpan0; !1 Failed to get supported channels");

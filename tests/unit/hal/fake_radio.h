@@ -7,6 +7,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <iomanip>
 #include <set>
 #include <sstream>
 
@@ -77,8 +78,9 @@ class FakeInterfaceTool : public InterfaceTool, Noting {
     bool SetUpStateIfNecessary(const char* iface, bool up) override {
         return Note(up ? "ensure-up" : "ensure-down", iface);
     }
-    bool SetMacAddress(const char*, const std::array<uint8_t, 8>& mac) override {
-        return Note("mac", +mac[0], +mac[1], +mac[2], +mac[3], +mac[4], +mac[5], +mac[6], +mac[7]);
+    bool SetMacAddress(const char* iface, const std::array<uint8_t, 8>& mac) override {
+        return Note("mac", iface, +mac[0], +mac[1], +mac[2], +mac[3], +mac[4], +mac[5], +mac[6],
+                    +mac[7]);
     }
 };
 
@@ -122,7 +124,9 @@ class FakeMcps : public McpsUtils, Noting {
         return Note("driver", hw, keys);
     }
     bool SetRangingRequests(uint32_t hw, std::vector<RangingRequest> requests) override {
-        return Note("requests", hw, requests.size(), requests.empty() ? 0 : requests.back().id);
+        std::string ids;
+        for (const RangingRequest& request : requests) ids += std::to_string(request.id) + ",";
+        return Note("requests", hw, ids);
     }
     bool SubscribeRangingResults(std::function<void(const RangingResult&)> callback) override {
         on_result = std::move(callback);
@@ -149,12 +153,16 @@ class FakeIeee : public IeeeUtils, Noting {
         *ok = Note("list-devices");
         return devices;
     }
-    bool SetPanId(const char*, uint16_t pan_id) override { return Note("pan", pan_id); }
+    bool SetPanId(const char* iface, uint16_t pan_id) override {
+        return Note("pan", iface, pan_id);
+    }
     bool GetPhyInfo(const char* iface, PhyInfo* info) override {
         info->channels.insert(info->channels.end(), {3, 9});
         return Note("phy", iface);
     }
-    bool SetChannel(const char*, int channel) override { return Note("channel", channel); }
+    bool SetChannel(const char* iface, int channel) override {
+        return Note("channel", iface, channel);
+    }
 
     std::vector<DevInfo> devices;
 };
@@ -182,8 +190,7 @@ class FakeSocketFactory : public NlSocketFactory {
 
 class FakeCcc : public CccRegionUtils, Noting {
   public:
-    FakeCcc(NlSocketFactory* factory, Journal* journal)
-        : CccRegionUtils(factory), Noting(journal) {
+    FakeCcc(NlSocketFactory* factory, Journal* journal) : CccRegionUtils(factory), Noting(journal) {
         CccRegionUtils::SetMcpsNetId(27);
     }
     void SetMcpsNetId(uint32_t id) override { Note("ccc-net-id", id); }
@@ -194,6 +201,18 @@ class FakeCcc : public CccRegionUtils, Noting {
     }
     bool StopCccSession(uint32_t hw) override { return Note("ccc-stop", hw); }
 };
+
+/** @return short addresses in hex, each with a comma. */
+inline std::string Addresses(const std::vector<UwbAddress>& list) {
+    std::ostringstream text;
+    for (const UwbAddress& item : list) {
+        for (const uint8_t byte : item.address) {
+            text << std::hex << std::setw(2) << std::setfill('0') << +byte;
+        }
+        text << ",";
+    }
+    return text.str();
+}
 
 class FakeFira : public FiraRegionUtils, Noting {
   public:
@@ -217,10 +236,14 @@ class FakeFira : public FiraRegionUtils, Noting {
     }
     bool AddControlees(uint32_t hw, uint32_t id, const std::vector<UwbAddress>& list,
                        const std::vector<int>* sub_ids) override {
-        return Note("add", hw, id, list.size(), sub_ids ? std::to_string(sub_ids->back()) : "-");
+        std::string subs = sub_ids ? "" : "-";
+        for (const int sub : sub_ids ? *sub_ids : std::vector<int>()) {
+            subs += std::to_string(sub) + ",";
+        }
+        return Note("add", hw, id, Addresses(list), subs);
     }
     bool RemoveControlees(uint32_t hw, uint32_t id, const std::vector<UwbAddress>& list) override {
-        return Note("remove", hw, id, list.size());
+        return Note("remove", hw, id, Addresses(list));
     }
     HwConfig GetHwConfig(uint32_t) const override { return hw_config; }
 

@@ -15,7 +15,7 @@ using Request = std::function<ScopedAStatus()>;
 
 // What a new session asks for.
 const std::string kNew =
-    "phy wpan0; channel 9; pre-open fira; init 3 7; config 3 7; add 3 7 1 -; changed";
+    "phy wpan0; channel wpan0 9; pre-open fira; init 3 7; config 3 7; add 3 7 1122, -; changed";
 
 class FiraControllerTest : public HalTest {
   protected:
@@ -170,7 +170,7 @@ TEST_F(FiraControllerTest, AcceptsTheLimitsOfAField) {
         {[](auto& s) { s.sfdId = -3; }, kNew},
         {[](auto& s) { s.stsConfig = FiraStsConfig::DYNAMIC, s.vendorId = {1}; }, kNew},
         {[](auto& s) { s.deviceType = DeviceType::CONTROLEE; },
-         "phy wpan0; channel 9; pre-open fira; init 3 7; config 3 7; changed"},
+         "phy wpan0; channel wpan0 9; pre-open fira; init 3 7; config 3 7; changed"},
         {[&](auto&) {
              antennas = {kNone, 6, 0};
          },
@@ -218,7 +218,7 @@ TEST_F(FiraControllerTest, KeepsAllSessionsOnOneChannel) {
     Start(7);
     EXPECT_EQ(Trace(fira_->initNewTwrSession(other)), "!2 Requested channel 3 is restricted");
     EXPECT_EQ(Trace(fira_->initNewTwrSession(GoodSession(6))),
-              "pre-open fira; init 3 6; config 3 6; add 3 6 1 -; changed");
+              "pre-open fira; init 3 6; config 3 6; add 3 6 1122, -; changed");
     EXPECT_TRUE(IsChannelFixed());
     KernelStops(7);
     EXPECT_FALSE(IsChannelFixed()) << "nothing runs any more";
@@ -269,14 +269,16 @@ TEST_F(FiraControllerTest, KeepsTheStateWhenTheKernelRefuses) {
 }
 
 TEST_F(FiraControllerTest, ReportsControleesAfterTheCallReturned) {
-    const std::vector<UwbAddress> two(2);
+    std::vector<UwbAddress> two(2);
+    two[0].address = {0x12, 0x34};
+    two[1].address = {0x56, 0x78};
     const auto add = [&] { return fira_->addControlees(7, two, std::vector<int32_t>{30, 31}); };
     const auto remove = [&] { return fira_->removeControlees(7, two); };
     const std::tuple<Request, std::string, std::string, std::string> cases[] = {
-        {add, "", "add 3 7 2 31", "told added 7 2"},
-        {add, "add", "add 3 7 2 31", "told add-failed 7 2 0"},
-        {remove, "", "remove 3 7 2", "told removed 7 2"},
-        {remove, "remove", "remove 3 7 2", "told remove-failed 7 2 0"},
+        {add, "", "add 3 7 1234,5678, 30,31,", "told added 7 2"},
+        {add, "add", "add 3 7 1234,5678, 30,31,", "told add-failed 7 2 0"},
+        {remove, "", "remove 3 7 1234,5678,", "told removed 7 2"},
+        {remove, "remove", "remove 3 7 1234,5678,", "told remove-failed 7 2 0"},
     };
     Init();
     Trace();
@@ -291,6 +293,29 @@ TEST_F(FiraControllerTest, ReportsControleesAfterTheCallReturned) {
         RunTasks();
         EXPECT_EQ(Trace(), "") << "nobody to report to";
     }
+}
+
+TEST_F(FiraControllerTest, ChannelStaysFixedWhileTheSecondSessionRuns) {
+    Start(7);
+    Start(8);
+    KernelStops(7);
+    EXPECT_TRUE(IsChannelFixed());
+    KernelStops(8);
+    EXPECT_FALSE(IsChannelFixed());
+}
+
+// What was lost may have been a stop: nothing runs any more, in the kernel or for the client.
+TEST_F(FiraControllerTest, StopsWhatRunsWhenReportsWereLost) {
+    Init(6);
+    Start(7);
+    Start(8);
+    journal_.failing = {"stop"};  // It may have stopped.
+    fira_->OnNotificationsLost();
+    EXPECT_EQ(Trace(),
+              "stop 3 7; stop 3 8; told stopped 7 256; changed; told stopped 8 256; unsubscribe 3; "
+              "changed");
+    EXPECT_EQ(fira_->ActiveSessionCount(), 0);
+    EXPECT_EQ(Trace(fira_->startRangingSession(7)), "pre-start; subscribe 3; start 3 7; changed");
 }
 
 TEST_F(FiraControllerTest, DropsReportsWithoutACallback) {

@@ -17,8 +17,9 @@ class SimpleRangingControllerTest : public HalTest {
 
 TEST_F(SimpleRangingControllerTest, StartsAndEndsAtTheFirstFailure) {
     const std::string all =
-        "down wpan0; scheduler 3 1 16 0 0; mac 0 0 0 0 0 0 52 18; pan 48879; phy wpan0; "
-        "channel 9; up wpan0";
+        "down wpan0; scheduler 3 1 16 0 0; mac wpan0 0 0 0 0 0 0 52 18; pan wpan0 48879; phy "
+        "wpan0; "
+        "channel wpan0 9; up wpan0";
     EXPECT_EQ(Trace(simple_->startInitiatorMode(0x1beef, address_, 9)), all);
     for (const char* step : {"down ", "scheduler ", "mac ", "pan ", "channel ", "up "}) {
         journal_.failing = {std::string(step, strlen(step) - 1)};
@@ -31,34 +32,37 @@ TEST_F(SimpleRangingControllerTest, StartsAndEndsAtTheFirstFailure) {
     EXPECT_EQ(Trace(simple_->startInitiatorMode(0xbeef, address_, 9)), bad_channel);
     journal_.failing.clear();
     EXPECT_EQ(Trace(simple_->startInitiatorMode(0xbeef, address_, 5)), bad_channel);
-    EXPECT_EQ(Trace(simple_->startResponderMode(1, address_, 3)),
-              "down wpan0; scheduler 3 1 16 1 0; mac 0 0 0 0 0 0 52 18; pan 1; phy wpan0; "
-              "channel 3; up wpan0");
+    EXPECT_EQ(
+        Trace(simple_->startResponderMode(1, address_, 3)),
+        "down wpan0; scheduler 3 1 16 1 0; mac wpan0 0 0 0 0 0 0 52 18; pan wpan0 1; phy wpan0; "
+        "channel wpan0 3; up wpan0");
 }
 
 TEST_F(SimpleRangingControllerTest, WritesAddressesLeastSignificantByteFirst) {
     simple_->SetUwbAddress({{1, 2, 3, 4, 5, 6, 7, 8, 9, 10}});
     journal_.failing = {"mac"};
     EXPECT_FALSE(simple_->SetUwbAddress({}));
-    EXPECT_EQ(Trace(), "mac 8 7 6 5 4 3 2 1; mac 0 0 0 0 0 0 0 0");
+    EXPECT_EQ(Trace(), "mac wpan0 8 7 6 5 4 3 2 1; mac wpan0 0 0 0 0 0 0 0 0");
 }
 
 TEST_F(SimpleRangingControllerTest, StopsTheHardwareThatTheDriverNames) {
     journal_.failing = {"down"};
-    EXPECT_EQ(Trace(simple_->stop()), "info 3; requests 9 0 0; down wpan0");
+    EXPECT_EQ(Trace(simple_->stop()), "info 3; requests 9 ; down wpan0");
     journal_.failing = {"requests"};
-    EXPECT_EQ(Trace(simple_->stop()), "info 3; requests 9 0 0; !1 Unknown error");
+    EXPECT_EQ(Trace(simple_->stop()), "info 3; requests 9 ; !1 Unknown error");
     journal_.failing = {"info"};
     EXPECT_EQ(Trace(simple_->stop()), "info 3; !1 Unknown error");
 }
 
 TEST_F(SimpleRangingControllerTest, TakesFourteenRequestsWhileUp) {
     std::vector<SimpleRangingController::RangingRequest> requests(14);
+    for (int i = 0; i < 14; i++) requests[static_cast<size_t>(i)].id = i;
     requests.back().id = 77;
-    EXPECT_EQ(Trace(simple_->setRangings(requests)), "is-up wpan0; requests 3 14 77");
+    EXPECT_EQ(Trace(simple_->setRangings(requests)),
+              "is-up wpan0; requests 3 0,1,2,3,4,5,6,7,8,9,10,11,12,77,");
     journal_.failing = {"requests"};
     EXPECT_EQ(Trace(simple_->setRangings(requests)),
-              "is-up wpan0; requests 3 14 77; !1 Unknown error");
+              "is-up wpan0; requests 3 0,1,2,3,4,5,6,7,8,9,10,11,12,77,; !1 Unknown error");
     requests.resize(15);
     EXPECT_EQ(Trace(simple_->setRangings(requests)),
               "is-up wpan0; !2 Max ranging request size is 14");

@@ -51,10 +51,11 @@ class UwbIfaceTest : public HalTest {
 TEST_F(UwbIfaceTest, FollowsTheSessionsOfItsControllers) {
     fira_->setSessionCallback(SharedRefBase::make<FiraClient>(&journal_));
     EXPECT_EQ(Trace(fira_->initNewTwrSession(GoodSession(7))),
-              "phy wpan0; channel 9; ensure-down wpan0; region 3 fira; init 3 7; config 3 7; "
-              "add 3 7 1 -; ensure-down wpan0");
+              "phy wpan0; channel wpan0 9; ensure-down wpan0; region 3 fira; init 3 7; config 3 7; "
+              "add 3 7 1122, -; ensure-down wpan0");
     EXPECT_EQ(Trace(fira_->startRangingSession(7)), "ensure-up wpan0; subscribe 3; start 3 7");
-    EXPECT_EQ(Trace(fira_->initNewTwrSession(GoodSession(8))), "init 3 8; config 3 8; add 3 8 1 -");
+    EXPECT_EQ(Trace(fira_->initNewTwrSession(GoodSession(8))),
+              "init 3 8; config 3 8; add 3 8 1122, -");
     // CCC takes the radio in any case.
     EXPECT_EQ(Trace(ccc_->initSession()), "ensure-down wpan0; region 3 nfcc_coex; ensure-up wpan0");
     EXPECT_EQ(Trace(ccc_->startSession(0, 0, 9, &uwb_time0_)), "ensure-up wpan0; ccc-start 3 0 9");
@@ -126,7 +127,7 @@ TEST_F(UwbIfaceTest, LetsGoOfItsControllersWhenItStops) {
 TEST_F(UwbIfaceTest, IsNotCalledBackOnceDestroyed) {
     iface_.reset();
     EXPECT_EQ(Trace(fira_->initNewTwrSession(GoodSession())),
-              "phy wpan0; channel 9; init 3 7; config 3 7; add 3 7 1 -");
+              "phy wpan0; channel wpan0 9; init 3 7; config 3 7; add 3 7 1122, -");
     EXPECT_EQ(Trace(ccc_->startSession(0, 0, 9, &uwb_time0_)), "ccc-start 3 0 9");
 }
 
@@ -141,9 +142,15 @@ TEST_F(UwbIfaceTest, RaisesTheSpiThreadsToRealTime) {
     iface_->Setup();
     EXPECT_EQ(Errors(error), 0U);
     EXPECT_EQ(sched_getscheduler(0), SCHED_OTHER) << "no thread: that is not this one";
+    const Child alone;
+    SetPids(0, alone.pid);
+    iface_->Setup();
+    EXPECT_EQ(sched_getscheduler(alone.pid), may ? SCHED_FIFO : SCHED_OTHER);
+    EXPECT_EQ(sched_getscheduler(0), SCHED_OTHER) << "beside a real one, either";
+    EXPECT_EQ(Errors(error), may ? 0U : 1U);
     SetPids(INT32_MAX, thread.pid);  // The failure of the first does not stop the second.
     iface_->Setup();
-    EXPECT_EQ(Errors(error), may ? 1U : 2U);
+    EXPECT_EQ(Errors(error), may ? 1U : 3U);
     EXPECT_EQ(sched_getscheduler(thread.pid), may ? SCHED_FIFO : SCHED_OTHER);
     ASSERT_EQ(sched_getparam(thread.pid, &param), 0);
     EXPECT_EQ(param.sched_priority, may ? 99 : 0);

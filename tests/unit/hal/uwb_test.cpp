@@ -77,8 +77,8 @@ TEST_F(UwbTest, OpensTheRadiosThatHaveAnInterface) {
     std::shared_ptr<UwbIface::IFiraController> fira;
     EXPECT_TRUE(iface->firaController(&fira).isOk());
     EXPECT_EQ(Trace(fira->initNewTwrSession(GoodSession())),
-              "phy wpan1; channel 9; ensure-down wpan1; region 4 fira; init 4 7; config 4 7; "
-              "add 4 7 1 -; ensure-down wpan1");
+              "phy wpan1; channel wpan1 9; ensure-down wpan1; region 4 fira; init 4 7; config 4 7; "
+              "add 4 7 1122, -; ensure-down wpan1");
     EXPECT_EQ(Trace(uwb_->getIface("wpan9", &iface)), "!2 Unknown iface wpan9");
     EXPECT_EQ(log_.Count("W velta.Uwb getIface: Unknown iface wpan9"), 1U);
     EXPECT_EQ(Trace(uwb_->close()), "ensure-down wpan0; ensure-down wpan1; deinit 4 7");

@@ -168,6 +168,9 @@ TEST(PropertiesFileTest, SetsProperties) {
     EXPECT_FALSE(LoadSystemProperties(&error));
     EXPECT_EQ(error, std::string(kMissing) + ": No such file or directory");
     unsetenv(kPropertiesFileVariable);
+    if (access(kDefaultPropertiesFile, F_OK) != 0) {
+        EXPECT_TRUE(LoadSystemProperties(&error)) << "the default one need not be there";
+    }
 }
 
 TEST(PropertiesFileTest, NamesTheLineThatIsWrong) {

@@ -240,8 +240,17 @@ TEST_F(FiraSessionParamsTest, AntennaKeysAreValidatedOneByOne) {
 TEST_F(FiraSessionParamsTest, CapabilitiesFollowTheAntennas) {
     FiraCapabilities caps;
     EXPECT_TRUE(fira_.GetCapabilities(5, caps));
-    EXPECT_TRUE(caps.isAzimuthSupported && !caps.isElevationSupported);
-    EXPECT_THAT(caps.supportedChannels, ElementsAre(5, 9));
+    EXPECT_EQ(caps.toString(),
+              "FiraCapabilities{supportedChannels: [5, 9], isAzimuthSupported: true, "
+              "isElevationSupported: false, deviceTypes: [CONTROLLER, CONTROLEE], deviceRoles: "
+              "[RESPONDER, INITIATOR], rangingRoundUsages: [SS_TWR, DS_TWR], multiNodeModes: "
+              "[UNICAST, ONE_TO_MANY], rframeConfigs: [SPO, SP1, SP3], prfModes: [BPRF, HPRF], "
+              "preambleDurations: [T32_SYMBOLS, T64_SYMBOLS], psduDataRates: [RATE_6M81, "
+              "RATE_7M80, RATE_27M2, RATE_31M2], bprfPhrDataRates: [RATE_850K, RATE_6M81], "
+              "fcsTypes: [CRC_16, CRC_32], stsConfigs: [STATIC, DYNAMIC, "
+              "DYNAMIC_FOR_CONTROLEE_INDIVIDUAL_KEY], pulseShapes: "
+              "[SYMMETRICAL_ROOT_RAISED_COSINE], hoppingModes: [NO_HOPPING, CONTINUOUS], "
+              "hoppingSequences: [DEFAULT]}");
     Configure("0", "1", "0");
     EXPECT_TRUE(fira_.GetCapabilities(5, caps));
     EXPECT_TRUE(caps.isAzimuthSupported && caps.isElevationSupported);

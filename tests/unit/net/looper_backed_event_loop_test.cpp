@@ -4,6 +4,8 @@
 #include <android-base/unique_fd.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/timerfd.h>
 #include <unistd.h>
 
 #include "../log_capture.h"
@@ -81,6 +83,23 @@ TEST_F(LooperBackedEventLoopTest, TasksRunInOrderAndNeverReentrantly) {
     Pass();
     Pass();
     EXPECT_THAT(notes_, ElementsAre("first", "second", "inner"));
+}
+
+TEST_F(LooperBackedEventLoopTest, PollSleepsUntilSomethingIsReady) {
+    const android::base::unique_fd timer(timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC));
+    const itimerspec later = {.it_interval = {}, .it_value = {.tv_sec = 0, .tv_nsec = 500'000'000}};
+    ASSERT_EQ(timerfd_settime(timer.get(), 0, &later, nullptr), 0);
+    EXPECT_EXIT(
+        {
+            loop_.WatchFileDescriptor(timer.get(), EventLoop::kModeInput, [](int) {
+                rusage used = {};
+                getrusage(RUSAGE_SELF, &used);
+                const auto microseconds = used.ru_utime.tv_usec + used.ru_stime.tv_usec;
+                _exit(used.ru_utime.tv_sec + used.ru_stime.tv_sec == 0 && microseconds < 250'000);
+            });
+            loop_.Poll();
+        },
+        ::testing::ExitedWithCode(1), "");
 }
 
 TEST_F(LooperBackedEventLoopTest, PollBlocksForDescriptorsAndTasks) {

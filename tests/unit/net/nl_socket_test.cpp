@@ -191,6 +191,8 @@ TEST_F(NlSocketTest, SilenceAndNotifications) {
 
         socket_->DisableAutoAck();
         EXPECT_TRUE(AwaitResponse("nlctrl"));
+        EXPECT_TRUE(AwaitAck("nlctrl", [this](nl_msg* reply) { return note_(reply), NL_OK; }));
+        families_.clear();
         ASSERT_TRUE(Watch());
         // What the kernel says on its own is stood for by answers that nobody asked for here. The
         // last but one is an error: nothing of the requests before is left to take it.
@@ -213,6 +215,7 @@ TEST_F(NlSocketTest, SilenceAndNotifications) {
         EXPECT_EQ(log_.lines().size(), lines + 1);
         EXPECT_THAT(log_.lines().back(),
                     StartsWith("W velta.uwb.NlSocket ReceiveMessage: Error reading message: "));
+        EXPECT_EQ(families_.size(), 0u);
         loop_.Pass();  // The third data message drops the socket.
         EXPECT_EQ(loop_.watches.size(), 0u);
     });

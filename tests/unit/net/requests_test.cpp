@@ -144,6 +144,25 @@ TEST_F(RequestsTest, StartsStayOnAWatchedSocket) {
     }
 }
 
+TEST_F(RequestsTest, OneOfTwoRadiosThatLeavesKeepsTheSocket) {
+    for (const uint32_t hw : {5, 6}) {
+        fira_.SubscribeCallback(hw, this);
+        EXPECT_TRUE(fira_.StartSession(hw, 42));
+    }
+    fira_.UnsubscribeCallback(5);
+    EXPECT_TRUE(kernel_.Notify("99"));
+    fira_.UnsubscribeCallback(6);
+    EXPECT_FALSE(kernel_.Notify("99"));
+}
+
+TEST_F(RequestsTest, ARefusedListOfRequestsEndsTheOldOne) {
+    EXPECT_TRUE(mcps_.SetRangingRequests(5, {{1, 2, 3}}));
+    EXPECT_TRUE(kernel_.Notify("99"));
+    kernel_.Refuse();
+    EXPECT_FALSE(mcps_.SetRangingRequests(5, {{1, 2, 3}}));
+    EXPECT_FALSE(kernel_.Notify("99"));
+}
+
 TEST_F(RequestsTest, RegionHasOneSocketAndTheFirstHandlerUntilItIsClosed) {
     BaseRegionUtils region({7}, &kernel_);  // A region without a name of its own.
     region.SetMcpsNetId(kFamily);
