@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 //
-// What most sources of the service and of uwbctl include, parsed once for all of them. Sources include
-// what they use all the same: ./dev lint reads them without this file.
+// What most sources of the service and of uwbctl include, parsed once for all of them. Sources
+// include what they use all the same: ./dev lint reads them without this file.
 #pragma once
 
 #include <algorithm>

@@ -104,7 +104,8 @@ build_libraries() {
   # The caller's own flags have no say: the result is kept under a key that does not know them.
   unset CFLAGS CXXFLAGS CPPFLAGS LDFLAGS DESTDIR
   run_logged platform-cmake cmake -G Ninja -S "$ROOT/platform" -B "$work/build" \
-    -DCMAKE_BUILD_TYPE=Release -DCMAKE_C_COMPILER=clang-14 -DCMAKE_CXX_COMPILER=clang++-14 \
+    -DCMAKE_BUILD_TYPE=Release -DCMAKE_C_FLAGS_RELEASE="-O2 -DNDEBUG" \
+    -DCMAKE_CXX_FLAGS_RELEASE="-O2 -DNDEBUG" -DCMAKE_C_COMPILER=clang-14 -DCMAKE_CXX_COMPILER=clang++-14 \
     -DCMAKE_INSTALL_PREFIX="$work/prefix" -DANDROID_SRC="$work/src" -DAIDL="$work/prefix/bin/aidl"
   run_logged platform-build ninja -C "$work/build"
   run_logged platform-install ninja -C "$work/build" install

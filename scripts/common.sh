@@ -1,17 +1,63 @@
 # shellcheck shell=bash
+# SPDX-License-Identifier: Apache-2.0
+#
 # Shared by the project's scripts: messages, logs of long steps, the cache folder.
 # Source it with the repository's root in $ROOT.
-
-# Where everything that is downloaded or built from outside is kept, keyed by content.
-CACHE=${VELTA_UWB_CACHE:-${XDG_CACHE_HOME:-$HOME/.cache}/velta-uwb}
-LOGS=$CACHE/logs
-mkdir -p "$LOGS"
 
 # say TEXT: one line about what is being done (standard error; standard output is for data).
 say() { printf '[%s] %s\n' "$(date +%H:%M:%S)" "$*" >&2; }
 
 # die TEXT: a one-line reason, and the end.
 die() { printf 'error: %s\n' "$*" >&2; exit 1; }
+
+# content_key FILE...: a short key of the files' contents.
+content_key() { cat "$@" | sha256sum | cut -c1-16; }
+
+# cache_folder: where everything that is downloaded or built from outside is kept, keyed by content.
+cache_folder() {
+  local home=${HOME:-}
+  if [ -n "${VELTA_UWB_CACHE:-}" ]; then
+    realpath -m -- "$VELTA_UWB_CACHE"
+  elif [ -n "${XDG_CACHE_HOME:-}" ]; then
+    printf '%s\n' "$XDG_CACHE_HOME/velta-uwb"
+  else
+    [ -n "$home" ] || home=$(getent passwd "$(id -u)" | cut -d: -f6) || true
+    [ -n "$home" ] || die "there is no HOME to keep downloads in; set VELTA_UWB_CACHE to a folder"
+    printf '%s\n' "$home/.cache/velta-uwb"
+  fi
+}
+
+# need_folder FOLDER MIB WHAT: makes it; ends with the reason when it cannot be written or its disk
+# has less than so much space.
+need_folder() {
+  local folder=$1 mib=$2 what=$3 reason free probe
+  reason=$(mkdir -p -- "$folder" 2>&1) || die "$what $folder cannot be made: ${reason##*: }"
+  probe=$folder/.write-probe-$$
+  # Not every file system says in its permissions that it is read-only.
+  reason=$({ echo probe >"$probe"; } 2>&1) || die "$what $folder cannot be written: ${reason##*: }"
+  rm -f -- "$probe"
+  free=$(df --output=avail -B 1M -- "$folder" 2>/dev/null | tail -n 1) || free=
+  if [ -n "$free" ] && [ "$free" -lt "$mib" ]; then
+    die "the disk of $what $folder is full: ${free// /} MiB are free, $mib are needed"
+  fi
+}
+
+# open_logs: a folder for the logs of this run of this checkout; the scripts it starts share it. The
+# last five runs are kept.
+open_logs() {
+  local mine old pid
+  [ -z "${VELTA_UWB_LOGS:-}" ] || [ ! -d "$VELTA_UWB_LOGS" ] || { LOGS=$VELTA_UWB_LOGS; return; }
+  mine=$CACHE/logs/${ROOT##*/}-$(printf '%s' "$ROOT" | sha256sum | cut -c1-8)
+  LOGS=$mine/$(date +%Y%m%d-%H%M%S)-$$
+  mkdir -p "$LOGS"
+  export VELTA_UWB_LOGS=$LOGS
+  ln -sfn "$LOGS" "$mine/latest" 2>/dev/null || true
+  while read -r old; do
+    pid=${old##*-}
+    # A long run may still be writing.
+    [ -d "/proc/$pid" ] || rm -rf "${mine:?}/$old"
+  done < <(find "$mine" -mindepth 1 -maxdepth 1 -type d -printf '%f\n' | LC_ALL=C sort -r | tail -n +6)
+}
 
 # run_logged NAME COMMAND...: runs a long step with its output in $LOGS/NAME.log.
 # A failure shows the log's end and names the file; the caller sees the exit status.
@@ -22,12 +68,11 @@ run_logged() {
   if [ "$status" -ne 0 ]; then
     tail -n 25 "$log" >&2
     printf 'error: %s failed (status %d); the whole log is in %s\n' "$name" "$status" "$log" >&2
+    ! grep -qs 'No space left on device' "$log" ||
+      printf 'error: the disk is full; ./dev clean and ./dev clean --cache make room\n' >&2
   fi
   return "$status"
 }
-
-# content_key FILE...: a short key of the files' contents.
-content_key() { cat "$@" | sha256sum | cut -c1-16; }
 
 # as_root COMMAND...: runs it as root, through sudo where needed; names the command when neither works.
 as_root() {
@@ -39,3 +84,11 @@ as_root() {
     die "this needs root and there is no sudo; run it yourself: $*"
   fi
 }
+
+CACHE=$(cache_folder) || exit 1
+case $CACHE in
+  *[[:space:]]*) die "the kernel's build takes no spaces in a path; set VELTA_UWB_CACHE to a folder" \
+    "without (it would be: $CACHE)" ;;
+esac
+need_folder "$CACHE" 100 "the cache folder"
+open_logs

@@ -29,8 +29,11 @@ if [ "$(cat "$out/headers" 2>/dev/null)" = "$headers" ] && [ -f "$out/mcps802154
 fi
 
 # Kbuild writes beside the sources: it is given links to them, in the same folders, because the
-# module includes from the root.
+# module includes from the root. make takes no spaces in a path; the cache has none.
 tree=$out/tree
+case $tree in
+  *[[:space:]]*) tree=$CACHE/radio-$(printf '%s' "$out" | sha256sum | cut -c1-16) ;;
+esac
 mkdir -p "$tree/sim/radio" "$tree/net"
 find "$tree" -type l -delete
 (cd "$source" && find . -name '*.[ch]' -o -name Kbuild) | while read -r file; do

@@ -2,14 +2,14 @@
 # SPDX-License-Identifier: Apache-2.0
 #
 # Makes what the virtual device needs from outside, once: Debian's stock kernel, the headers that
-# match it, iwpan and a static busybox, and packs the part of the guest's file system that never
+# match it, iwpan, mandoc and a static busybox, and packs the part of the guest's file system that never
 # changes. Prints the folder that holds it all:
 #
 #   vmlinux              the kernel as an ELF file, which QEMU starts without a boot loader
 #   modules.list         the kernel's modules that the guest loads, in order
 #   headers              what an out-of-tree module builds against (symlink)
-#   base.cpio            busybox, kernel modules, iwpan
-#   iwpan                the same program, whose libraries come from the machine
+#   base.cpio            busybox, kernel modules, iwpan, mandoc
+#   iwpan, mandoc        the same programs, whose libraries come from the machine
 #   release              the kernel's release, as `uname -r` says it
 set -euo pipefail
 
@@ -130,6 +130,7 @@ new=$(mktemp -d "$DEVICE/base-new.XXXXXX")
 trap 'rm -rf "$new"' EXIT
 fetch wpan-tools "$new/packages"
 fetch busybox-static "$new/packages"
+fetch mandoc "$new/packages"
 
 guest=$new/guest
 mkdir -p "$guest"/{bin,usr/share,lib/x86_64-linux-gnu,lib64,proc,sys,dev,run,tmp,host,out,etc/velta-uwb}
@@ -142,8 +143,10 @@ ln -s ../lib "$guest/usr/lib"
 ln -s "$release/extra" "$guest/lib/modules/extra"
 busybox=$(find "$new/packages" -type f -perm -u+x -name busybox)
 cp "$busybox" "$guest/bin/busybox"
-cp "$(find "$new/packages" -type f -perm -u+x -name iwpan)" "$new/iwpan"
-cp "$new/iwpan" "$guest/bin/iwpan"
+for program in iwpan mandoc; do
+  cp "$(find "$new/packages" -type f -perm -u+x -name $program)" "$new/$program"
+  cp "$new/$program" "$guest/bin/$program"
+done
 for applet in $("$busybox" --list); do
   [ -e "$guest/bin/$applet" ] || ln -s busybox "$guest/bin/$applet"
 done
