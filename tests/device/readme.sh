@@ -3,13 +3,13 @@
 #
 # On the virtual device: every line of the README's blocks that begins with uwbctl, scene or tag, in order,
 # as a reader would type it. What stands in brackets is left out, and so is what follows two spaces. A
-# line with a pipe is for the host. What goes on for ever is ended after three seconds, as by Ctrl-C.
+# line with a pipe is for the host, a word alone only tells how it is used. What goes on for ever is ended after three seconds, as by Ctrl-C.
 set -u
 passed=0 failed=0
 cd /tmp || exit
 
 sed -n 's/^  *\(\(uwbctl\|scene\|tag\) .*\)/\1/p' /README.md |
-  sed -e '/|/d' -e '/^uwbctl --/d' -e 's/   *.*//' -e 's/\[[^]]*\]//g' -e 's/ *$//' | awk '!seen[$0]++' >/tmp/lines
+  sed -e '/|/d' -e '/^uwbctl --/d' -e 's/   *.*//' -e 's/\[[^]]*\]//g' -e 's/ *$//' -e '/ /!d' | awk '!seen[$0]++' >/tmp/lines
 while read -r line; do
   timeout -s INT 3 sh -c "$line" </dev/null >/tmp/output 2>&1
   status=$?
