@@ -73,7 +73,7 @@ TEST(InterfaceToolTest, SetsTheHardwareAddressAsIeee802154) {
         const android::base::unique_fd tap(open("/dev/net/tun", O_RDWR | O_CLOEXEC));
         ASSERT_GE(tap.get(), 0) << "/dev/net/tun: " << strerror(errno);
         ifreq request = {};
-        strcpy(request.ifr_name, kMissing);
+        std::string(kMissing).copy(request.ifr_name, IFNAMSIZ - 1);
         request.ifr_flags = IFF_TAP | IFF_NO_PI;
         ASSERT_EQ(ioctl(tap.get(), TUNSETIFF, &request), 0) << strerror(errno);
         constexpr int kIeee802154 = 804;
