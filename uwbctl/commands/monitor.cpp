@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "uwbctl/commands/monitor.h"
+#include "uwbctl/commands/command.h"
 
 #include <net/if.h>
 #include <sys/ioctl.h>
@@ -20,6 +20,14 @@ using std::chrono::milliseconds;
 
 // A change that is undone faster than that is missed.
 constexpr milliseconds kInterval{250};
+
+// What "uwbctl monitor" was asked for.
+struct MonitorOptions {
+    /** Seconds after which it ends by itself, 0 for never. */
+    int seconds = 0;
+    /** JSON lines in place of text. */
+    bool is_json = false;
+};
 
 // What is watched, by name, with its present state; no entry for what is not known.
 using States = std::map<std::string, std::string>;
@@ -68,8 +76,6 @@ void PrintChange(const std::string& what, const std::string& state, bool is_json
     fflush(stdout);
 }
 
-}  // namespace
-
 ExitStatus Monitor(Events* events, const MonitorOptions& options) {
     const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(options.seconds);
     States known;
@@ -89,6 +95,20 @@ ExitStatus Monitor(Events* events, const MonitorOptions& options) {
         if (wake == Events::Wake::kInterrupted || wake == Events::Wake::kOutputClosed) break;
     }
     return kDone;
+}
+
+}  // namespace
+
+void AddMonitor(CommandLine* line, CLI::App* app) {
+    const auto options = std::make_shared<MonitorOptions>();
+    CLI::App* monitor =
+        AddCommand(line, app, "monitor",
+                   "Watch the service without taking the hardware: a line for each change",
+                   "Example:\n  uwbctl monitor --json\n", options, Monitor);
+    monitor->add_option("-t,--time", options->seconds, "Seconds until it ends; 0 for no end")
+        ->check(CLI::NonNegativeNumber)
+        ->capture_default_str();
+    monitor->add_flag("--json", options->is_json, "JSON lines in place of text");
 }
 
 }  // namespace uwbctl

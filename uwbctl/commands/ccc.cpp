@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "uwbctl/commands/ccc_session.h"
+#include "uwbctl/commands/command.h"
 
 #include <aidl/hardware/velta/uwb/BnCccControllerCallback.h>
 #include <aidl/hardware/velta/uwb/ICccController.h>
@@ -22,6 +22,16 @@ constexpr int kStopRequested = 1;
 
 // The service takes an identifier but has one session at a time.
 constexpr int kSessionId = 1;
+
+// What "uwbctl ccc" was asked for.
+struct CccOptions {
+    /** Interface, empty for the first one. */
+    std::string iface;
+    int64_t delay_ms = 0;
+    int channel = 9;
+    /** Seconds after which it ends by itself, 0 for never. */
+    int seconds = 0;
+};
 
 // Touched on the command's thread only.
 struct Progress {
@@ -62,8 +72,6 @@ void EndSession(Events* events, const Client& client, ICccController* controller
     Check(controller->deinitSession(), "remove the CCC session");
 }
 
-}  // namespace
-
 ExitStatus RunCcc(Events* events, const CccOptions& options) {
     Client client(events);
     client.Open();
@@ -96,6 +104,23 @@ ExitStatus RunCcc(Events* events, const CccOptions& options) {
            *progress->stop_reason == kStopRequested ? "asked for" : "by the radio itself");
     if (by_radio) throw Failure(kRadioFailed, "the radio stopped the CCC session");
     return kDone;
+}
+
+}  // namespace
+
+void AddCcc(CommandLine* line, CLI::App* app) {
+    const auto options = std::make_shared<CccOptions>();
+    CLI::App* ccc =
+        AddCommand(line, app, "ccc", "Run a CCC (digital key) session",
+                   "Example:\n  uwbctl ccc --delay 50 -t 5    five seconds\n", options, RunCcc);
+    AddIface(ccc, &options->iface);
+    ccc->add_option("-d,--delay", options->delay_ms,
+                    "Milliseconds until the start, beyond the system's minimum")
+        ->capture_default_str();
+    ccc->add_option("-c,--channel", options->channel, "UWB channel")->capture_default_str();
+    ccc->add_option("-t,--time", options->seconds, "Seconds until it ends; 0 for no end")
+        ->check(CLI::NonNegativeNumber)
+        ->capture_default_str();
 }
 
 }  // namespace uwbctl

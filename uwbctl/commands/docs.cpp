@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "uwbctl/commands/cli_docs.h"
+#include "uwbctl/commands/command.h"
 
 #include <android-base/strings.h>
 
@@ -76,8 +76,6 @@ std::string CompletionCases(const CLI::App& app) {
     return text;
 }
 
-}  // namespace
-
 std::string ManualPage(const CLI::App& app) {
     std::string text = ".TH UWBCTL 1\n.SH NAME\n" + app.get_name() + " \\- " +
                        Roff(app.get_description()) + "\n.SH SYNOPSIS\n.B " + app.get_name() +
@@ -111,6 +109,28 @@ std::string BashCompletion(const CLI::App& app) {
            "  mapfile -t COMPREPLY < <(compgen -W \"$words\" -- \"${COMP_WORDS[COMP_CWORD]}\")\n"
            "}\n"
            "complete -o default -F _uwbctl uwbctl\n";
+}
+
+}  // namespace
+
+// Named through the line: the application is complete only when they run.
+void AddManual(CommandLine* line, CLI::App* app) {
+    app->add_subcommand("man", "Print the manual page: uwbctl man | man -l -")->callback([line] {
+        line->run = [line](Events*) {
+            fputs(ManualPage(*line->app).c_str(), stdout);
+            return kDone;
+        };
+    });
+}
+
+void AddCompletion(CommandLine* line, CLI::App* app) {
+    app->add_subcommand("completion", "Print bash completion: source <(uwbctl completion)")
+        ->callback([line] {
+            line->run = [line](Events*) {
+                fputs(BashCompletion(*line->app).c_str(), stdout);
+                return kDone;
+            };
+        });
 }
 
 }  // namespace uwbctl

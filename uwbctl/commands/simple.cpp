@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "uwbctl/commands/simple_ranging.h"
+#include "uwbctl/commands/command.h"
 
 #include <aidl/hardware/velta/uwb/BnSimpleRangingCallback.h>
 #include <aidl/hardware/velta/uwb/ISimpleRangingController.h>
@@ -22,6 +22,23 @@ using std::chrono::milliseconds;
 
 constexpr milliseconds kPatience{5000};
 constexpr int32_t kNoValue = std::numeric_limits<int32_t>::min();
+
+// What "uwbctl simple" was asked for.
+struct SimpleOptions {
+    /** Interface, empty for the first one. */
+    std::string iface;
+    bool is_responder = false;
+    /** Addresses of the peers; requests are numbered from 1 in this order. */
+    std::vector<uint64_t> peers;
+    /** This device's address, as text: 2 to 8 bytes. */
+    std::string address = "0x0001";
+    int pan_id = 0xCAFE;
+    int channel = 9;
+    /** Second value of each request, which the driver interprets. */
+    int param = 0;
+    /** Results after which it ends by itself, 0 for none. */
+    uint64_t count = 0;
+};
 
 std::string AngleText(float radians) {
     return std::isnan(radians) ? "    -   " : StringPrintf("%+6.1f deg", ToDegrees(radians));
@@ -73,8 +90,6 @@ std::vector<RangingRequest> MakeRequests(const SimpleOptions& options) {
     return requests;
 }
 
-}  // namespace
-
 ExitStatus RunSimple(Events* events, const SimpleOptions& options) {
     const auto address = ParseAddress(options.address);
     if (!address) {
@@ -112,6 +127,33 @@ ExitStatus RunSimple(Events* events, const SimpleOptions& options) {
                                                  static_cast<long long>(kPatience.count())));
     }
     return kDone;
+}
+
+}  // namespace
+
+void AddSimple(CommandLine* line, CLI::App* app) {
+    constexpr int kMaxPanId = 0xFFFF;
+    const auto options = std::make_shared<SimpleOptions>();
+    CLI::App* simple =
+        AddCommand(line, app, "simple", "Range with a list of peers, without a session",
+                   "Example:\n  uwbctl simple -p 0x1234 -p 0x5678 -n 20\n", options, RunSimple);
+    AddIface(simple, &options->iface);
+    simple
+        ->add_option("-p,--peer", options->peers,
+                     "Address of a peer as a number, such as 0x1234; requests count from 1")
+        ->required();
+    simple->add_flag("--responder", options->is_responder,
+                     "Be a responder; otherwise the initiator");
+    simple->add_option("-a,--address", options->address, "This device's address, 2 to 8 bytes")
+        ->capture_default_str();
+    simple->add_option("--pan", options->pan_id, "PAN identifier")
+        ->check(CLI::Range(0, kMaxPanId))
+        ->capture_default_str();
+    simple->add_option("-c,--channel", options->channel, "UWB channel")->capture_default_str();
+    simple->add_option("--param", options->param, "Second value of each request, for the driver")
+        ->capture_default_str();
+    simple->add_option("-n,--count", options->count, "Results to print; 0 for no end")
+        ->capture_default_str();
 }
 
 }  // namespace uwbctl

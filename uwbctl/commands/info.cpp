@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "uwbctl/commands/commands.h"
+#include "uwbctl/commands/command.h"
 
 #include <aidl/hardware/velta/uwb/ICccController.h>
 #include <aidl/hardware/velta/uwb/IFiraController.h>
@@ -83,20 +83,6 @@ void ShowSimpleRanging(IUwbIface* iface) {
     Row("channels", Numbers(caps.supportedChannels));
 }
 
-}  // namespace
-
-ExitStatus ListIfaces(Events* events) {
-    Client client(events);
-    client.Open();
-    std::vector<std::string> names;
-    Check(client.service()->listIfaceNames(&names), "list the interfaces");
-    for (const std::string& name : names) puts(name.c_str());
-    if (names.empty()) {
-        throw Failure(kRadioFailed, "there is no UWB interface: is the radio's driver loaded?");
-    }
-    return kDone;
-}
-
 ExitStatus ShowInfo(Events* events, const std::string& iface_name) {
     Client client(events);
     client.Open();
@@ -109,19 +95,13 @@ ExitStatus ShowInfo(Events* events, const std::string& iface_name) {
     return kDone;
 }
 
-ExitStatus ApplyCountry(Events* events, const std::string& country) {
-    Client client(events);
-    client.Open();
-    const std::string what = country.empty() ? "no known country" : "country " + country;
-    Check(client.service()->applyCountryRestriction(country), "apply the calibration of " + what);
-    fprintf(stderr, "calibration of %s loaded\n", what.c_str());
-    return kDone;
-}
+}  // namespace
 
-ExitStatus WaitForService(Events* /*events*/, const int& seconds) {
-    if (Client::WaitForService(std::chrono::seconds(seconds))) return kDone;
-    throw Failure(kNoService,
-                  "the UWB service did not register within " + std::to_string(seconds) + " s");
+void AddInfo(CommandLine* line, CLI::App* app) {
+    const auto iface = std::make_shared<std::string>();
+    AddCommand(line, app, "info", "Show what an interface can do",
+               "Example:\n  uwbctl info wpan0\n", iface, ShowInfo)
+        ->add_option("iface", *iface, "Interface; the first one by default");
 }
 
 }  // namespace uwbctl

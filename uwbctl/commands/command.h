@@ -1,0 +1,53 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "uwbctl/client/client.h"
+
+namespace uwbctl {
+
+/** A command line: its parser, and what the parsed command does. */
+struct CommandLine {
+    std::unique_ptr<CLI::App> app;
+    /** Set by parsing; empty when only help was asked for. */
+    std::function<ExitStatus(Events* events)> run;
+};
+
+/** Adds a subcommand whose options live as long as it does. */
+template <typename Options>
+CLI::App* AddCommand(CommandLine* line, CLI::App* parent, const std::string& name,
+                     const std::string& description, const std::string& examples,
+                     const std::shared_ptr<Options>& options,
+                     ExitStatus (*run)(Events*, const Options&)) {
+    CLI::App* command = parent->add_subcommand(name, description);
+    command->footer(examples);
+    command->callback([line, options, run] {
+        line->run = [options, run](Events* events) { return run(events, *options); };
+    });
+    return command;
+}
+
+/** Adds the option that names an interface. */
+inline void AddIface(CLI::App* command, std::string* iface) {
+    command->add_option("-i,--iface", *iface, "Interface; the first one by default");
+}
+
+// Each adds one command, with its options, to the parser.
+void AddCcc(CommandLine* line, CLI::App* app);
+void AddCompletion(CommandLine* line, CLI::App* app);
+void AddCountry(CommandLine* line, CLI::App* app);
+void AddFira(CommandLine* line, CLI::App* app);
+void AddIfaces(CommandLine* line, CLI::App* app);
+void AddInfo(CommandLine* line, CLI::App* app);
+void AddManual(CommandLine* line, CLI::App* app);
+void AddMonitor(CommandLine* line, CLI::App* app);
+void AddRecord(CommandLine* line, CLI::App* app);
+void AddReport(CommandLine* line, CLI::App* app);
+void AddSimple(CommandLine* line, CLI::App* app);
+void AddWait(CommandLine* line, CLI::App* app);
+
+}  // namespace uwbctl

@@ -1,0 +1,29 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "uwbctl/commands/command.h"
+
+#include "uwbctl/report/report_page.h"
+
+namespace uwbctl {
+namespace {
+
+struct ReportOptions {
+    std::string recording;
+    std::string page;
+};
+
+ExitStatus Report(Events* /*events*/, const ReportOptions& options) {
+    return WriteReport(options.recording, options.page);
+}
+
+}  // namespace
+
+void AddReport(CommandLine* line, CLI::App* app) {
+    const auto options = std::make_shared<ReportOptions>();
+    CLI::App* report =
+        AddCommand(line, app, "report", "Make a self-contained page of a recording",
+                   "Example:\n  uwbctl report walk.jsonl -o walk.html\n", options, Report);
+    report->add_option("file", options->recording, "The recording")->required();
+    report->add_option("-o,--output", options->page, "The page; - for standard output")->required();
+}
+
+}  // namespace uwbctl
