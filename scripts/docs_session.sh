@@ -4,13 +4,9 @@
 # On the virtual device: the commands of the documents' terminal session, with what they print.
 # A prompt stands before each; one that fails ends the session.
 set -eu
-# The last frame of a live table, without its control characters.
+# The last of the frames of a live table, which an empty line separates.
 last_frame() {
-  escape=$(printf '\033')
-  tr -d '\r' | sed "s/$escape\[K//g" | awk -v up="^$escape\\[[0-9]*A" '
-    $0 ~ up { n = 0; sub(up, "") }
-    { line[n++] = $0 }
-    END { for (i = 0; i < n; i++) print line[i] }'
+  awk 'BEGIN { RS = "" } { last = $0 } END { print last }'
 }
 show() {
   echo "# $*"

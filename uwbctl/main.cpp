@@ -5,6 +5,7 @@
 #include <android-base/logging.h>
 #include <unistd.h>
 
+#include <clocale>
 #include <cstdio>
 
 #include "uwbctl/commands/cli.h"
@@ -30,6 +31,8 @@ int Run(int argc, char** argv) {
 int main(int argc, char** argv) {
     // The libraries' own chatter is not the user's.
     android::base::SetMinimumLogSeverity(android::base::FATAL_WITHOUT_ABORT);
+    // For what a terminal can show; numbers stay as they are.
+    setlocale(LC_CTYPE, "");
     int status = kDone;
     try {
         status = Run(argc, argv);

@@ -19,7 +19,8 @@ Events::Events() : posted_fd_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
     signal(SIGPIPE, SIG_IGN);
     sigset_t signals;
     sigemptyset(&signals);
-    for (const int number : {SIGINT, SIGTERM, SIGHUP}) sigaddset(&signals, number);
+    for (const int number : {SIGINT, SIGTERM, SIGHUP, SIGWINCH, SIGTSTP})
+        sigaddset(&signals, number);
     sigprocmask(SIG_BLOCK, &signals, nullptr);
     signal_fd_.reset(signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK));
 }
@@ -47,6 +48,23 @@ void Events::WatchInput(int fd, std::function<void()> on_ready) {
     on_input_ = std::move(on_ready);
 }
 
+void Events::WatchTerminal(std::function<void(int)> on_signal) {
+    on_terminal_signal_ = std::move(on_signal);
+}
+
+Events::Wake Events::TakeSignal() {
+    signalfd_siginfo info = {};
+    (void)!read(signal_fd_.get(), &info, sizeof(info));
+    const auto number = static_cast<int>(info.ssi_signo);
+    if (number != SIGWINCH && number != SIGTSTP) return Wake::kInterrupted;
+    if (on_terminal_signal_) {
+        on_terminal_signal_(number);
+    } else if (number == SIGTSTP) {
+        kill(getpid(), SIGSTOP);
+    }
+    return Wake::kPosted;
+}
+
 Events::Wake Events::Wait(milliseconds timeout) {
     // Asking standard output for nothing still reports that its reader has gone; -1 is passed over.
     pollfd fds[] = {{.fd = posted_fd_.get(), .events = POLLIN, .revents = 0},
@@ -57,11 +75,9 @@ Events::Wake Events::Wait(milliseconds timeout) {
     const int ready =
         poll(fds, std::size(fds), static_cast<int>(std::max(timeout, milliseconds(0)).count()));
     bool posted = RunPosted();
-    if (ready > 0 && signal_poll.revents != 0) {
-        signalfd_siginfo info = {};
-        (void)!read(signal_fd_.get(), &info, sizeof(info));
-        return Wake::kInterrupted;
-    }
+    // Being continued after a stop may end the wait as well.
+    if (ready < 0) return Wake::kPosted;
+    if (ready > 0 && signal_poll.revents != 0) return TakeSignal();
     if (ready > 0 && (output_poll.revents & (POLLERR | POLLHUP)) != 0) return Wake::kOutputClosed;
     if (ready > 0 && input_poll.revents != 0) {
         posted = true;

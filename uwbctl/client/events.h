@@ -39,11 +39,19 @@ class Events {
      */
     void WatchInput(int fd, std::function<void()> on_ready);
 
+    /**
+     * Has Wait() call on_signal for SIGWINCH and SIGTSTP (the terminal's size has changed, the user
+     * wants the process to stop) and return kPosted then. Without it the one is passed over, the
+     * other stops the process.
+     */
+    void WatchTerminal(std::function<void(int number)> on_signal);
+
     /** Waits for the first of all these; posted functions run before it returns. */
     Wake Wait(std::chrono::milliseconds timeout);
 
   private:
     bool RunPosted();
+    Wake TakeSignal();
 
     std::mutex mutex_;
     std::deque<std::function<void()>> posted_;
@@ -51,6 +59,7 @@ class Events {
     android::base::unique_fd signal_fd_;
     int input_fd_ = -1;
     std::function<void()> on_input_;
+    std::function<void(int)> on_terminal_signal_;
 };
 
 }  // namespace uwbctl

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "uwbctl/client/keyboard.h"
 #include "uwbctl/client/measurement.h"
 #include "uwbctl/client/session.h"
 
@@ -21,11 +22,14 @@ class Output {
     virtual void Add(const Measurement& measurement) = 0;
 
     /**
-     * Something else happened.
+     * Something else happened; for programs.
      *
      * @param event such as "controlees_added".
      */
-    virtual void Event(const std::string& event, const std::vector<std::string>& peers);
+    virtual void Event(const std::string& /*event*/, const std::vector<std::string>& /*peers*/) {}
+
+    /** Tells the user something, in words; on standard error where there is no better place. */
+    virtual void Note(const std::string& text);
 
     /** All of a report was added. */
     virtual void EndReport() {}
@@ -39,6 +43,9 @@ class Output {
      * @param reason such as "count" or "interrupted".
      */
     virtual void End(const std::string& /*reason*/, uint64_t /*reports*/) {}
+
+    /** @return the terminal's keys between Begin() and End(); null where there are none. */
+    virtual Keyboard* keyboard() { return nullptr; }
 };
 
 }  // namespace uwbctl

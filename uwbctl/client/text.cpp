@@ -3,8 +3,12 @@
 
 #include <android-base/stringprintf.h>
 
+#include <algorithm>
 #include <cstdlib>
+#include <map>
 #include <numbers>
+#include <numeric>
+#include <utility>
 
 namespace uwbctl {
 namespace {
@@ -23,6 +27,21 @@ std::optional<uint8_t> ParseHexByte(const std::string& digits) {
         return std::nullopt;
     }
     return static_cast<uint8_t>(strtoul(digits.c_str(), nullptr, kHexBase));
+}
+
+// How many letters to insert, remove or replace until one is the other.
+size_t Edits(const std::string& from, const std::string& to) {
+    std::vector<size_t> row(to.size() + 1);
+    std::iota(row.begin(), row.end(), 0);
+    for (size_t i = 0; i < from.size(); i++) {
+        size_t diagonal = std::exchange(row[0], i + 1);
+        for (size_t j = 0; j < to.size(); j++) {
+            const size_t replaced = diagonal + (from[i] == to[j] ? 0 : 1);
+            diagonal = row[j + 1];
+            row[j + 1] = std::min({row[j] + 1, row[j + 1] + 1, replaced});
+        }
+    }
+    return row.back();
 }
 
 }  // namespace
@@ -54,6 +73,37 @@ std::string AddressText(const UwbAddress& address) {
         text += StringPrintf(text.empty() ? "%02x" : ":%02x", byte);
     }
     return text;
+}
+
+std::string CountText(uint64_t count, const std::string& what) {
+    return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
+}
+
+std::string StatusText(int status) {
+    // FiRa's names for how a ranging round with a peer can fail.
+    static const std::map<int, const char*> kNames = {
+        {0x00, "no distance"},        {0x20, "TX failed"},          {0x21, "RX timeout"},
+        {0x22, "RX PHY not decoded"}, {0x23, "RX no arrival time"}, {0x24, "RX STS failed"},
+        {0x25, "RX MAC not decoded"}, {0x26, "RX IE not decoded"},  {0x27, "RX IE missing"},
+    };
+    const auto name = kNames.find(status);
+    return StringPrintf("%s (0x%02x)", name == kNames.end() ? "failed" : name->second, status);
+}
+
+std::string Nearest(const std::string& word, const std::vector<std::string>& known) {
+    // As many edits as a third of the letters still look alike.
+    constexpr size_t kLettersAnEdit = 3;
+    std::string nearest;
+    size_t fewest = std::max<size_t>(word.size() / kLettersAnEdit, 1) + 1;
+    for (const std::string& candidate : known) {
+        const size_t edits = Edits(word, candidate);
+        const bool is_prefix = !word.empty() && candidate.starts_with(word);
+        if (edits < fewest || (is_prefix && nearest.empty())) {
+            nearest = candidate;
+            fewest = std::min(edits, fewest);
+        }
+    }
+    return nearest;
 }
 
 double ToDegrees(double radians) {

@@ -27,6 +27,15 @@ std::string Join(const std::vector<T>& items, ToText to_text) {
     return text.empty() ? "none" : text;
 }
 
+/** @return "1 report", "2 reports". */
+std::string CountText(uint64_t count, const std::string& what);
+
+/** @return a measurement's status in words, with its number: "RX timeout (0x21)". */
+std::string StatusText(int status);
+
+/** @return the one of known that is spelt most like word; empty when none is like it. */
+std::string Nearest(const std::string& word, const std::vector<std::string>& known);
+
 /** @return an angle of radians in degrees. */
 double ToDegrees(double radians);
 

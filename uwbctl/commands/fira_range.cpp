@@ -11,6 +11,7 @@
 
 #include "uwbctl/client/measurement.h"
 #include "uwbctl/client/text.h"
+#include "uwbctl/commands/controlees.h"
 #include "uwbctl/live/control.h"
 #include "uwbctl/recording/recorder.h"
 
@@ -56,8 +57,12 @@ struct Progress {
 class FiraRun {
   public:
     FiraRun(Events* events, const FiraRangeOptions& options, FiraTwrSession session)
-        : events_(events), options_(options), session_(std::move(session)), client_(events) {
-        outputs_.push_back(MakeOutput(options.format));
+        : events_(events),
+          options_(options),
+          session_(std::move(session)),
+          client_(events),
+          controlees_(AddressTexts(session_.destAddressList)) {
+        outputs_.push_back(MakeOutput(options.format, events));
         if (!options.recording.empty()) outputs_.push_back(MakeRecorder(options.recording));
     }
 
@@ -74,6 +79,8 @@ class FiraRun {
     void CheckEnd(Ended ended);
     void EndSession();
     std::optional<Control> MakeControl();
+    // To the user: the first output is the one that people see.
+    void Tell(const std::string& text) { outputs_.front()->Note(text); }
     void ChangeControlees(bool add, const std::vector<std::string>& peers);
     bool IsComplete() const { return options_.count != 0 && progress_.reports >= options_.count; }
 
@@ -83,6 +90,7 @@ class FiraRun {
     Client client_;
     std::vector<std::unique_ptr<Output>> outputs_;
     std::shared_ptr<IFiraController> controller_;
+    Controlees controlees_;
     Progress progress_;
     std::string end_reason_;
 };
@@ -140,7 +148,9 @@ void FiraRun::OnReport(const FiraRangingData& data,
 }
 
 void FiraRun::OnEvent(const char* event, const std::vector<UwbAddress>& peers) {
-    for (const auto& output : outputs_) output->Event(event, AddressTexts(peers));
+    const std::vector<std::string> texts = AddressTexts(peers);
+    Tell(controlees_.Take(event, texts));
+    for (const auto& output : outputs_) output->Event(event, texts);
 }
 
 ExitStatus FiraRun::Run() {
@@ -191,16 +201,15 @@ void FiraRun::Range() {
 }
 
 void FiraRun::CheckEnd(Ended ended) {
-    const auto reports = static_cast<unsigned long long>(progress_.reports);
     if (IsComplete()) {
         end_reason_ = "count";
         return;
     }
     if (progress_.stop_reason) {
         end_reason_ = "stopped by the radio";
-        throw Failure(kRadioFailed,
-                      StringPrintf("the radio stopped the session (reason %d) after %llu reports",
-                                   *progress_.stop_reason, reports));
+        throw Failure(kRadioFailed, StringPrintf("the radio stopped the session (reason %d) after ",
+                                                 *progress_.stop_reason) +
+                                        CountText(progress_.reports, "report"));
     }
     if (ended == Ended::kSilent) {
         end_reason_ = "no report";
@@ -211,8 +220,8 @@ void FiraRun::CheckEnd(Ended ended) {
                                                 : "interrupted";
     // A closed output had what it wanted; others asked for a number.
     if (ended != Ended::kOutputClosed && options_.count != 0) {
-        throw Failure(kRadioFailed, StringPrintf("ended after %llu of %llu reports", reports,
-                                                 static_cast<unsigned long long>(options_.count)));
+        throw Failure(kRadioFailed, "ended after " + std::to_string(progress_.reports) + " of " +
+                                        CountText(options_.count, "report"));
     }
 }
 
@@ -228,21 +237,17 @@ void FiraRun::EndSession() {
 }
 
 std::optional<Control> FiraRun::MakeControl() {
-    const bool has_keys = isatty(STDIN_FILENO) && isatty(STDOUT_FILENO) &&
-                          (options_.format == Format::kAuto || options_.format == Format::kTable);
+    Keyboard* keyboard = options_.reads_commands ? nullptr : outputs_.front()->keyboard();
+    const bool has_keys = keyboard != nullptr && isatty(STDIN_FILENO);
     if (!has_keys && !options_.reads_commands) return std::nullopt;
-    const auto show = [this](const std::string& text) {
-        for (const auto& output : outputs_) output->Prompt(text);
-    };
     return std::optional<Control>(
-        std::in_place, events_, has_keys && !options_.reads_commands,
+        std::in_place, events_, keyboard,
         Control::Handlers{
             .add = [this](const auto& peers) { ChangeControlees(true, peers); },
             .remove = [this](const auto& peers) { ChangeControlees(false, peers); },
             .quit = [this] { progress_.has_quit = true; },
-            .prompt = show,
-            .complain =
-                [](const std::string& text) { fprintf(stderr, "uwbctl: %s\n", text.c_str()); },
+            .prompt = [this](const std::string& text) { outputs_.front()->Prompt(text); },
+            .complain = [this](const std::string& text) { Tell(text); },
         });
 }
 
@@ -257,7 +262,7 @@ void FiraRun::ChangeControlees(bool add, const std::vector<std::string>& peers) 
             Check(controller_->removeControlees(session_.id, addresses), "remove controlees");
         }
     } catch (const Failure& failure) {
-        for (const auto& output : outputs_) output->Event(failure.what(), peers);
+        Tell(failure.what());
     }
 }
 

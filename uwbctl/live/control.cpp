@@ -4,52 +4,49 @@
 #include <android-base/strings.h>
 #include <unistd.h>
 
+#include <chrono>
+#include <string_view>
+#include <thread>
 #include <utility>
+
+#include "uwbctl/live/screen.h"
 
 namespace uwbctl {
 namespace {
 
-constexpr char kHelp[] = "keys: a add a controlee, r remove one, q quit";
-constexpr char kBackspace = 0x08;
-constexpr char kDelete = 0x7F;
-constexpr char kEscape = 0x1B;
+constexpr char kHelp[] = "keys: a add, r remove, s sort, arrows scroll, q quit";
+constexpr int kDelete = 0x7F;
+constexpr int kEscape = 0x1B;
+
+// Keys that belong to the terminal's foreground stay unread: no faster than that.
+constexpr std::chrono::milliseconds kBackgroundInterval{50};
 
 }  // namespace
 
-Control::Control(Events* events, bool keys, Handlers handlers)
-    : events_(events), keys_(keys), handlers_(std::move(handlers)) {
-    if (keys_) {
-        termios settings = {};
-        if (tcgetattr(STDIN_FILENO, &settings) == 0) {
-            terminal_ = settings;
-            settings.c_lflag &= ~static_cast<tcflag_t>(ICANON | ECHO);
-            tcsetattr(STDIN_FILENO, TCSANOW, &settings);
-        }
-        handlers_.prompt(kHelp);
-    }
+Control::Control(Events* events, Keyboard* keyboard, Handlers handlers)
+    : events_(events), keyboard_(keyboard), handlers_(std::move(handlers)) {
+    if (keyboard_ != nullptr) handlers_.prompt(kHelp);
     events_->WatchInput(STDIN_FILENO, [this] { OnReadable(); });
 }
 
 Control::~Control() {
     events_->WatchInput(-1, {});
-    if (terminal_) tcsetattr(STDIN_FILENO, TCSANOW, &*terminal_);
 }
 
 void Control::OnReadable() {
+    if (keyboard_ != nullptr) {
+        if (!IsInForeground()) std::this_thread::sleep_for(kBackgroundInterval);
+        for (int key = keyboard_->Read(); key != kNoKey; key = keyboard_->Read()) TakeKey(key);
+        return;
+    }
     char buffer[256];
     const ssize_t size = read(STDIN_FILENO, buffer, sizeof(buffer));
     if (size <= 0) {
         events_->WatchInput(-1, {});  // No more wishes; the session goes on.
         return;
     }
-    Take(std::string(buffer, static_cast<size_t>(size)));
-}
-
-void Control::Take(const std::string& input) {
-    for (const char character : input) {
-        if (keys_) {
-            TakeKey(character);
-        } else if (character == '\n') {
+    for (const char character : std::string_view(buffer, static_cast<size_t>(size))) {
+        if (character == '\n') {
             RunLine(std::exchange(line_, {}));
         } else {
             line_ += character;
@@ -57,21 +54,22 @@ void Control::Take(const std::string& input) {
     }
 }
 
-void Control::TakeKey(char key) {
+void Control::TakeKey(int key) {
     if (line_.empty()) {
         if (key == 'q') handlers_.quit();
         if (key == 'a') line_ = "add ";
         if (key == 'r') line_ = "remove ";
+        if (line_.empty()) keyboard_->View(key);
     } else if (key == '\n' || key == '\r') {
         RunLine(std::exchange(line_, {}));
     } else if (key == kEscape) {
         line_.clear();
-    } else if (key == kBackspace || key == kDelete) {
+    } else if (key == '\b' || key == kDelete) {
         // The verb goes as a whole.
         line_.pop_back();
         if (line_.find(' ') == std::string::npos) line_.clear();
-    } else {
-        line_ += key;
+    } else if (key < kDelete) {
+        line_ += static_cast<char>(key);
     }
     handlers_.prompt(line_.empty() ? kHelp : line_ + "_");
 }

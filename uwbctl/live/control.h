@@ -1,14 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <termios.h>
-
 #include <functional>
-#include <optional>
 #include <string>
 #include <vector>
 
 #include "uwbctl/client/events.h"
+#include "uwbctl/client/keyboard.h"
 
 namespace uwbctl {
 
@@ -31,26 +29,21 @@ class Control {
 
     /**
      * @param events borrowed; watches standard input while this object lives.
-     * @param keys whether standard input is a terminal that keys come from.
+     * @param keyboard borrowed; where keys come from, null for lines.
      */
-    Control(Events* events, bool keys, Handlers handlers);
-    /** Gives the terminal back as it was. */
+    Control(Events* events, Keyboard* keyboard, Handlers handlers);
     ~Control();
     Control(const Control&) = delete;
     Control& operator=(const Control&) = delete;
 
-    /** Takes input as if it were read; for lines, an end may be missing. */
-    void Take(const std::string& input);
-
   private:
     void OnReadable();
-    void TakeKey(char key);
+    void TakeKey(int key);
     void RunLine(const std::string& line);
 
     Events* events_;
-    bool keys_;
+    Keyboard* keyboard_;
     Handlers handlers_;
-    std::optional<termios> terminal_;
     // What was typed of the current line, after the verb of a key.
     std::string line_;
 };

@@ -1,13 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "uwbctl/live/terminal_output.h"
 
-#include <unistd.h>
-
 #include <cstdio>
 #include <string>
 
 #include "uwbctl/client/measurement.h"
 #include "uwbctl/live/live_table.h"
+#include "uwbctl/live/screen.h"
 #include "uwbctl/recording/recorder.h"
 
 namespace uwbctl {
@@ -30,11 +29,11 @@ class CsvOutput : public Output {
 
 }  // namespace
 
-std::unique_ptr<Output> MakeOutput(Format format) {
-    if (format == Format::kAuto) format = isatty(STDOUT_FILENO) ? Format::kTable : Format::kPlain;
+std::unique_ptr<Output> MakeOutput(Format format, Events* events) {
+    if (format == Format::kAuto) format = Screen::IsPossible() ? Format::kTable : Format::kPlain;
     switch (format) {
         case Format::kTable:
-            return std::make_unique<LiveTable>();
+            return std::make_unique<LiveTable>(events);
         case Format::kJson:
             return MakeJsonOutput();
         case Format::kCsv:

@@ -3,13 +3,14 @@
 
 #include <memory>
 
+#include "uwbctl/client/events.h"
 #include "uwbctl/client/output.h"
 
 namespace uwbctl {
 
 /** Forms of output. */
 enum class Format {
-    /** kTable on a terminal, kPlain elsewhere. */
+    /** kTable in the foreground of a terminal that can show it, kPlain elsewhere. */
     kAuto,
     /** A live table with a row for each peer. */
     kTable,
@@ -21,7 +22,7 @@ enum class Format {
     kCsv,
 };
 
-/** @return an output to standard output. */
-std::unique_ptr<Output> MakeOutput(Format format);
+/** @return an output to standard output; events must outlive it. */
+std::unique_ptr<Output> MakeOutput(Format format, Events* events);
 
 }  // namespace uwbctl
