@@ -16,11 +16,7 @@ using namespace uwbctl;
 
 int Run(int argc, char** argv) {
     const std::unique_ptr<CommandLine> line = MakeCommandLine();
-    try {
-        line->app->parse(argc, argv);
-    } catch (const CLI::ParseError& error) {
-        return line->app->exit(error) == 0 ? kDone : kUsage;
-    }
+    if (const auto status = Parse(line.get(), {argv + 1, argv + argc})) return *status;
     // Before binder starts its threads, which may still post to it while the process ends.
     static Events events;
     return line->run(&events);

@@ -12,6 +12,7 @@
 #include <thread>
 #include <utility>
 
+#include "uwbctl/client/holder.h"
 #include "uwbctl/client/text.h"
 
 namespace uwbctl {
@@ -114,23 +115,31 @@ std::shared_ptr<IUwb> Client::FindService() {
     return IUwb::fromBinder(FindBinder());
 }
 
-bool Client::WaitForService(std::chrono::seconds timeout) {
+bool Client::WaitForService(Events* events, std::chrono::seconds timeout) {
     const auto deadline = std::chrono::steady_clock::now() + timeout;
     while (FindService() == nullptr) {
         if (std::chrono::steady_clock::now() >= deadline) return false;
-        std::this_thread::sleep_for(kServicePollInterval);
+        if (events->Wait(kServicePollInterval) == Events::Wake::kInterrupted) return false;
     }
     return true;
 }
 
 void Client::Open() {
+    if (TryOpen()) return;
+    const std::string holder = HolderText();
+    throw Failure(kNoService, "another client holds the hardware" +
+                                  (holder.empty() ? "" : ": " + holder) +
+                                  "; it lets go when it ends");
+}
+
+bool Client::TryOpen() {
     const ScopedAStatus status = service_->open(ndk::SharedRefBase::make<ClientCallback>());
     if (status.getServiceSpecificError() == static_cast<int32_t>(ErrorCode::INVALID_STATE)) {
-        throw Failure(kNoService, std::string("another client holds the hardware: ") +
-                                      status.getMessage() + " (it lets go when it ends)");
+        return false;
     }
     Check(status, "open the hardware");
     is_open_ = true;
+    return true;
 }
 
 std::shared_ptr<Client::IUwbIface> Client::GetIface(std::string* name) {

@@ -61,11 +61,14 @@ class Client {
     /** @return the service, null when it is not registered; a Failure when binder is not there. */
     static std::shared_ptr<IUwb> FindService();
 
-    /** Waits until the service is registered; false after timeout. */
-    static bool WaitForService(std::chrono::seconds timeout);
+    /** Waits until the service is registered; false after timeout, or when the user ends it. */
+    static bool WaitForService(Events* events, std::chrono::seconds timeout);
 
-    /** Takes the hardware for this process. */
+    /** Takes the hardware for this process; a Failure says who has it when it is taken. */
     void Open();
+
+    /** As Open(), but @return false when another client has it: much can be read all the same. */
+    bool TryOpen();
 
     /** @return the interface of that name, or the only or first one for an empty name. */
     std::shared_ptr<IUwbIface> GetIface(std::string* name);

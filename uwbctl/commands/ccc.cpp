@@ -116,11 +116,12 @@ void AddCcc(CommandLine* line, CLI::App* app) {
     AddIface(ccc, &options->iface);
     ccc->add_option("-d,--delay", options->delay_ms,
                     "Milliseconds until the start, beyond the system's minimum")
+        ->type_name("MS")
         ->capture_default_str();
-    ccc->add_option("-c,--channel", options->channel, "UWB channel")->capture_default_str();
-    ccc->add_option("-t,--time", options->seconds, "Seconds until it ends; 0 for no end")
-        ->check(CLI::NonNegativeNumber)
+    ccc->add_option("-c,--channel", options->channel, "UWB channel")
+        ->type_name("NUMBER")
         ->capture_default_str();
+    AddTime(ccc, &options->seconds);
 }
 
 }  // namespace uwbctl

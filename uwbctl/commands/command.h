@@ -5,6 +5,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "uwbctl/client/client.h"
 
@@ -32,15 +33,33 @@ CLI::App* AddCommand(CommandLine* line, CLI::App* parent, const std::string& nam
 }
 
 /** Adds the option that names an interface. */
-inline void AddIface(CLI::App* command, std::string* iface) {
-    command->add_option("-i,--iface", *iface, "Interface; the first one by default");
-}
+void AddIface(CLI::App* command, std::string* iface);
+
+/**
+ * Adds "-n,--count", after how much a command ends by itself.
+ *
+ * @param what such as "Reports".
+ */
+void AddCount(CLI::App* command, uint64_t* count, const std::string& what);
+
+/** Adds "-t,--time", after how many seconds a command ends by itself. */
+void AddTime(CLI::App* command, int* seconds);
+
+/** Throws a Failure that names an address that is there twice, in whatever spelling. */
+void CheckDistinct(const std::vector<std::string>& addresses);
+
+/** @return a check of numbers whose limits are not part of the help. */
+CLI::Validator NumberRange(int64_t from, int64_t to);
+
+/** @return the check of a number of seconds. */
+CLI::Validator SecondsRange();
 
 // Each adds one command, with its options, to the parser.
 void AddCcc(CommandLine* line, CLI::App* app);
 void AddCompletion(CommandLine* line, CLI::App* app);
 void AddCountry(CommandLine* line, CLI::App* app);
 void AddFira(CommandLine* line, CLI::App* app);
+void AddHelp(CommandLine* line, CLI::App* app);
 void AddIfaces(CommandLine* line, CLI::App* app);
 void AddInfo(CommandLine* line, CLI::App* app);
 void AddManual(CommandLine* line, CLI::App* app);

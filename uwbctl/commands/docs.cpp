@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "uwbctl/commands/command.h"
+#include "uwbctl/commands/cli.h"
 
 #include <android-base/strings.h>
 
@@ -17,30 +17,6 @@ std::string Roff(const std::string& text) {
     escaped = StringReplace(escaped, "-", "\\-", /*all=*/true);
     escaped = StringReplace(escaped, "\n.", "\n\\&.", /*all=*/true);
     return escaped;
-}
-
-std::string FullName(const CLI::App& app) {
-    const CLI::App* parent = app.get_parent();
-    return parent == nullptr ? app.get_name() : FullName(*parent) + " " + app.get_name();
-}
-
-// Options of a command, those of its groups included; positional ones as well if wanted.
-std::vector<const CLI::Option*> Options(const CLI::App& app, bool positionals) {
-    std::vector<const CLI::Option*> options;
-    for (const CLI::Option* option : app.get_options()) {
-        if (option == app.get_help_ptr()) continue;
-        if (positionals || option->nonpositional()) options.push_back(option);
-    }
-    for (const CLI::App* group :
-         app.get_subcommands([](const CLI::App* sub) { return sub->get_name().empty(); })) {
-        const auto inner = Options(*group, positionals);
-        options.insert(options.end(), inner.begin(), inner.end());
-    }
-    return options;
-}
-
-std::vector<const CLI::App*> Commands(const CLI::App& app) {
-    return app.get_subcommands([](const CLI::App* sub) { return !sub->get_name().empty(); });
 }
 
 std::string OptionParagraph(const CLI::Option& option) {
@@ -64,15 +40,59 @@ std::string CommandSection(const CLI::App& command) {
     return text;
 }
 
-// One case of the completion: what may follow the words of a command.
-std::string CompletionCases(const CLI::App& app) {
+// What bash is to offer for a value, by the name of its type: a command's output, words, files.
+std::string ValueWords(const CLI::App& top, const std::string& type) {
+    if (type == "IFACE") return "$(uwbctl ifaces 2>/dev/null)";
+    if (type == "COUNTRY") return "$(uwbctl country --list 2>/dev/null)";
+    if (type == "FILE") return "FILE";
+    if (type == "COMMAND") {
+        std::vector<std::string> names;
+        for (const CLI::App* command : Commands(top)) names.push_back(command->get_name());
+        return Join(names, ' ');
+    }
+    return type.find('|') == type.npos ? "" : StringReplace(type, "|", " ", /*all=*/true);
+}
+
+// The cases of a command's option values: what may follow the option's name.
+std::string ValueCases(const CLI::App& top, const CLI::App& app) {
+    std::string text;
+    for (const CLI::Option* option : Options(app, /*positionals=*/false)) {
+        if (option->get_expected_max() == 0) continue;
+        std::vector<std::string> patterns;
+        for (const std::string& name : option->get_lnames()) {
+            patterns.push_back("\"" + FullName(app) + " --" + name + "\"");
+        }
+        for (const std::string& name : option->get_snames()) {
+            patterns.push_back("\"" + FullName(app) + " -" + name + "\"");
+        }
+        text += "    " + Join(patterns, " | ") + ") words=\"" +
+                ValueWords(top, option->get_type_name()) + "\" ;;\n";
+    }
+    for (const CLI::App* command : Commands(app)) text += ValueCases(top, *command);
+    return text;
+}
+
+// The cases of what may follow the words of a command: commands, options and operands.
+std::string WordCases(const CLI::App& top, const CLI::App& app) {
     std::vector<std::string> words;
     for (const CLI::App* command : Commands(app)) words.push_back(command->get_name());
-    for (const CLI::Option* option : Options(app, /*positionals=*/false)) {
+    for (const CLI::Option* option : Options(app, /*positionals=*/true)) {
         for (const std::string& name : option->get_lnames()) words.push_back("--" + name);
+        if (option->get_positional()) words.push_back(ValueWords(top, option->get_type_name()));
     }
-    std::string text = "    \"" + FullName(app) + "\") words=\"" + Join(words, ' ') + "\" ;;\n";
-    for (const CLI::App* command : Commands(app)) text += CompletionCases(*command);
+    words.emplace_back("--help");
+    std::string text = "      \"" + FullName(app) + "\") words=\"" + Join(words, ' ') + "\" ;;\n";
+    for (const CLI::App* command : Commands(app)) text += WordCases(top, *command);
+    return text;
+}
+
+std::string CommandPatterns(const CLI::App& app) {
+    std::string text;
+    for (const CLI::App* command : Commands(app)) {
+        text += (text.empty() ? "\"" : " | \"") + FullName(*command) + "\"";
+        const std::string inner = CommandPatterns(*command);
+        if (!inner.empty()) text += " | " + inner;
+    }
     return text;
 }
 
@@ -87,28 +107,25 @@ std::string ManualPage(const CLI::App& app) {
 std::string BashCompletion(const CLI::App& app) {
     return "# bash completion for uwbctl: source <(uwbctl completion)\n"
            "_uwbctl() {\n"
-           "  local word command=uwbctl words=\n"
+           "  local word command=uwbctl words= current=${COMP_WORDS[COMP_CWORD]}\n"
            "  for word in \"${COMP_WORDS[@]:1:COMP_CWORD-1}\"; do\n"
-           "    case $word in -*) ;; *) case \"$command $word\" in\n" +
-           [&app] {
-               std::vector<std::string> names;
-               const auto collect = [&names](const CLI::App& parent, const auto& self) -> void {
-                   for (const CLI::App* command : Commands(parent)) {
-                       names.push_back("\"" + FullName(*command) + "\"");
-                       self(*command, self);
-                   }
-               };
-               collect(app, collect);
-               return "      " + Join(names, " | ") + ") command=\"$command $word\" ;;\n";
-           }() +
-           "    esac ;; esac\n"
+           "    case \"$command $word\" in\n"
+           "      " +
+           CommandPatterns(app) +
+           ") command=\"$command $word\" ;;\n"
+           "    esac\n"
            "  done\n"
-           "  case $command in\n" +
-           CompletionCases(app) +
+           "  case \"$command ${COMP_WORDS[COMP_CWORD-1]}\" in\n" +
+           ValueCases(app, app) + "    *) case $command in\n" + WordCases(app, app) +
+           "    esac ;;\n"
            "  esac\n"
-           "  mapfile -t COMPREPLY < <(compgen -W \"$words\" -- \"${COMP_WORDS[COMP_CWORD]}\")\n"
+           "  mapfile -t COMPREPLY < <(compgen -W \"${words//FILE/}\" -- \"$current\")\n"
+           "  if [[ \" $words \" == *\" FILE \"* && $current != -* ]]; then\n"
+           "    compopt -o filenames 2>/dev/null\n"
+           "    mapfile -t -O ${#COMPREPLY[@]} COMPREPLY < <(compgen -f -- \"$current\")\n"
+           "  fi\n"
            "}\n"
-           "complete -o default -F _uwbctl uwbctl\n";
+           "complete -F _uwbctl uwbctl\n";
 }
 
 }  // namespace

@@ -9,8 +9,10 @@
 #include <cstdio>
 #include <utility>
 
+#include "uwbctl/client/calibration.h"
 #include "uwbctl/client/measurement.h"
 #include "uwbctl/client/text.h"
+#include "uwbctl/commands/command.h"
 #include "uwbctl/commands/controlees.h"
 #include "uwbctl/live/control.h"
 #include "uwbctl/recording/recorder.h"
@@ -44,6 +46,12 @@ void SetAngles(const std::string& angles, FiraTwrSession* session) {
     session->aoaType = angles == "both"        ? AoaType::AZIMUTH_AND_ELEVATION
                        : angles == "elevation" ? AoaType::ELEVATION
                                                : AoaType::AZIMUTH;
+}
+
+// The radio refuses a channel that the calibration bans, without a word to the client.
+std::string ChannelHint(int channel) {
+    return "\n  a country's calibration may ban channel " + std::to_string(channel) +
+           "; in force: " + InForceText() + "\n  \"uwbctl country --show\" lists the countries";
 }
 
 // What has come from the service so far; touched on the command's thread only.
@@ -174,7 +182,11 @@ void FiraRun::Start() {
     const ScopedAStatus status = controller_->startRangingSession(session_.id);
     if (status.isOk()) return;
     controller_->deinitSession(session_.id);
-    Check(status, "start ranging");
+    try {
+        Check(status, "start ranging");
+    } catch (const Failure& failure) {
+        throw Failure(failure.status(), failure.what() + ChannelHint(session_.channelNumber));
+    }
 }
 
 // However ranging ends, the session is removed.
@@ -255,6 +267,7 @@ std::optional<Control> FiraRun::MakeControl() {
 void FiraRun::ChangeControlees(bool add, const std::vector<std::string>& peers) {
     try {
         const std::vector<UwbAddress> addresses = ParsePeers(peers);
+        CheckDistinct(peers);
         if (add) {
             Check(controller_->addControlees(session_.id, addresses, std::nullopt),
                   "add controlees");
@@ -294,6 +307,7 @@ FiraTwrSession EffectiveSession(const FiraRangeOptions& options) {
 
 ExitStatus FiraRange(Events* events, const FiraRangeOptions& options) {
     FiraTwrSession session = EffectiveSession(options);
+    CheckDistinct(AddressTexts(session.destAddressList));
     if (session.destAddressList.empty()) {
         throw Failure(kUsage, "range with whom? name each peer with --peer, such as -p 0x1234");
     }

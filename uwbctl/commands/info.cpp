@@ -7,6 +7,8 @@
 
 #include <cstdio>
 
+#include "uwbctl/client/calibration.h"
+#include "uwbctl/client/holder.h"
 #include "uwbctl/client/text.h"
 
 namespace uwbctl {
@@ -38,7 +40,10 @@ void ShowFira(IUwbIface* iface) {
     FiraCapabilities caps;
     Check(controller->getCapabilities(&caps), "read the FiRa capabilities");
     puts("FiRa");
-    Row("channels", Numbers(caps.supportedChannels));
+    int sessions = 0;
+    Check(controller->getSessionCount(&sessions), "count the FiRa sessions");
+    Row("channels", Numbers(caps.supportedChannels) +
+                        (sessions == 0 ? "" : " (the only one while a session has it)"));
     Row("azimuth", YesNo(caps.isAzimuthSupported));
     Row("elevation", YesNo(caps.isElevationSupported));
     Row("device types", Names(caps.deviceTypes));
@@ -85,13 +90,17 @@ void ShowSimpleRanging(IUwbIface* iface) {
 
 ExitStatus ShowInfo(Events* events, const std::string& iface_name) {
     Client client(events);
-    client.Open();
+    // What an interface can do can be read while another client has it.
+    const bool is_ours = client.TryOpen();
     std::string name = iface_name;
     const std::shared_ptr<IUwbIface> iface = client.GetIface(&name);
     printf("%s\n", name.c_str());
     ShowFira(iface.get());
     ShowCcc(iface.get());
     ShowSimpleRanging(iface.get());
+    puts("calibration");
+    Row("in force", InForceText());
+    if (!is_ours) TellHolder();
     return kDone;
 }
 
@@ -101,7 +110,8 @@ void AddInfo(CommandLine* line, CLI::App* app) {
     const auto iface = std::make_shared<std::string>();
     AddCommand(line, app, "info", "Show what an interface can do",
                "Example:\n  uwbctl info wpan0\n", iface, ShowInfo)
-        ->add_option("iface", *iface, "Interface; the first one by default");
+        ->add_option("iface", *iface, "Interface; the first one by default")
+        ->type_name("IFACE");
 }
 
 }  // namespace uwbctl

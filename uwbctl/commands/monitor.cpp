@@ -1,17 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "uwbctl/commands/command.h"
-
 #include <net/if.h>
-#include <sys/ioctl.h>
-#include <sys/socket.h>
 
-#include <android-base/unique_fd.h>
-
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <ctime>
-#include <map>
 #include <nlohmann/json.hpp>
+#include <utility>
+
+#include "uwbctl/client/holder.h"
+#include "uwbctl/client/interfaces.h"
+#include "uwbctl/commands/command.h"
 
 namespace uwbctl {
 namespace {
@@ -29,27 +28,48 @@ struct MonitorOptions {
     bool is_json = false;
 };
 
-// What is watched, by name, with its present state; no entry for what is not known.
-using States = std::map<std::string, std::string>;
+constexpr char kInterface[] = "interface ";
+constexpr char kHeld[] = "held by a client";
 
-bool IsUp(const std::string& iface) {
-    const android::base::unique_fd fd(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
-    ifreq request = {};
-    iface.copy(request.ifr_name, IFNAMSIZ - 1);
-    return ioctl(fd.get(), SIOCGIFFLAGS, &request) == 0 && (request.ifr_flags & IFF_UP) != 0;
+// What is watched, by name, with its present state, from the service down to the interfaces; no
+// entry for what is not known.
+using States = std::vector<std::pair<std::string, std::string>>;
+
+const std::string* Find(const States& states, const std::string& what) {
+    const auto state = std::find_if(states.begin(), states.end(),
+                                    [&what](const auto& entry) { return entry.first == what; });
+    return state == states.end() ? nullptr : &state->second;
 }
 
-States Look() {
+// What is known already is looked for by name, where the kernel gives no list.
+States Look(const States& known) {
     States states;
     const auto service = Client::FindService();
-    states["service"] = service == nullptr ? "not there" : "there";
-    if (service == nullptr) return states;
-    // There are interfaces exactly while a client holds the hardware.
     std::vector<std::string> names;
-    if (!service->listIfaceNames(&names).isOk()) return {{"service", "not there"}};
-    states["hardware"] = names.empty() ? "free" : "held by a client";
-    for (const std::string& name : names) states["interface " + name] = IsUp(name) ? "up" : "down";
+    const bool answers = service != nullptr && service->listIfaceNames(&names).isOk();
+    states.emplace_back("service", answers ? "there" : "not there");
+    // The service names interfaces exactly while a client holds the hardware; the kernel has them
+    // all the time, for those who may look.
+    if (answers) states.emplace_back("hardware", names.empty() ? "free" : kHeld);
+    for (const std::string& name : Ieee802154Interfaces()) names.push_back(name);
+    for (const auto& [what, state] : known) {
+        const std::string name =
+            what.starts_with(kInterface) ? what.substr(strlen(kInterface)) : "";
+        if (if_nametoindex(name.c_str()) != 0) names.push_back(name);
+    }
+    std::sort(names.begin(), names.end());
+    names.erase(std::unique(names.begin(), names.end()), names.end());
+    for (const std::string& name : names) {
+        states.emplace_back(kInterface + name, IsInterfaceUp(name) ? "up" : "down");
+    }
     return states;
+}
+
+// For people: by whom as well, if that can be known.
+std::string HeldText() {
+    const auto service = Client::FindService();
+    const std::string holder = HolderText();
+    return std::string(kHeld) + (holder.empty() ? "" : ": " + holder);
 }
 
 void PrintChange(const std::string& what, const std::string& state, bool is_json) {
@@ -71,7 +91,7 @@ void PrintChange(const std::string& what, const std::string& state, bool is_json
         strftime(time, sizeof(time), "%H:%M:%S", &parts);
         printf("%s.%03d  %-16s %s\n", time,
                static_cast<int>(now.tv_nsec / kNanosecondsPerMillisecond), what.c_str(),
-               state.c_str());
+               (state == kHeld ? HeldText() : state).c_str());
     }
     fflush(stdout);
 }
@@ -80,15 +100,13 @@ ExitStatus Monitor(Events* events, const MonitorOptions& options) {
     const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(options.seconds);
     States known;
     while (options.seconds == 0 || std::chrono::steady_clock::now() < end) {
-        const States states = Look();
+        const States states = Look(known);
         for (const auto& [what, state] : states) {
-            const auto before = known.find(what);
-            if (before == known.end() || before->second != state) {
-                PrintChange(what, state, options.is_json);
-            }
+            const std::string* before = Find(known, what);
+            if (before == nullptr || *before != state) PrintChange(what, state, options.is_json);
         }
         for (const auto& [what, state] : known) {
-            if (!states.contains(what)) PrintChange(what, "gone", options.is_json);
+            if (Find(states, what) == nullptr) PrintChange(what, "gone", options.is_json);
         }
         known = states;
         const Events::Wake wake = events->Wait(kInterval);
@@ -105,9 +123,7 @@ void AddMonitor(CommandLine* line, CLI::App* app) {
         AddCommand(line, app, "monitor",
                    "Watch the service without taking the hardware: a line for each change",
                    "Example:\n  uwbctl monitor --json\n", options, Monitor);
-    monitor->add_option("-t,--time", options->seconds, "Seconds until it ends; 0 for no end")
-        ->check(CLI::NonNegativeNumber)
-        ->capture_default_str();
+    AddTime(monitor, &options->seconds);
     monitor->add_flag("--json", options->is_json, "JSON lines in place of text");
 }
 

@@ -22,8 +22,10 @@ void AddReport(CommandLine* line, CLI::App* app) {
     CLI::App* report =
         AddCommand(line, app, "report", "Make a self-contained page of a recording",
                    "Example:\n  uwbctl report walk.jsonl -o walk.html\n", options, Report);
-    report->add_option("file", options->recording, "The recording")->required();
-    report->add_option("-o,--output", options->page, "The page; - for standard output")->required();
+    report->add_option("file", options->recording, "The recording")->type_name("FILE")->required();
+    report->add_option("-o,--output", options->page, "The page; - for standard output")
+        ->type_name("FILE")
+        ->required();
 }
 
 }  // namespace uwbctl

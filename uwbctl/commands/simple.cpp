@@ -28,8 +28,8 @@ struct SimpleOptions {
     /** Interface, empty for the first one. */
     std::string iface;
     bool is_responder = false;
-    /** Addresses of the peers; requests are numbered from 1 in this order. */
-    std::vector<uint64_t> peers;
+    /** Addresses of the peers, as text; requests are numbered from 1 in this order. */
+    std::vector<std::string> peers;
     /** This device's address, as text: 2 to 8 bytes. */
     std::string address = "0x0001";
     int pan_id = 0xCAFE;
@@ -78,9 +78,19 @@ class Callback : public BnSimpleRangingCallback {
     uint64_t max_results_;
 };
 
+UwbAddress CheckAddress(const std::string& option, const std::string& text) {
+    const auto address = ParseAddress(text);
+    if (address && address->address.size() > 1) return *address;
+    throw Failure(kUsage, option + ": not an address: " + text +
+                              " (expected 2 to 8 bytes as 0x1234 or 12:34)");
+}
+
 std::vector<RangingRequest> MakeRequests(const SimpleOptions& options) {
+    CheckDistinct(options.peers);
     std::vector<RangingRequest> requests;
-    for (const uint64_t peer : options.peers) {
+    for (const std::string& text : options.peers) {
+        uint64_t peer = 0;
+        for (const uint8_t byte : CheckAddress("--peer", text).address) peer = peer << 8 | byte;
         RangingRequest request;
         request.id = static_cast<int32_t>(requests.size()) + 1;
         request.param = options.param;
@@ -91,11 +101,8 @@ std::vector<RangingRequest> MakeRequests(const SimpleOptions& options) {
 }
 
 ExitStatus RunSimple(Events* events, const SimpleOptions& options) {
-    const auto address = ParseAddress(options.address);
-    if (!address) {
-        throw Failure(kUsage, "--address: not an address: " + options.address +
-                                  " (expected 2 to 8 bytes as 0x1234 or 12:34)");
-    }
+    const UwbAddress address = CheckAddress("--address", options.address);
+    const std::vector<RangingRequest> requests = MakeRequests(options);
     Client client(events);
     client.Open();
     std::string name = options.iface;
@@ -108,11 +115,10 @@ ExitStatus RunSimple(Events* events, const SimpleOptions& options) {
               ndk::SharedRefBase::make<Callback>(events, progress, options.count)),
           "set the callback");
     Check(options.is_responder
-              ? controller->startResponderMode(options.pan_id, *address, options.channel)
-              : controller->startInitiatorMode(options.pan_id, *address, options.channel),
+              ? controller->startResponderMode(options.pan_id, address, options.channel)
+              : controller->startInitiatorMode(options.pan_id, address, options.channel),
           "start simple ranging");
-    if (const ScopedAStatus status = controller->setRangings(MakeRequests(options));
-        !status.isOk()) {
+    if (const ScopedAStatus status = controller->setRangings(requests); !status.isOk()) {
         controller->stop();
         Check(status, "set the ranging requests");
     }
@@ -140,20 +146,25 @@ void AddSimple(CommandLine* line, CLI::App* app) {
     AddIface(simple, &options->iface);
     simple
         ->add_option("-p,--peer", options->peers,
-                     "Address of a peer as a number, such as 0x1234; requests count from 1")
+                     "Address of a peer, such as 0x1234; requests count from 1")
+        ->type_name("ADDRESS")
         ->required();
     simple->add_flag("--responder", options->is_responder,
                      "Be a responder; otherwise the initiator");
     simple->add_option("-a,--address", options->address, "This device's address, 2 to 8 bytes")
+        ->type_name("ADDRESS")
         ->capture_default_str();
-    simple->add_option("--pan", options->pan_id, "PAN identifier")
-        ->check(CLI::Range(0, kMaxPanId))
+    simple->add_option("--pan", options->pan_id, "PAN identifier, up to 65535")
+        ->type_name("NUMBER")
+        ->check(NumberRange(0, kMaxPanId))
         ->capture_default_str();
-    simple->add_option("-c,--channel", options->channel, "UWB channel")->capture_default_str();
+    simple->add_option("-c,--channel", options->channel, "UWB channel")
+        ->type_name("NUMBER")
+        ->capture_default_str();
     simple->add_option("--param", options->param, "Second value of each request, for the driver")
+        ->type_name("NUMBER")
         ->capture_default_str();
-    simple->add_option("-n,--count", options->count, "Results to print; 0 for no end")
-        ->capture_default_str();
+    AddCount(simple, &options->count, "Results");
 }
 
 }  // namespace uwbctl

@@ -4,8 +4,10 @@
 namespace uwbctl {
 namespace {
 
-ExitStatus WaitForService(Events* /*events*/, const int& seconds) {
-    if (Client::WaitForService(std::chrono::seconds(seconds))) return kDone;
+constexpr int kDefaultSeconds = 10;
+
+ExitStatus Wait(Events* events, const int& seconds) {
+    if (Client::WaitForService(events, std::chrono::seconds(seconds))) return kDone;
     throw Failure(kNoService,
                   "the UWB service did not register within " + std::to_string(seconds) + " s");
 }
@@ -13,12 +15,12 @@ ExitStatus WaitForService(Events* /*events*/, const int& seconds) {
 }  // namespace
 
 void AddWait(CommandLine* line, CLI::App* app) {
-    constexpr int kDefaultWaitSeconds = 10;
-    const auto seconds = std::make_shared<int>(kDefaultWaitSeconds);
+    const auto seconds = std::make_shared<int>(kDefaultSeconds);
     AddCommand(line, app, "wait", "Wait until the service is registered",
-               "Example:\n  uwbctl wait 30 && uwbctl ifaces\n", seconds, WaitForService)
+               "Example:\n  uwbctl wait 30 && uwbctl ifaces\n", seconds, Wait)
         ->add_option("seconds", *seconds, "How long at most")
-        ->check(CLI::NonNegativeNumber)
+        ->type_name("SECONDS")
+        ->check(SecondsRange())
         ->capture_default_str();
 }
 

@@ -1,0 +1,49 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "uwbctl/commands/command.h"
+
+#include <limits>
+#include <set>
+
+#include "uwbctl/client/text.h"
+
+namespace uwbctl {
+
+void CheckDistinct(const std::vector<std::string>& addresses) {
+    std::set<std::vector<uint8_t>> seen;
+    for (const std::string& text : addresses) {
+        const auto address = ParseAddress(text);
+        if (address && !seen.insert(address->address).second) {
+            throw Failure(kUsage, "address " + text + " is there twice");
+        }
+    }
+}
+
+CLI::Validator NumberRange(int64_t from, int64_t to) {
+    return CLI::Range(from, to).description("");
+}
+
+CLI::Validator SecondsRange() {
+    return NumberRange(0, std::numeric_limits<int>::max());
+}
+
+void AddIface(CLI::App* command, std::string* iface) {
+    command->add_option("-i,--iface", *iface, "Interface; the first one by default")
+        ->type_name("IFACE");
+}
+
+void AddCount(CLI::App* command, uint64_t* count, const std::string& what) {
+    // A negative number would be taken for a very large one.
+    command->add_option("-n,--count", *count, what + " after which it ends; 0 for no end")
+        ->type_name("NUMBER")
+        ->check(NumberRange(0, std::numeric_limits<uint32_t>::max()))
+        ->capture_default_str();
+}
+
+void AddTime(CLI::App* command, int* seconds) {
+    command->add_option("-t,--time", *seconds, "Seconds after which it ends; 0 for no end")
+        ->type_name("SECONDS")
+        ->check(SecondsRange())
+        ->capture_default_str();
+}
+
+}  // namespace uwbctl
