@@ -46,7 +46,7 @@ TEST_F(UwbctlTest, ExplainsWhatIsRefusedAndExitsAccordingly) {
         int status;
         const char* says;
     } kCases[] = {
-        {"uwbctl", 2, "A subcommand is required"},
+        {"uwbctl", 2, "which command?"},
         {"uwbctl fira range", 2, "range with whom?"},
         {"uwbctl fira range -p 0x12", 2, "not a short address: 0x12"},
         {"uwbctl fira range -p 0x1234 --angles up", 2, "--angles"},
@@ -64,7 +64,7 @@ TEST_F(UwbctlTest, ExplainsWhatIsRefusedAndExitsAccordingly) {
         {"uwbctl fira range -p 0x1234 --set sfdId=5", 4, "Incorrect sfdId value 5"},
         {"uwbctl fira add 0x5678", 4, "no session is ranging"},
         {"uwbctl ccc -c 99", 4, "Incorrect channel value 99"},
-        {"uwbctl simple -p 1 -c 7", 4, "Incorrect channel value"},
+        {"uwbctl simple -p 0x0001 -c 7", 4, "Incorrect channel value"},
     };
     for (const auto& [command, status, says] : kCases) {
         const Outcome outcome = Execute(command);
@@ -76,7 +76,7 @@ TEST_F(UwbctlTest, ExplainsWhatIsRefusedAndExitsAccordingly) {
 
 TEST_F(UwbctlTest, SaysWhoHoldsTheHardware) {
     const ClientProcess holder("fira-running");
-    for (const char* command : {"uwbctl ifaces", "uwbctl fira range -p 0x1234", "uwbctl country"}) {
+    for (const char* command : {"uwbctl fira range -p 0x1234", "uwbctl country"}) {
         const Outcome outcome = Execute(command);
         EXPECT_EQ(outcome.status, 3) << command;
         EXPECT_THAT(outcome.text, HasSubstr("another client holds the hardware")) << command;

@@ -171,4 +171,16 @@ std::string InForceText() {
     return text + "; " + BansText(calibration.banned_channels);
 }
 
+std::string ChannelHint(int channel) {
+    const std::string number = std::to_string(channel);
+    const auto loaded = RememberedCountry();
+    const auto banned =
+        loaded ? CalibrationFiles::Find().Look(loaded->code).banned_channels : std::vector<int>();
+    const bool is_banned = std::find(banned.begin(), banned.end(), channel) != banned.end();
+    return std::string("\n  ") +
+           (is_banned ? "the calibration in force bans channel " + number + ": "
+                      : "the calibration in force may ban channel " + number + "; it is: ") +
+           InForceText() + "\n  \"uwbctl country --show\" lists the countries";
+}
+
 }  // namespace uwbctl

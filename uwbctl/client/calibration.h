@@ -63,4 +63,10 @@ std::optional<LoadedCountry> RememberedCountry();
 /** @return what can be said about the calibration in force, in one sentence. */
 std::string InForceText();
 
+/**
+ * @return lines to add to a refused start, of which the service gives no reason: whether the
+ *         calibration bans the channel, as far as that can be known.
+ */
+std::string ChannelHint(int channel);
+
 }  // namespace uwbctl

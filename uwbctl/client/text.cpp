@@ -91,8 +91,8 @@ std::string StatusText(int status) {
 }
 
 std::string Nearest(const std::string& word, const std::vector<std::string>& known) {
-    // As many edits as a third of the letters still look alike.
-    constexpr size_t kLettersAnEdit = 3;
+    // Two letters that changed places are two edits.
+    constexpr size_t kLettersAnEdit = 2;
     std::string nearest;
     size_t fewest = std::max<size_t>(word.size() / kLettersAnEdit, 1) + 1;
     for (const std::string& candidate : known) {

@@ -90,7 +90,7 @@ ExitStatus RunCcc(Events* events, const CccOptions& options) {
             controller->startSession(kSessionId, options.delay_ms, options.channel, &time0_ms);
         !status.isOk()) {
         controller->deinitSession();
-        Check(status, "start the CCC session");
+        CheckStart(status, "start the CCC session", options.channel);
     }
     printf("started  UWB time 0 at %lld ms since the epoch, channel %d\n",
            static_cast<long long>(time0_ms), options.channel);

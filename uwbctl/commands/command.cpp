@@ -1,9 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "uwbctl/commands/command.h"
 
+#include <aidl/hardware/velta/uwb/ErrorCode.h>
+
 #include <limits>
 #include <set>
 
+#include "uwbctl/client/calibration.h"
 #include "uwbctl/client/text.h"
 
 namespace uwbctl {
@@ -15,6 +18,18 @@ void CheckDistinct(const std::vector<std::string>& addresses) {
         if (address && !seen.insert(address->address).second) {
             throw Failure(kUsage, "address " + text + " is there twice");
         }
+    }
+}
+
+void CheckStart(const ndk::ScopedAStatus& status, const std::string& asked, int channel) {
+    try {
+        Check(status, asked);
+    } catch (const Failure& failure) {
+        // Any other code comes with a message that says it all.
+        const bool is_silent =
+            status.getServiceSpecificError() ==
+            static_cast<int32_t>(::aidl::hardware::velta::uwb::ErrorCode::FAILED);
+        throw Failure(failure.status(), failure.what() + (is_silent ? ChannelHint(channel) : ""));
     }
 }
 

@@ -48,6 +48,9 @@ void AddTime(CLI::App* command, int* seconds);
 /** Throws a Failure that names an address that is there twice, in whatever spelling. */
 void CheckDistinct(const std::vector<std::string>& addresses);
 
+/** Check() of the start of ranging on a channel: explains what the service does not. */
+void CheckStart(const ndk::ScopedAStatus& status, const std::string& asked, int channel);
+
 /** @return a check of numbers whose limits are not part of the help. */
 CLI::Validator NumberRange(int64_t from, int64_t to);
 

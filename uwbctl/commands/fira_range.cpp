@@ -9,7 +9,6 @@
 #include <cstdio>
 #include <utility>
 
-#include "uwbctl/client/calibration.h"
 #include "uwbctl/client/measurement.h"
 #include "uwbctl/client/text.h"
 #include "uwbctl/commands/command.h"
@@ -46,12 +45,6 @@ void SetAngles(const std::string& angles, FiraTwrSession* session) {
     session->aoaType = angles == "both"        ? AoaType::AZIMUTH_AND_ELEVATION
                        : angles == "elevation" ? AoaType::ELEVATION
                                                : AoaType::AZIMUTH;
-}
-
-// The radio refuses a channel that the calibration bans, without a word to the client.
-std::string ChannelHint(int channel) {
-    return "\n  a country's calibration may ban channel " + std::to_string(channel) +
-           "; in force: " + InForceText() + "\n  \"uwbctl country --show\" lists the countries";
 }
 
 // What has come from the service so far; touched on the command's thread only.
@@ -182,11 +175,7 @@ void FiraRun::Start() {
     const ScopedAStatus status = controller_->startRangingSession(session_.id);
     if (status.isOk()) return;
     controller_->deinitSession(session_.id);
-    try {
-        Check(status, "start ranging");
-    } catch (const Failure& failure) {
-        throw Failure(failure.status(), failure.what() + ChannelHint(session_.channelNumber));
-    }
+    CheckStart(status, "start ranging", session_.channelNumber);
 }
 
 // However ranging ends, the session is removed.

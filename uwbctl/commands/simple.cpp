@@ -114,10 +114,10 @@ ExitStatus RunSimple(Events* events, const SimpleOptions& options) {
     Check(controller->setCallback(
               ndk::SharedRefBase::make<Callback>(events, progress, options.count)),
           "set the callback");
-    Check(options.is_responder
-              ? controller->startResponderMode(options.pan_id, address, options.channel)
-              : controller->startInitiatorMode(options.pan_id, address, options.channel),
-          "start simple ranging");
+    CheckStart(options.is_responder
+                   ? controller->startResponderMode(options.pan_id, address, options.channel)
+                   : controller->startInitiatorMode(options.pan_id, address, options.channel),
+               "start simple ranging", options.channel);
     if (const ScopedAStatus status = controller->setRangings(requests); !status.isOk()) {
         controller->stop();
         Check(status, "set the ranging requests");
