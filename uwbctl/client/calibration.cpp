@@ -50,7 +50,7 @@ std::optional<std::string> FindValue(const std::string& path, const std::string&
 }
 
 std::string PathsFile() {
-    const std::string set = android::base::GetProperty(kPathsProperty, "");
+    std::string set = android::base::GetProperty(kPathsProperty, "");
     if (!set.empty()) return set;
     const char* properties = getenv(kPropertiesVariable);
     return FindValue(properties == nullptr ? kPropertiesFile : properties, kPathsProperty)

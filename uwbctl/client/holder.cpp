@@ -2,12 +2,12 @@
 #include "uwbctl/client/holder.h"
 
 #include <android-base/file.h>
+#include <android-base/parseint.h>
 #include <android-base/strings.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cstdio>
-#include <cstdlib>
 #include <vector>
 
 namespace uwbctl {
@@ -28,6 +28,12 @@ struct Node {
     }
 };
 
+int Number(const std::string& text) {
+    int number = 0;
+    android::base::ParseInt(text, &number);
+    return number;
+}
+
 // From lines such as "proc 12" and "  node 6: u00005558 c00005558 hs 1 ... tr 1 proc 163 156".
 std::vector<Node> ReadNodes(const std::string& binder_state) {
     std::vector<Node> nodes;
@@ -35,7 +41,7 @@ std::vector<Node> ReadNodes(const std::string& binder_state) {
     for (const std::string& line : android::base::Split(binder_state, "\n")) {
         const auto words = android::base::Tokenize(line, " ");
         if (words.size() < 2) continue;
-        if (line.starts_with("proc ")) owner = atoi(words[1].c_str());
+        if (line.starts_with("proc ")) owner = Number(words[1]);
         // The context manager, which everybody uses, has no address.
         const bool is_manager =
             words.size() > 2 && words[2].find_first_not_of("u0") == words[2].npos;
@@ -43,7 +49,7 @@ std::vector<Node> ReadNodes(const std::string& binder_state) {
         Node node = {.owner = owner, .users = {}};
         for (auto word = std::find(words.begin(), words.end(), "proc"); word != words.end();
              word++) {
-            node.users.push_back(atoi(word->c_str()));
+            node.users.push_back(Number(*word));
         }
         nodes.push_back(std::move(node));
     }

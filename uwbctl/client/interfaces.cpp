@@ -7,10 +7,11 @@
 #include <sys/socket.h>
 
 #include <android-base/file.h>
+#include <android-base/parseint.h>
+#include <android-base/strings.h>
 #include <android-base/unique_fd.h>
 
 #include <algorithm>
-#include <cstdlib>
 #include <filesystem>
 
 namespace uwbctl {
@@ -21,7 +22,9 @@ std::vector<std::string> Ieee802154Interfaces() {
     for (const auto& entry : std::filesystem::directory_iterator("/sys/class/net", error)) {
         std::string type;
         android::base::ReadFileToString(entry.path() / "type", &type);
-        if (atoi(type.c_str()) == ARPHRD_IEEE802154) names.push_back(entry.path().filename());
+        int number = 0;
+        const bool is_number = android::base::ParseInt(android::base::Trim(type), &number);
+        if (is_number && number == ARPHRD_IEEE802154) names.push_back(entry.path().filename());
     }
     std::sort(names.begin(), names.end());
     return names;

@@ -70,6 +70,7 @@ const CLI::App* FindCommand(const CLI::App& app, const std::vector<std::string>&
                          [&word](const CLI::App* command) { return command->get_name() == word; });
         if (found == commands.end()) {
             std::vector<std::string> names;
+            names.reserve(commands.size());
             for (const CLI::App* command : commands) names.push_back(command->get_name());
             throw Failure(kUsage, "there is no command \"" +
                                       FullName(*at).substr(FullName(app).size() + (at != &app)) +

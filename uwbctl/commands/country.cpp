@@ -38,7 +38,7 @@ std::string CheckCode(const std::string& typed) {
 // Says what the service has loaded, as far as the files can be seen.
 std::string LoadedText(const CalibrationFiles& files, const std::string& code) {
     if (!files.problem().empty()) {
-        const std::string text = "calibration of " + Name(code) + " loaded";
+        std::string text = "calibration of " + Name(code) + " loaded";
         if (code.empty()) return text;
         return text + ", or the default one in its place: whether " + code +
                " has its own is not known (" + files.problem() + ")";

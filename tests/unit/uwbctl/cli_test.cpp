@@ -78,6 +78,7 @@ std::string Offered(const std::string& words) {
             folder.path + "; touch walk.jsonl\nCOMP_WORDS=(uwbctl " + words +
             ")\nCOMP_CWORD=$((${#COMP_WORDS[@]}-1))\n_uwbctl\necho \"${COMPREPLY[*]}\"\n",
         folder.path + std::string("/script"));
+    // NOLINTNEXTLINE(cert-env33-c): a shell is what is tested.
     FILE* bash = popen(("bash " + std::string(folder.path) + "/script").c_str(), "r");
     std::string offered;
     android::base::ReadFdToString(android::base::borrowed_fd(fileno(bash)), &offered);

@@ -11,7 +11,6 @@ namespace {
 
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
-using ::testing::StartsWith;
 
 Measurement At(const std::string& peer, int64_t distance_mm) {
     return {.peer = peer, .distance_mm = distance_mm};
@@ -25,7 +24,7 @@ TableState TwentyPeers() {
     TableState state = {.title = "wpan0  session 42", .note = "added", .prompt = "keys: q quit"};
     for (int i = 10; i < 30; i++) {
         state.peers.emplace_back(PeerName(i), PeerStatistics());
-        state.peers.back().second.Add(At(PeerName(i), 1000 * i));
+        state.peers.back().second.Add(At(PeerName(i), int64_t{1000} * i));
     }
     return state;
 }
