@@ -51,15 +51,16 @@ TEST_F(UwbctlCommandsTest, ShowsInterfacesBesideAnotherClient) {
 
 TEST_F(UwbctlCommandsTest, MonitorsInterfacesThatNobodyHolds) {
     const std::string changes = Shell(
-        "{ sleep 1; uwbctl fira range -p 0x1234 -b 50 -n 10 >/dev/null 2>&1; } & "
-        "uwbctl monitor -t 4 --json");
+        "{ sleep 1; uwbctl fira range -p 0x1234 -b 50 -n 30 >/dev/null 2>&1; } & "
+        "uwbctl monitor -t 6 --json");
     size_t at = 0;
     for (const char* change :
          {R"("what":"service","state":"there")", R"("what":"hardware","state":"free")",
-          R"("what":"interface wpan0","state":"down")", R"("what":"interface wpan0","state":"up")",
-          R"("what":"hardware","state":"free")"}) {
+          R"("what":"interface wpan0")", R"("what":"interface wpan1")",
+          R"("what":"hardware","state":"held by a client")",
+          R"("what":"interface wpan0","state":"up")", R"("what":"hardware","state":"free")"}) {
         at = changes.find(change, at);
-        EXPECT_NE(at, changes.npos) << change << " in this order in\n" << changes;
+        ASSERT_NE(at, changes.npos) << change << " in this order in\n" << changes;
     }
     EXPECT_EQ(changes.find("gone"), changes.npos) << changes;
 }
