@@ -7,7 +7,9 @@
 
 #include <clocale>
 #include <cstdio>
+#include <cstring>
 
+#include "uwbctl/client/output.h"
 #include "uwbctl/commands/cli.h"
 
 namespace {
@@ -29,14 +31,18 @@ int main(int argc, char** argv) {
     android::base::SetMinimumLogSeverity(android::base::FATAL_WITHOUT_ABORT);
     // For what a terminal can show; numbers stay as they are.
     setlocale(LC_CTYPE, "");
+    using namespace uwbctl;
     int status = kDone;
     try {
         status = Run(argc, argv);
-    } catch (const uwbctl::Failure& failure) {
+    } catch (const Failure& failure) {
         fprintf(stderr, "uwbctl: %s\n", failure.what());
         status = failure.status();
     }
+    if (const int error = FlushStandardOutput(); error != 0 && status == kDone) {
+        fprintf(stderr, "uwbctl: cannot write standard output: %s\n", strerror(error));
+        status = kCannotWrite;
+    }
     // A thread may still be waiting for the service manager: no destructors behind its back.
-    fflush(stdout);
     _exit(status);
 }

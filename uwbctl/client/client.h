@@ -25,6 +25,10 @@ enum ExitStatus : int {
     kRefused = 4,
     /** The radio or the session failed after it was set up. */
     kRadioFailed = 5,
+    /** A file or standard output cannot be written. */
+    kCannotWrite = 6,
+    /** All went well, but no peer has answered. */
+    kNoAnswer = 7,
 };
 
 /** Ends the command: one line for the terminal, and the exit status. */

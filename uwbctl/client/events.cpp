@@ -11,11 +11,28 @@
 #include <iterator>
 #include <utility>
 
+#include "uwbctl/client/output.h"
+
 namespace uwbctl {
+namespace {
 
 using std::chrono::milliseconds;
 
-Events::Events() : posted_fd_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
+// Between two waits a command is busy for less than that, unless it hangs.
+constexpr milliseconds kUntilHeard{500};
+// To end a session in order takes up to five seconds, and two calls.
+constexpr milliseconds kToTidyUp{8000};
+
+constexpr unsigned kSecondsToDie = 1;
+
+constexpr int kEventFdFlags = EFD_CLOEXEC | EFD_NONBLOCK;
+
+}  // namespace
+
+Events::Events()
+    : posted_fd_(eventfd(0, kEventFdFlags)),
+      interrupted_fd_(eventfd(0, kEventFdFlags)),
+      end_fd_(eventfd(0, kEventFdFlags)) {
     signal(SIGPIPE, SIG_IGN);
     sigset_t signals;
     sigemptyset(&signals);
@@ -23,6 +40,58 @@ Events::Events() : posted_fd_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
         sigaddset(&signals, number);
     sigprocmask(SIG_BLOCK, &signals, nullptr);
     signal_fd_.reset(signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK));
+    termios terminal = {};
+    if (tcgetattr(STDIN_FILENO, &terminal) == 0) terminal_ = terminal;
+    watcher_ = std::thread([this] { WatchSignals(); });
+}
+
+Events::~Events() {
+    eventfd_write(end_fd_.get(), 1);
+    watcher_.join();
+}
+
+// The next that ends the process: 0 when none came in time, nothing when the watch ends.
+std::optional<int> Events::NextSignal(milliseconds timeout) {
+    pollfd fds[] = {{.fd = signal_fd_.get(), .events = POLLIN, .revents = 0},
+                    {.fd = end_fd_.get(), .events = POLLIN, .revents = 0}};
+    const auto& [signal_poll, end_poll] = fds;
+    for (;;) {
+        poll(fds, std::size(fds), static_cast<int>(timeout.count()));
+        if (end_poll.revents != 0) return std::nullopt;
+        signalfd_siginfo info = {};
+        if (read(signal_fd_.get(), &info, sizeof(info)) <= 0) return 0;
+        const auto number = static_cast<int>(info.ssi_signo);
+        if (number != SIGWINCH && number != SIGTSTP) return number;
+        OnTerminalSignal(number);
+    }
+}
+
+void Events::WatchSignals() {
+    constexpr milliseconds kNoTimeout{-1};
+    const std::optional<int> first = NextSignal(kNoTimeout);
+    if (!first) return;
+    eventfd_write(interrupted_fd_.get(), 1);
+    std::optional<int> second = NextSignal(kUntilHeard);
+    if (second == 0 && has_heard_) second = NextSignal(kToTidyUp);
+    if (second) DieOf(*second != 0 ? *second : *first);
+}
+
+void Events::DieOf(int number) {
+    // Whatever the terminal does to those who write to it.
+    alarm(kSecondsToDie);
+    mutex_.lock();
+    if (at_death_) at_death_();
+    // From the background the terminal is not ours to set.
+    if (terminal_ && tcgetpgrp(STDIN_FILENO) == getpgrp()) {
+        tcsetattr(STDIN_FILENO, TCSANOW, &*terminal_);
+    }
+    signal(number, SIG_DFL);
+    sigset_t signals;
+    sigemptyset(&signals);
+    sigaddset(&signals, number);
+    pthread_sigmask(SIG_UNBLOCK, &signals, nullptr);
+    raise(number);
+    abort();
 }
 
 void Events::Post(std::function<void()> task) {
@@ -32,15 +101,21 @@ void Events::Post(std::function<void()> task) {
 }
 
 bool Events::RunPosted() {
-    std::deque<std::function<void()>> posted;
-    {
-        const std::lock_guard lock(mutex_);
-        eventfd_t count = 0;
-        eventfd_read(posted_fd_.get(), &count);
-        posted.swap(posted_);
+    // One by one: what a task throws must not take the others with it.
+    for (bool has_run = false;; has_run = true) {
+        std::function<void()> task;
+        {
+            const std::lock_guard lock(mutex_);
+            if (posted_.empty()) {
+                eventfd_t count = 0;
+                eventfd_read(posted_fd_.get(), &count);
+                return has_run;
+            }
+            task = std::move(posted_.front());
+            posted_.pop_front();
+        }
+        task();
     }
-    for (const auto& task : posted) task();
-    return !posted.empty();
 }
 
 void Events::WatchInput(int fd, std::function<void()> on_ready) {
@@ -49,26 +124,33 @@ void Events::WatchInput(int fd, std::function<void()> on_ready) {
 }
 
 void Events::WatchTerminal(std::function<void(int)> on_signal) {
+    const std::lock_guard lock(mutex_);
     on_terminal_signal_ = std::move(on_signal);
 }
 
-Events::Wake Events::TakeSignal() {
-    signalfd_siginfo info = {};
-    (void)!read(signal_fd_.get(), &info, sizeof(info));
-    const auto number = static_cast<int>(info.ssi_signo);
-    if (number != SIGWINCH && number != SIGTSTP) return Wake::kInterrupted;
-    if (on_terminal_signal_) {
-        on_terminal_signal_(number);
+void Events::AtDeath(std::function<void()> restore) {
+    const std::lock_guard lock(mutex_);
+    at_death_ = std::move(restore);
+}
+
+// Who watches hears of it in Wait(); it may have changed its mind by then.
+void Events::OnTerminalSignal(int number) {
+    std::unique_lock lock(mutex_);
+    const bool is_watched = static_cast<bool>(on_terminal_signal_);
+    lock.unlock();
+    if (is_watched) {
+        Post([this, number] {
+            if (on_terminal_signal_) on_terminal_signal_(number);
+        });
     } else if (number == SIGTSTP) {
         kill(getpid(), SIGSTOP);
     }
-    return Wake::kPosted;
 }
 
 Events::Wake Events::Wait(milliseconds timeout) {
     // Asking standard output for nothing still reports that its reader has gone; -1 is passed over.
     pollfd fds[] = {{.fd = posted_fd_.get(), .events = POLLIN, .revents = 0},
-                    {.fd = signal_fd_.get(), .events = POLLIN, .revents = 0},
+                    {.fd = interrupted_fd_.get(), .events = POLLIN, .revents = 0},
                     {.fd = STDOUT_FILENO, .events = 0, .revents = 0},
                     {.fd = input_fd_, .events = POLLIN, .revents = 0}};
     const auto& [posted_poll, signal_poll, output_poll, input_poll] = fds;
@@ -77,8 +159,14 @@ Events::Wake Events::Wait(milliseconds timeout) {
     bool posted = RunPosted();
     // Being continued after a stop may end the wait as well.
     if (ready < 0) return Wake::kPosted;
-    if (ready > 0 && signal_poll.revents != 0) return TakeSignal();
+    if (ready > 0 && signal_poll.revents != 0) {
+        has_heard_ = true;
+        eventfd_t count = 0;
+        eventfd_read(interrupted_fd_.get(), &count);
+        return Wake::kInterrupted;
+    }
     if (ready > 0 && (output_poll.revents & (POLLERR | POLLHUP)) != 0) return Wake::kOutputClosed;
+    if (FlushStandardOutput() != 0) return Wake::kOutputClosed;
     if (ready > 0 && input_poll.revents != 0) {
         posted = true;
         const auto on_input = on_input_;  // It may end its own watch.

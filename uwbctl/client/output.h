@@ -48,4 +48,12 @@ class Output {
     virtual Keyboard* keyboard() { return nullptr; }
 };
 
+/**
+ * Puts out what standard output still holds back.
+ *
+ * @return 0, or the errno of the first write that failed, for ever; a reader that has left is no
+ *         failure (EPIPE).
+ */
+int FlushStandardOutput();
+
 }  // namespace uwbctl

@@ -51,6 +51,7 @@ void LiveTable::Begin(const std::string& iface, const FiraTwrSession& session) {
     is_live_ = true;
     if (screen_ != nullptr) {
         events_->WatchTerminal([this](int number) { OnTerminalSignal(number); });
+        events_->AtDeath([screen = screen_.get()] { screen->GiveBack(); });
         Draw();
     }
 }
@@ -99,6 +100,7 @@ void LiveTable::Close() {
     if (!is_live_) return;
     is_live_ = false;
     events_->WatchTerminal({});
+    events_->AtDeath({});
     screen_.reset();
     state_.prompt.clear();
     PrintFrame();

@@ -113,7 +113,7 @@ std::unique_ptr<Screen> Screen::Open() {
     return std::unique_ptr<Screen>(new Screen());
 }
 
-Screen::~Screen() {
+void Screen::GiveBack() {
     if (!isendwin() && IsInForeground()) endwin();
 }
 

@@ -21,8 +21,7 @@ class Screen {
     static bool IsPossible();
     /** @return null where it is not possible. */
     static std::unique_ptr<Screen> Open();
-    /** Gives the terminal back as it was. */
-    ~Screen();
+    ~Screen() { GiveBack(); }
     Screen(const Screen&) = delete;
     Screen& operator=(const Screen&) = delete;
 
@@ -33,6 +32,9 @@ class Screen {
 
     /** @return as Keyboard::Read(). */
     int ReadKey();
+
+    /** Leaves the terminal as it was; to show something takes it again. */
+    void GiveBack();
 
     /** The terminal's size has changed. */
     void Resize();
