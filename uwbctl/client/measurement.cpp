@@ -6,6 +6,7 @@
 #include <stdexcept>
 #include <utility>
 
+#include "uwbctl/client/json.h"
 #include "uwbctl/client/text.h"
 
 namespace uwbctl {
@@ -37,17 +38,17 @@ void PutAngle(const char* name, const std::optional<Angle>& angle, Json* json) {
 
 // The library would cast a fraction, or a number that is too large, without a word.
 template <typename T>
-T GetInteger(const nlohmann::json& json, const char* name) {
+T GetInteger(const Json& json, const char* name) {
     const auto& value = json.at(name);
-    const auto number = value.is_number_integer() ? value.get<int64_t>() : int64_t{};
-    if (!value.is_number_integer() || !std::in_range<T>(number)) {
+    const std::optional<int64_t> number = WholeNumber(value);
+    if (!number || !std::in_range<T>(*number)) {
         throw std::out_of_range(std::string(name) +
                                 " is not a whole number in range: " + value.dump());
     }
-    return static_cast<T>(number);
+    return static_cast<T>(*number);
 }
 
-std::optional<Angle> GetAngle(const char* name, const nlohmann::json& json) {
+std::optional<Angle> GetAngle(const char* name, const Json& json) {
     const std::string prefix = name;
     if (json.at(prefix + "_rad").is_null()) return std::nullopt;
     return Angle{.radians = json.at(prefix + "_rad").get<double>(),
@@ -94,7 +95,7 @@ Json ToJson(const Measurement& measurement) {
     return json;
 }
 
-std::optional<Measurement> MeasurementFromJson(const nlohmann::json& json, std::string* error) {
+std::optional<Measurement> MeasurementFromJson(const Json& json, std::string* error) {
     try {
         Measurement result;
         result.timestamp_ns = GetInteger<int64_t>(json, "timestamp_ns");
@@ -112,7 +113,7 @@ std::optional<Measurement> MeasurementFromJson(const nlohmann::json& json, std::
         result.elevation = GetAngle("elevation", json);
         return result;
     } catch (const std::exception& exception) {
-        *error = exception.what();
+        *error = ReasonOf(exception);
         return std::nullopt;
     }
 }

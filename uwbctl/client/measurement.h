@@ -50,7 +50,8 @@ nlohmann::ordered_json ToJson(const Measurement& measurement);
  *
  * @return nothing, with *error set, when the object is not such a measurement.
  */
-std::optional<Measurement> MeasurementFromJson(const nlohmann::json& json, std::string* error);
+std::optional<Measurement> MeasurementFromJson(const nlohmann::ordered_json& json,
+                                               std::string* error);
 
 /** The first line of CSV output; the columns are the members of ToJson() but the type. */
 std::string CsvHeader();

@@ -1,13 +1,21 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "uwbctl/client/session.h"
 
+#include <android-base/file.h>
+#include <android-base/strings.h>
 #include <android/binder_enums.h>
+#include <unistd.h>
 
-#include <fstream>
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
 #include <limits>
+#include <optional>
+#include <stdexcept>
 #include <type_traits>
 
 #include "uwbctl/client/client.h"
+#include "uwbctl/client/json.h"
 #include "uwbctl/client/text.h"
 
 namespace uwbctl {
@@ -17,6 +25,12 @@ using namespace ::aidl::hardware::velta::uwb;
 using Json = nlohmann::ordered_json;
 
 constexpr size_t kShortAddressSize = 2;
+
+// Longer values are cut in messages.
+constexpr size_t kMostShown = 80;
+
+// More than any member of a member has.
+constexpr size_t kMostNames = 4;
 
 constexpr char kPhoneToTag[] = "phone-to-tag";
 constexpr char kIndoorPositioning[] = "indoor-positioning";
@@ -90,6 +104,12 @@ Json BytesToJson(const std::vector<uint8_t>& bytes) {
     return text;
 }
 
+// A value for a message, whatever it has in it.
+std::string Shortened(const Json& json) {
+    const std::string text = json.dump(-1, ' ', false, Json::error_handler_t::replace);
+    return text.size() > kMostShown ? text.substr(0, kMostShown) + "\u2026" : text;
+}
+
 struct Writer {
     Json* json;
 
@@ -123,8 +143,7 @@ struct Writer {
 // Reads a member if it is there; what is left unread in the end does not exist.
 class Reader {
   public:
-    Reader(nlohmann::json json, std::string where)
-        : json_(std::move(json)), where_(std::move(where)) {
+    Reader(Json json, std::string where) : json_(std::move(json)), where_(std::move(where)) {
         if (!json_.is_object()) throw Failure(kUsage, where_ + ": not a JSON object");
     }
 
@@ -143,13 +162,13 @@ class Reader {
     }
 
   private:
-    [[noreturn]] static void Bad(const std::string& where, const nlohmann::json& json,
+    [[noreturn]] static void Bad(const std::string& where, const Json& json,
                                  const std::string& expected) {
-        throw Failure(kUsage, where + ": expected " + expected + ", not " + json.dump());
+        throw Failure(kUsage, where + ": expected " + expected + ", not " + Shortened(json));
     }
 
     template <typename T>
-    static void Read(const std::string& where, const nlohmann::json& json, T* value) {
+    static void Read(const std::string& where, const Json& json, T* value) {
         if constexpr (std::is_same_v<T, bool>) {
             if (!json.is_boolean()) Bad(where, json, "true or false");
             *value = json.get<bool>();
@@ -174,21 +193,20 @@ class Reader {
     }
 
     template <typename T>
-    static void ReadInteger(const std::string& where, const nlohmann::json& json, T* value) {
+    static void ReadInteger(const std::string& where, const Json& json, T* value) {
         using Limits = std::numeric_limits<T>;
         // Session identifiers are unsigned for people.
         const int64_t maximum = sizeof(T) == sizeof(int32_t) ? std::numeric_limits<uint32_t>::max()
                                                              : static_cast<int64_t>(Limits::max());
         const std::string expected =
             "a whole number, " + std::to_string(Limits::min()) + " to " + std::to_string(maximum);
-        if (!json.is_number_integer()) Bad(where, json, expected);
-        const auto number = json.get<int64_t>();
-        if (number < Limits::min() || number > maximum) Bad(where, json, expected);
-        *value = static_cast<T>(number);
+        const std::optional<int64_t> number = WholeNumber(json);
+        if (!number || *number < Limits::min() || *number > maximum) Bad(where, json, expected);
+        *value = static_cast<T>(*number);
     }
 
     template <typename T>
-    static void ReadEnum(const std::string& where, const nlohmann::json& json, T* value) {
+    static void ReadEnum(const std::string& where, const Json& json, T* value) {
         std::string names;
         for (const T candidate : ndk::enum_range<T>()) {
             if (json.is_string() && toString(candidate) == json.get<std::string>()) {
@@ -200,14 +218,14 @@ class Reader {
         Bad(where, json, "one of " + names);
     }
 
-    static UwbAddress ReadAddress(const std::string& where, const nlohmann::json& json) {
+    static UwbAddress ReadAddress(const std::string& where, const Json& json) {
         const auto address =
             json.is_string() ? ParseAddress(json.get<std::string>()) : std::optional<UwbAddress>();
         if (!address) Bad(where, json, "bytes as \"0x1234\" or \"12:34\"");
         return *address;
     }
 
-    nlohmann::json json_;
+    Json json_;
     std::string where_;
 };
 
@@ -278,22 +296,36 @@ Json SessionToJson(const FiraTwrSession& session) {
     return Writer::Convert(&copy);
 }
 
-void ApplyJson(const nlohmann::json& json, const std::string& where, FiraTwrSession* session) {
+void ApplyJson(const Json& json, const std::string& where, FiraTwrSession* session) {
     Reader reader(json, where);
     Visit(session, reader);
     reader.CheckAllRead();
 }
 
+bool IsSecret(const std::string& member) {
+    std::string lower = member;
+    std::transform(lower.begin(), lower.end(), lower.begin(),
+                   [](unsigned char c) { return static_cast<char>(tolower(c)); });
+    // How keys are rotated is none.
+    return lower == "vendorid" || lower == "staticstsiv" ||
+           (lower.find("key") != lower.npos && lower.find("keyrotation") == lower.npos);
+}
+
 void ApplySessionFile(const std::string& path, FiraTwrSession* session) {
-    std::ifstream file(path);
-    if (!file.is_open()) throw Failure(kUsage, "cannot open the session file " + path);
-    nlohmann::json json;
-    try {
-        json = nlohmann::json::parse(file);
-    } catch (const nlohmann::json::exception& exception) {
-        throw Failure(kUsage, path + ": " + exception.what());
+    const bool is_input = path == "-";
+    const std::string name = is_input ? "standard input" : path;
+    std::string text;
+    if (!(is_input ? android::base::ReadFdToString(STDIN_FILENO, &text)
+                   : android::base::ReadFileToString(path, &text, /*follow_symlinks=*/true))) {
+        throw Failure(kUsage, "cannot read the session file " + name + ": " + strerror(errno));
     }
-    ApplyJson(json, path, session);
+    Json json;
+    try {
+        json = ParseJson(text);
+    } catch (const std::runtime_error& error) {
+        throw Failure(kUsage, name + ": " + error.what());
+    }
+    ApplyJson(json, name, session);
 }
 
 void ApplySetting(const std::string& setting, FiraTwrSession* session) {
@@ -302,15 +334,18 @@ void ApplySetting(const std::string& setting, FiraTwrSession* session) {
         throw Failure(kUsage, "--set: expected NAME=VALUE, not " + setting);
     }
     const std::string text = setting.substr(equals + 1);
-    nlohmann::json value = nlohmann::json::parse(text, nullptr, /*allow_exceptions=*/false);
-    if (value.is_discarded()) value = text;
-    // From the innermost name outwards.
-    std::string names = setting.substr(0, equals);
-    for (size_t dot = names.rfind('.'); dot != std::string::npos; dot = names.rfind('.')) {
-        value = nlohmann::json{{names.substr(dot + 1), value}};
-        names.resize(dot);
+    Json value = text;
+    try {
+        value = ParseJson(text);
+    } catch (const std::runtime_error&) {
+        // A text without quotes.
     }
-    ApplyJson(nlohmann::json{{names, value}}, "--set " + setting, session);
+    std::vector<std::string> names = android::base::Split(setting.substr(0, equals), ".");
+    if (names.size() > kMostNames) {
+        throw Failure(kUsage, "--set: no member lies so deep: " + setting.substr(0, kMostShown));
+    }
+    for (; !names.empty(); names.pop_back()) value = Json{{names.back(), Json(value)}};
+    ApplyJson(value, "--set " + setting, session);
 }
 
 std::vector<UwbAddress> ParsePeers(const std::vector<std::string>& peers) {

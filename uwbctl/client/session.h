@@ -35,9 +35,17 @@ nlohmann::ordered_json SessionToJson(const FiraTwrSession& session);
  *
  * @param where what to name json by, such as a file's name.
  */
-void ApplyJson(const nlohmann::json& json, const std::string& where, FiraTwrSession* session);
+void ApplyJson(const nlohmann::ordered_json& json, const std::string& where,
+               FiraTwrSession* session);
 
-/** ApplyJson() of a file's contents; throws a Failure that names the file. */
+/**
+ * @return whether a member says how the air is ciphered. Whoever knows it could range in a peer's
+ *         place, so it goes neither into a recording nor onto a page.
+ */
+bool IsSecret(const std::string& member);
+
+/** ApplyJson() of a file's contents, "-" for standard input; throws a Failure that names the file.
+ */
 void ApplySessionFile(const std::string& path, FiraTwrSession* session);
 
 /**

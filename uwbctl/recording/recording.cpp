@@ -4,8 +4,10 @@
 #include <cerrno>
 #include <cstring>
 #include <fstream>
+#include <utility>
 
 #include "uwbctl/client/client.h"
+#include "uwbctl/client/json.h"
 
 namespace uwbctl {
 namespace {
@@ -14,12 +16,6 @@ using Json = nlohmann::ordered_json;
 
 constexpr char kFormat[] = "uwbctl-recording";
 constexpr int kVersion = 1;
-
-// The library puts its own "[json.exception.…] " before what people need.
-std::string Reason(const std::string& what) {
-    const size_t end = what.find("] ");
-    return what.rfind("[json", 0) == 0 && end != std::string::npos ? what.substr(end + 2) : what;
-}
 
 class Reader {
   public:
@@ -31,8 +27,13 @@ class Reader {
     [[noreturn]] void Fail(const std::string& what) const {
         throw Failure(kUsage, file_ + ":" + std::to_string(line_) + ": " + what);
     }
+    [[noreturn]] void FailAs(const std::string& kind, const std::string& reason) const {
+        Fail(std::string(strchr("ae", kind.front()) != nullptr ? "not an " : "not a ") + kind +
+             ": " + reason);
+    }
     void TakeLine(const std::string& line, bool is_whole);
     void TakeSession(const Json& json);
+    void CheckNumbers(const Json& session) const;
     void TakeMeasurement(const Json& json);
     void TakeEvent(const Json& json);
     void TakeEnd(const Json& json);
@@ -61,13 +62,17 @@ Recording Reader::Read() {
 }
 
 void Reader::TakeLine(const std::string& line, bool is_whole) {
-    const char* kind = has_session_ ? "line of a recording" : "session line";
+    std::string kind = has_session_ ? "line of a recording" : "session line";
+    Json json;
     try {
-        const Json json = Json::parse(line, nullptr, is_whole || !has_session_);
-        if (json.is_discarded()) {
-            recording_.is_last_line_cut = true;
-            return;
-        }
+        json = ParseJson(line);
+    } catch (const std::runtime_error& error) {
+        // The beginning of a line starts as every line does.
+        recording_.is_last_line_cut = has_session_ && !is_whole && line.starts_with('{');
+        if (!recording_.is_last_line_cut) FailAs(kind, error.what());
+        return;
+    }
+    try {
         const auto type = json.at("type").get<std::string>();
         if (!has_session_) {
             if (type != "session") Fail("a recording starts with the line of its session");
@@ -86,8 +91,7 @@ void Reader::TakeLine(const std::string& line, bool is_whole) {
             recording_.skipped++;
         }
     } catch (const Json::exception& exception) {
-        Fail(std::string("not a") + (strchr("ae", *kind) ? "n " : " ") + kind + ": " +
-             Reason(exception.what()));
+        FailAs(kind, ReasonOf(exception));
     }
 }
 
@@ -102,24 +106,29 @@ void Reader::TakeSession(const Json& json) {
     recording_.iface = json.at("iface").get<std::string>();
     if (const auto found = json.find("session"); found != json.end()) {
         if (!found->is_object()) Fail("not a session line: its session is not an object");
+        CheckNumbers(*found);
         recording_.session = *found;
     }
     has_session_ = true;
 }
 
-void Reader::TakeMeasurement(const Json& json) {
-    // The library would cut the fraction off, or worse.
-    for (const char* name : {"timestamp_ns", "session_id", "block", "status", "distance_mm"}) {
-        const auto found = json.find(name);
-        if (found != json.end() && found->is_number_float()) {
-            Fail("not a measurement: " + std::string(name) + " is not a whole number");
+// No member of a session has more bits, and some are added and multiplied.
+void Reader::CheckNumbers(const Json& session) const {
+    for (const auto& [name, value] : session.items()) {
+        if (!value.is_number_integer()) continue;
+        const std::optional<int64_t> number = WholeNumber(value);
+        if (!number || (!std::in_range<int32_t>(*number) && !std::in_range<uint32_t>(*number))) {
+            Fail("not a session line: " + name + " is out of range: " + value.dump());
         }
     }
+}
+
+void Reader::TakeMeasurement(const Json& json) {
     std::string error;
-    const auto measurement = MeasurementFromJson(nlohmann::json(json), &error);
-    if (!measurement) Fail("not a measurement: " + Reason(error));
+    const auto measurement = MeasurementFromJson(json, &error);
+    if (!measurement) FailAs("measurement", error);
     // No clock is there, and times are subtracted.
-    if (measurement->timestamp_ns < 0) Fail("not a measurement: timestamp_ns is negative");
+    if (measurement->timestamp_ns < 0) FailAs("measurement", "timestamp_ns is negative");
     recording_.measurements.push_back(*measurement);
 }
 

@@ -1,0 +1,26 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstdint>
+#include <exception>
+#include <nlohmann/json.hpp>
+#include <optional>
+#include <string>
+
+namespace uwbctl {
+
+/**
+ * @return the value that a text from outside has, its members in their order; throws a
+ *         std::runtime_error that says what is wrong with it. Nothing in it nests deeper than a
+ *         session or a measurement could: what walks it calls itself at each level.
+ */
+nlohmann::ordered_json ParseJson(const std::string& text);
+
+/** @return a whole number, nothing for anything else and for what 64 bits with a sign cannot hold.
+ */
+std::optional<int64_t> WholeNumber(const nlohmann::ordered_json& json);
+
+/** @return what the library says of a value that is not as it should be, without its own prefix. */
+std::string ReasonOf(const std::exception& exception);
+
+}  // namespace uwbctl
