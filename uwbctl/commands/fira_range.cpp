@@ -50,6 +50,7 @@ void SetAngles(const std::string& angles, FiraTwrSession* session) {
 // What has come from the service so far; touched on the command's thread only.
 struct Progress {
     uint64_t reports = 0;
+    bool has_answer = false;
     std::optional<int> stop_reason;
     bool has_quit = false;
 };
@@ -140,6 +141,9 @@ void FiraRun::OnReport(const FiraRangingData& data,
                        const std::vector<FiraTwrMeasurement>& measurements) {
     if (IsComplete()) return;
     progress_.reports++;
+    for (const FiraTwrMeasurement& measurement : measurements) {
+        if (measurement.status == 0) progress_.has_answer = true;
+    }
     for (const auto& output : outputs_) {
         for (const FiraTwrMeasurement& measurement : measurements) {
             output->Add(ToMeasurement(data, measurement));
@@ -204,7 +208,10 @@ void FiraRun::Range() {
 void FiraRun::CheckEnd(Ended ended) {
     if (IsComplete()) {
         end_reason_ = "count";
-        return;
+        if (progress_.has_answer) return;
+        throw Failure(kNoAnswer, "no peer has answered in " +
+                                     CountText(progress_.reports, "report") +
+                                     ": is it there, and is its session set up as this one?");
     }
     if (progress_.stop_reason) {
         end_reason_ = "stopped by the radio";
@@ -273,6 +280,9 @@ void FiraRun::ChangeControlees(bool add, const std::vector<std::string>& peers) 
 FiraTwrSession EffectiveSession(const FiraRangeOptions& options) {
     FiraTwrSession session =
         MakeSession(options.preset.empty() ? SessionPresets().front().name : options.preset);
+    if (options.session_file == "-" && options.reads_commands) {
+        throw Failure(kUsage, "standard input is either the session file or commands");
+    }
     if (!options.session_file.empty()) ApplySessionFile(options.session_file, &session);
     if (options.is_controlee) {
         session.deviceType = DeviceType::CONTROLEE;

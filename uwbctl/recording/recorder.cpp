@@ -28,6 +28,15 @@ std::string UtcNow() {
     return text;
 }
 
+Json WithoutSecrets(const FiraTwrSession& session) {
+    const Json all = SessionToJson(session);
+    Json known = Json::object();
+    for (const auto& [name, value] : all.items()) {
+        if (!IsSecret(name)) known[name] = value;
+    }
+    return known;
+}
+
 class JsonOutput : public Output {
   public:
     // Names the file when it cannot be written; standard output's reader may leave.
@@ -44,7 +53,7 @@ class JsonOutput : public Output {
                {"version", kRecordingVersion},
                {"time", UtcNow()},
                {"iface", iface},
-               {"session", SessionToJson(session)}});
+               {"session", WithoutSecrets(session)}});
         EndReport();
     }
     void Add(const Measurement& measurement) override { Write(ToJson(measurement)); }
@@ -53,8 +62,11 @@ class JsonOutput : public Output {
         EndReport();
     }
     void EndReport() override {
-        if (fflush(file_) != 0 && !path_.empty()) {
-            throw Failure(kUsage, "cannot write " + path_ + ": " + strerror(errno));
+        // Standard output's failures are seen to for all commands at once.
+        if (path_.empty()) {
+            fflush(file_);
+        } else if (fflush(file_) != 0 || ferror(file_) != 0) {
+            throw Failure(kCannotWrite, "cannot write " + path_ + ": " + strerror(errno));
         }
     }
     void End(const std::string& reason, uint64_t reports) override {
@@ -74,7 +86,7 @@ class JsonOutput : public Output {
 std::unique_ptr<Output> MakeRecorder(const std::string& path) {
     FILE* file = fopen(path.c_str(), "we");
     if (file == nullptr) {
-        throw Failure(kUsage, "cannot write the recording " + path + ": " + strerror(errno));
+        throw Failure(kCannotWrite, "cannot write the recording " + path + ": " + strerror(errno));
     }
     return std::make_unique<JsonOutput>(file, path);
 }
