@@ -55,7 +55,8 @@ void AddSessionOptions(CLI::App* command, FiraRangeOptions* options) {
         ->type_name(Choices(PresetNames()));
     command
         ->add_option("--session-file", options->session_file,
-                     "JSON file with members of the session, as --dump-session prints them")
+                     "JSON file with members of the session, as --dump-session prints them; - for "
+                     "standard input")
         ->type_name("FILE");
     command->add_option("-s,--session", options->session_id, "Session identifier")
         ->type_name("NUMBER")
@@ -157,7 +158,7 @@ void AddRecord(CommandLine* line, CLI::App* app) {
         AddCommand(line, app, "record", "Range as \"fira range\" does, and record into a file",
                    "Examples:\n"
                    "  uwbctl record walk.jsonl -p 0x1234 -n 300    record 300 reports\n"
-                   "  uwbctl report walk.jsonl -o walk.html        and make a page of them\n",
+                   "  uwbctl report walk.jsonl                     and make a page of them\n",
                    options, FiraRange);
     record->add_option("file", options->recording, "File to record into, as JSON lines")
         ->type_name("FILE")

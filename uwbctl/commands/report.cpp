@@ -21,11 +21,12 @@ void AddReport(CommandLine* line, CLI::App* app) {
     const auto options = std::make_shared<ReportOptions>();
     CLI::App* report =
         AddCommand(line, app, "report", "Make a self-contained page of a recording",
-                   "Example:\n  uwbctl report walk.jsonl -o walk.html\n", options, Report);
+                   "Example:\n  uwbctl report walk.jsonl      makes walk.html\n", options, Report);
     report->add_option("file", options->recording, "The recording")->type_name("FILE")->required();
-    report->add_option("-o,--output", options->page, "The page; - for standard output")
-        ->type_name("FILE")
-        ->required();
+    report
+        ->add_option("-o,--output", options->page,
+                     "The page; - for standard output; otherwise named as the recording is")
+        ->type_name("FILE");
 }
 
 }  // namespace uwbctl

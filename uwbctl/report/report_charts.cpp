@@ -149,6 +149,7 @@ std::string RateChart(const ReportData& data) {
     if (data.interval_s) highest = std::max(highest, 1 / *data.interval_s);
 
     std::string charts;
+    const std::vector<std::string> names = NamesOf(data);
     for (size_t i = 0; i < rates.size(); i++) {
         const bool is_last = i + 1 == rates.size();
         Axis y = ValueAxis(0, highest, kSteps, i == 0 ? "Distances per second (1/s)" : "");
@@ -167,7 +168,7 @@ std::string RateChart(const ReportData& data) {
         }
         chart.Area(i, steps);
         chart.Lines(i, {steps});
-        chart.PeerLabels({{i, y.high / 2}}, NamesOf(data));
+        chart.PeerLabels({{i, y.high / 2}}, names);
         charts += chart.Finish();
     }
     return charts + "<figcaption>Counted over " + NumberText(window, window < 1 ? 3 : 0) +
@@ -236,34 +237,38 @@ std::string MeritHistogram(const ReportData& data, bool elevation) {
     const bool by_peer = HasPeerBars(data);
     const size_t parts = by_peer ? data.peers.size() : 1;
     std::vector<std::vector<double>> bins(kBins, std::vector<double>(parts));
-    std::vector<double> totals(kBins);
-    double all = 0;
+    std::vector<double> totals(parts);
     for (size_t i = 0; i < data.peers.size(); i++) {
         const PeerReport& peer = data.peers[i];
+        const size_t part = by_peer ? i : 0;
         for (const double merit : elevation ? peer.elevation_merits : peer.azimuth_merits) {
-            const int bin = static_cast<int>(std::clamp(merit * kBins, 0.0, kBins - 1.0));
-            bins[bin][by_peer ? i : 0]++;
-            totals[bin]++;
-            all++;
+            bins[static_cast<int>(std::clamp(merit * kBins, 0.0, kBins - 1.0))][part]++;
+            totals[part]++;
         }
     }
-    if (all == 0) return "";
+    double highest = 0;
+    for (size_t i = 0; i < parts; i++) {
+        // A peer of few angles is as tall as one of many.
+        for (auto& bin : bins) highest = std::max(highest, totals[i] > 0 ? bin[i] / totals[i] : 0);
+    }
+    if (highest == 0) return "";
     const std::string name = elevation ? "elevation" : "azimuth";
     Axis x = ValueAxis(0, 1, 5, "Figure of merit of the " + name);
     SvgChart chart("Histogram of the figure of merit of the " + name, kHeight, x,
-                   ValueAxis(0, *std::max_element(totals.begin(), totals.end()) / all * 100, kTicks,
-                             "Share of angles (%)"));
+                   ValueAxis(0, highest * 100, kTicks,
+                             by_peer ? "Share of each peer\u2019s angles (%)"
+                                     : "Share of all peers\u2019 angles (%)"));
+    constexpr double kGap = 0.006;
+    const double width = (1.0 / kBins - 2 * kGap) / static_cast<double>(parts);
     for (int bin = 0; bin < kBins; bin++) {
-        double low = 0;
         for (size_t i = 0; i < parts; i++) {
-            const double share = bins[bin][i] / all * 100;
-            if (share == 0) continue;
-            constexpr double kGap = 0.006;
-            chart.Box("bar " + (by_peer ? PeerClass(i) : "all"), {bin / 10.0 + kGap, low},
-                      {(bin + 1) / 10.0 - kGap, low + share},
+            if (bins[bin][i] == 0) continue;
+            const double left =
+                static_cast<double>(bin) / kBins + kGap + width * static_cast<double>(i);
+            chart.Box("bar " + (by_peer ? PeerClass(i) : "all"), {left, 0},
+                      {left + width, bins[bin][i] / totals[i] * 100},
                       (by_peer ? data.peers[i].name + ": " : "") + NumberText(bins[bin][i]) +
-                          " of " + NumberText(all));
-            low += share;
+                          " of " + NumberText(totals[i]));
         }
     }
     return chart.Finish();

@@ -16,6 +16,7 @@
 #include <ctime>
 #include <filesystem>
 
+#include "uwbctl/client/session.h"
 #include "uwbctl/report/report_charts.h"
 #include "uwbctl/report/report_data.h"
 #include "uwbctl/report/report_style.h"
@@ -263,28 +264,15 @@ std::string Charts(const Recording& recording, const ReportData& data) {
 }
 
 // All but what someone could range in a peer's place with.
-std::string SessionDetails(const Json& session) {
+std::string SessionParameters(const Json& session) {
     std::string rows;
     for (const auto& [name, value] : session.items()) {
-        const std::string lower = LowerCase(name);
-        const bool is_secret =
-            (lower.find("key") != std::string::npos && !value.is_boolean() && !value.is_number()) ||
-            lower == "staticstsiv";
         AddFact(EscapeHtml(name).c_str(),
-                is_secret ? "not shown" : SessionText(session, name.c_str()), &rows);
+                IsSecret(name) ? "not shown" : SessionText(session, name.c_str()), &rows);
     }
     if (rows.empty()) return "";
-    return "<details><summary>Session parameters</summary><dl>" + rows + "</dl></details>\n";
-}
-
-std::string ErrorText(const std::string& file) {
-    return file + ": " + strerror(errno);
-}
-
-void Write(int fd, const std::string& page, const std::string& name) {
-    if (!android::base::WriteStringToFd(page, fd)) {
-        throw Failure(kUsage, "cannot write " + ErrorText(name));
-    }
+    return "<section><h2>Session parameters</h2>\n<dl class=\"parameters\">" + rows +
+           "</dl></section>\n";
 }
 
 void WriteFile(const std::string& page, const std::string& file) {
@@ -295,7 +283,7 @@ void WriteFile(const std::string& page, const std::string& file) {
     struct stat info = {};
     const bool exists = stat(path.c_str(), &info) == 0;
     if (exists && S_ISDIR(info.st_mode)) {
-        throw Failure(kUsage, file + " is a folder; name a file, such as out.html");
+        throw Failure(kCannotWrite, file + " is a folder; name a file, such as out.html");
     }
     // A pipe or a device is written to, not replaced.
     const bool is_direct = exists && !S_ISREG(info.st_mode);
@@ -303,16 +291,17 @@ void WriteFile(const std::string& page, const std::string& file) {
     const android::base::unique_fd fd(
         open(name.c_str(),
              is_direct ? O_WRONLY | O_CLOEXEC : O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
-    if (!fd.ok()) throw Failure(kUsage, "cannot write " + ErrorText(file));
-    try {
-        Write(fd.get(), page, file);
-        if (!is_direct && rename(name.c_str(), path.c_str()) != 0) {
-            throw Failure(kUsage, "cannot write " + ErrorText(file));
-        }
-    } catch (const Failure&) {
-        if (!is_direct) unlink(name.c_str());
-        throw;
-    }
+    const bool is_good = fd.ok() && android::base::WriteStringToFd(page, fd.get()) &&
+                         (is_direct || rename(name.c_str(), path.c_str()) == 0);
+    if (is_good) return;
+    const Failure failure(kCannotWrite, "cannot write " + file + ": " + strerror(errno));
+    if (fd.ok() && !is_direct) unlink(name.c_str());
+    throw failure;
+}
+
+// "walk.html" for "walk.jsonl", beside it.
+std::string PageNameOf(const std::string& recording) {
+    return std::filesystem::path(recording).replace_extension(".html").string();
 }
 
 }  // namespace
@@ -336,11 +325,12 @@ std::string ReportPage(const Recording& recording) {
         page += "<section><h2>Numbers</h2>\n" + NumbersTable(data) + "</section>\n" +
                 Charts(recording, data);
     }
-    return page + SessionDetails(recording.session) +
+    return page + SessionParameters(recording.session) +
            "<footer>Made by uwbctl report.</footer>\n</main>\n</body>\n</html>\n";
 }
 
-ExitStatus WriteReport(const std::string& recording, const std::string& out) {
+ExitStatus WriteReport(const std::string& recording, const std::string& wanted) {
+    const std::string out = wanted.empty() ? PageNameOf(recording) : wanted;
     struct stat from = {};
     struct stat to = {};
     if (out != "-" && stat(recording.c_str(), &from) == 0 && stat(out.c_str(), &to) == 0 &&
@@ -349,9 +339,10 @@ ExitStatus WriteReport(const std::string& recording, const std::string& out) {
     }
     const std::string page = ReportPage(ReadRecording(recording));
     if (out == "-") {
-        Write(STDOUT_FILENO, page, "standard output");
+        fputs(page.c_str(), stdout);
     } else {
         WriteFile(page, out);
+        if (wanted.empty()) fprintf(stderr, "%s\n", out.c_str());
     }
     return kDone;
 }

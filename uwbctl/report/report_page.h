@@ -15,8 +15,9 @@ std::string ReportPage(const Recording& recording);
  * Writes the page of a recording to a file, or to standard output for "-". The file appears whole
  * or not at all, and is never the recording itself.
  *
+ * @param wanted where to; empty for a file beside the recording, named as it with ".html".
  * @return kDone, or throws a Failure.
  */
-ExitStatus WriteReport(const std::string& recording, const std::string& out);
+ExitStatus WriteReport(const std::string& recording, const std::string& wanted);
 
 }  // namespace uwbctl

@@ -82,12 +82,10 @@ figcaption,.small{font-size:14px;color:var(--soft);margin-top:8px}
 .p4{--c:var(--p4)}.p5{--c:var(--p5)}.p6{--c:var(--p6)}.p7{--c:var(--p7)}
 .l1{fill:var(--l1);background:var(--l1)}.l2{fill:var(--l2);background:var(--l2)}
 .l3{fill:var(--l3);background:var(--l3)}.l4{fill:var(--l4);background:var(--l4)}
-details{margin-top:44px;border-top:1px solid var(--grid);padding-top:14px}
-summary{cursor:pointer;font-weight:600}
-details dl{columns:2;column-gap:32px;margin-top:10px}
-details dl div{display:flex;justify-content:space-between;gap:16px;break-inside:avoid;padding:3px 0;
+.parameters{columns:2;column-gap:32px;margin-top:10px}
+.parameters div{display:flex;justify-content:space-between;gap:16px;break-inside:avoid;padding:3px 0;
 border-bottom:1px solid var(--grid);font-size:14px}
-details dd{text-align:right}
+.parameters dd{text-align:right}
 footer{margin-top:36px;font-size:13px;color:var(--soft)}
 @media screen and (max-width:700px){
 main{padding-top:24px}
@@ -96,7 +94,7 @@ h1{font-size:28px}
 dl.facts{grid-template-columns:1fr 1fr;gap:12px 16px}
 section{margin-top:36px}
 .two{grid-template-columns:1fr}
-details dl{columns:1}
+.parameters{columns:1}
 thead{position:absolute;clip-path:inset(50%);width:1px;height:1px;overflow:hidden}
 table,tbody,tr{display:block}
 tbody tr{display:grid;grid-template-columns:1fr 1fr;gap:0 24px;padding:12px 0;
@@ -113,7 +111,6 @@ section{margin-top:26px}
 figure,tr,dl.facts,.note{break-inside:avoid}
 h2{break-after:avoid}
 .plan{max-width:560px}
-details:not([open]){display:none}
 h1{font-size:22pt}
 .lead{font-size:12pt}
 dl.facts{grid-template-columns:repeat(5,auto);margin-top:14px;padding:10px 0}

@@ -178,8 +178,12 @@ Axis TimeAxis(double seconds) {
     return axis;
 }
 
+std::string PeerColour(size_t peer) {
+    return StringPrintf("p%zu", peer % kColours);
+}
+
 std::string PeerClass(size_t peer) {
-    return StringPrintf("p%zu%s", peer % kColours, peer / kColours % 2 ? " dash" : "");
+    return PeerColour(peer) + (peer / kColours % 2 ? " dash" : "");
 }
 
 std::string PeerMark(size_t peer, bool is_svg) {
@@ -213,16 +217,23 @@ std::string SvgChart::Path(const std::vector<ChartPoint>& line) const {
     return line.size() == 1 ? path + "h0" : path;
 }
 
+void SvgChart::AddPath(const std::string& css, const std::string& path) {
+    shapes_ += "<path class=\"" + css + "\" d=\"" + path + "\"/>";
+}
+
 void SvgChart::Lines(size_t peer, const std::vector<std::vector<ChartPoint>>& lines) {
-    shapes_ += "<path class=\"line " + PeerClass(peer) + "\" d=\"";
-    for (const auto& line : lines) shapes_ += Path(line);
-    shapes_ += "\"/>";
+    std::string path;
+    std::string points;
+    for (const auto& line : lines) (line.size() == 1 ? points : path) += Path(line);
+    if (!path.empty()) AddPath("line " + PeerClass(peer), path);
+    // Of a line of no length, dashes leave nothing.
+    if (!points.empty()) AddPath("line " + PeerColour(peer), points);
 }
 
 void SvgChart::Area(size_t peer, const std::vector<ChartPoint>& line) {
     if (line.empty()) return;
-    shapes_ += "<path class=\"area " + PeerClass(peer) + "\" d=\"" + Path(line) + "L" +
-               Place({line.back().x, y_.low}) + "L" + Place({line.front().x, y_.low}) + "z\"/>";
+    AddPath("area " + PeerClass(peer), Path(line) + "L" + Place({line.back().x, y_.low}) + "L" +
+                                           Place({line.front().x, y_.low}) + "z");
 }
 
 void SvgChart::Box(const std::string& css, ChartPoint from, ChartPoint to,

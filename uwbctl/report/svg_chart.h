@@ -48,6 +48,9 @@ Axis TimeAxis(double seconds);
 /** What a line, a bar or a label of a peer looks like: a class of the page's style. */
 std::string PeerClass(size_t peer);
 
+/** The same for what would be lost in dashes. */
+std::string PeerColour(size_t peer);
+
 /** @return the mark before a peer's name in legends, as HTML or SVG text. */
 std::string PeerMark(size_t peer, bool is_svg);
 
@@ -86,6 +89,7 @@ class SvgChart {
     std::string X(double value) const;
     std::string Y(double value) const;
     std::string Place(ChartPoint point) const;
+    void AddPath(const std::string& css, const std::string& path);
     std::string Path(const std::vector<ChartPoint>& line) const;
 
     const std::string spoken_;

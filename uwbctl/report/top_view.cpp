@@ -233,8 +233,12 @@ std::string PeerMarks(const View& view, const std::vector<PeerReport>& peers) {
             places.Avoid(ends[end]);
         }
     }
-    for (size_t i = 0; i < peers.size(); i++) {
+    // More names could not be read, and each is kept off all others; the marks' tips have them.
+    constexpr size_t kMostNames = 60;
+    size_t names = 0;
+    for (size_t i = 0; i < peers.size() && names < kMostNames; i++) {
         if (peers[i].positions.empty()) continue;
+        names++;
         marks += places.Put(peers[i].positions.back().place, peers[i].name);
     }
     return marks;
