@@ -7,7 +7,7 @@
 
 #include <clocale>
 #include <cstdio>
-#include <cstring>
+#include <string>
 
 #include "uwbctl/client/output.h"
 #include "uwbctl/commands/cli.h"
@@ -39,8 +39,8 @@ int main(int argc, char** argv) {
         fprintf(stderr, "uwbctl: %s\n", failure.what());
         status = failure.status();
     }
-    if (const int error = FlushStandardOutput(); error != 0 && status == kDone) {
-        fprintf(stderr, "uwbctl: cannot write standard output: %s\n", strerror(error));
+    if (const std::string lost = FlushStandardOutput(); !lost.empty() && status == kDone) {
+        fprintf(stderr, "uwbctl: cannot write standard output: %s\n", lost.c_str());
         status = kCannotWrite;
     }
     // A thread may still be waiting for the service manager: no destructors behind its back.

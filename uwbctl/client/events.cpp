@@ -166,7 +166,7 @@ Events::Wake Events::Wait(milliseconds timeout) {
         return Wake::kInterrupted;
     }
     if (ready > 0 && (output_poll.revents & (POLLERR | POLLHUP)) != 0) return Wake::kOutputClosed;
-    if (FlushStandardOutput() != 0) return Wake::kOutputClosed;
+    if (!FlushStandardOutput().empty()) return Wake::kOutputClosed;
     if (ready > 0 && input_poll.revents != 0) {
         posted = true;
         const auto on_input = on_input_;  // It may end its own watch.

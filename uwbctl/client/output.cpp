@@ -1,8 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "uwbctl/client/output.h"
 
+#include <poll.h>
+#include <unistd.h>
+
 #include <cerrno>
 #include <cstdio>
+#include <cstring>
 
 namespace uwbctl {
 
@@ -10,15 +14,17 @@ void Output::Note(const std::string& text) {
     fprintf(stderr, "uwbctl: %s\n", text.c_str());
 }
 
-int FlushStandardOutput() {
-    // What is lost stays lost, even if a later write went well.
-    static int first_error = 0;
-    if (first_error == 0) {
-        errno = 0;
-        const bool is_good = fflush(stdout) == 0 && ferror(stdout) == 0;
-        if (!is_good) first_error = errno != 0 ? errno : EIO;
-    }
-    return first_error == EPIPE ? 0 : first_error;
+std::string FlushStandardOutput() {
+    static std::string failure;
+    if (!failure.empty()) return failure;
+    errno = 0;
+    // A large piece is written at once, and of its failure only the mark is left.
+    if (fflush(stdout) == 0 && ferror(stdout) == 0) return "";
+    const int error = errno;
+    pollfd reader = {.fd = STDOUT_FILENO, .events = 0, .revents = 0};
+    if (poll(&reader, 1, 0) > 0 && (reader.revents & (POLLERR | POLLHUP)) != 0) return "";
+    failure = error != 0 ? strerror(error) : "a write has failed";
+    return failure;
 }
 
 }  // namespace uwbctl

@@ -51,9 +51,9 @@ class Output {
 /**
  * Puts out what standard output still holds back.
  *
- * @return 0, or the errno of the first write that failed, for ever; a reader that has left is no
- *         failure (EPIPE).
+ * @return why something of it was lost, from then on; empty when nothing was, or only because its
+ *         reader has left.
  */
-int FlushStandardOutput();
+std::string FlushStandardOutput();
 
 }  // namespace uwbctl

@@ -104,9 +104,8 @@ Json BytesToJson(const std::vector<uint8_t>& bytes) {
     return text;
 }
 
-// A value for a message, whatever it has in it.
-std::string Shortened(const Json& json) {
-    const std::string text = json.dump(-1, ' ', false, Json::error_handler_t::replace);
+// For a message, whatever there is.
+std::string Shortened(const std::string& text) {
     return text.size() > kMostShown ? text.substr(0, kMostShown) + "\u2026" : text;
 }
 
@@ -164,7 +163,9 @@ class Reader {
   private:
     [[noreturn]] static void Bad(const std::string& where, const Json& json,
                                  const std::string& expected) {
-        throw Failure(kUsage, where + ": expected " + expected + ", not " + Shortened(json));
+        throw Failure(kUsage,
+                      where + ": expected " + expected + ", not " +
+                          Shortened(json.dump(-1, ' ', false, Json::error_handler_t::replace)));
     }
 
     template <typename T>
@@ -331,7 +332,7 @@ void ApplySessionFile(const std::string& path, FiraTwrSession* session) {
 void ApplySetting(const std::string& setting, FiraTwrSession* session) {
     const size_t equals = setting.find('=');
     if (equals == std::string::npos || equals == 0) {
-        throw Failure(kUsage, "--set: expected NAME=VALUE, not " + setting);
+        throw Failure(kUsage, "--set: expected NAME=VALUE, not " + Shortened(setting));
     }
     const std::string text = setting.substr(equals + 1);
     Json value = text;
@@ -342,10 +343,10 @@ void ApplySetting(const std::string& setting, FiraTwrSession* session) {
     }
     std::vector<std::string> names = android::base::Split(setting.substr(0, equals), ".");
     if (names.size() > kMostNames) {
-        throw Failure(kUsage, "--set: no member lies so deep: " + setting.substr(0, kMostShown));
+        throw Failure(kUsage, "--set: no member lies so deep: " + Shortened(setting));
     }
     for (; !names.empty(); names.pop_back()) value = Json{{names.back(), Json(value)}};
-    ApplyJson(value, "--set " + setting, session);
+    ApplyJson(value, "--set " + Shortened(setting), session);
 }
 
 std::vector<UwbAddress> ParsePeers(const std::vector<std::string>& peers) {
