@@ -21,6 +21,19 @@ constexpr char kMeasurement[] =
     R"("elevation_rad":null,"elevation_fom":null})"
     "\n";
 
+// The measurement with another value for a member.
+std::string With(const std::string& member, const std::string& value) {
+    auto json = nlohmann::ordered_json::parse(kMeasurement);
+    json[member] = "VALUE";
+    std::string text = json.dump() + "\n";
+    return text.replace(text.find("\"VALUE\""), sizeof("VALUE") + 1, value);
+}
+
+std::string SessionWith(const std::string& member) {
+    const std::string text = kSession;
+    return text.substr(0, text.rfind('}')) + R"(,"session":{)" + member + "}}\n";
+}
+
 Recording Read(const std::string& text) {
     TemporaryFile file;
     EXPECT_TRUE(android::base::WriteStringToFile(text, file.path));
@@ -36,6 +49,7 @@ TEST(RecordingTest, KeepsWhatItKnowsAndSkipsTheRest) {
     EXPECT_EQ(recording.iface, "wpan0");
     ASSERT_EQ(recording.measurements.size(), 2u);
     EXPECT_EQ(recording.measurements[0].distance_mm, 1500);
+    EXPECT_EQ(recording.measurements[0].azimuth->radians, 0.5);
     EXPECT_EQ(recording.measurements[0].azimuth->figure_of_merit, 0.9);
     ASSERT_EQ(recording.events.size(), 1u);
     EXPECT_EQ(recording.events[0].measurements_before, 1u);
@@ -50,6 +64,8 @@ TEST(RecordingTest, KeepsWhatCameBeforeACut) {
     EXPECT_EQ(recording.measurements.size(), 1u);
     EXPECT_TRUE(recording.is_last_line_cut);
     EXPECT_FALSE(recording.end);
+    // As much as a session's members can hold.
+    EXPECT_EQ(Read(SessionWith(R"("id":4294967295)")).session.at("id"), 4294967295);
 }
 
 TEST(RecordingTest, SaysWhatIsWrongAndWhere) {
@@ -69,8 +85,20 @@ TEST(RecordingTest, SaysWhatIsWrongAndWhere) {
         {session + "{\"type\":\n" + kMeasurement, ":2: not a line of a recording: "},
         {session + "[]\n", ":2: not a line of a recording: "},
         {session + "{\"type\":\"measurement\"}\n", ":2: not a measurement: key 'timestamp_ns'"},
-        {session + "{\"type\":\"measurement\",\"block\":9e17}\n",
-         ":2: not a measurement: block is"},
+        {session + With("block", "2147483648"), ":2: not a measurement: block is not a whole"},
+        {session + With("block", "7.5"), ":2: not a measurement: block is not a whole"},
+        {session + With("timestamp_ns", "-1"), ":2: not a measurement: timestamp_ns is negative"},
+        {session + With("timestamp_ns", "9223372036854775808"), "timestamp_ns is not a whole"},
+        {session + With("distance_mm", "18446744073709551615"), "distance_mm is not a whole"},
+        {session + With("session_id", "-1"), "session_id is not a whole"},
+        {session + With("azimuth_rad", "1e999"), ":2: not a line of a recording: number overflow"},
+        {session + With("peer", "7"), ":2: not a measurement: type must be string"},
+        {session + std::string(200'000, '['), ":2: not a line of a recording: nested deeper"},
+        {std::string(200'000, '['), ":1: not a session line: nested deeper"},
+        {SessionWith(R"("blockStridingValue":9223372036854775807)"),
+         ":1: not a session line: blockStridingValue is out of range"},
+        {SessionWith(R"("id":4294967296)"), ":1: not a session line: id is out of range"},
+        {SessionWith(R"("id":-2147483649)"), ":1: not a session line: id is out of range"},
         {session + "{\"type\":\"event\"}\n", ":2: not an event: key 'event'"},
         {session + kMeasurement + session, ":3: a second session"},
     };

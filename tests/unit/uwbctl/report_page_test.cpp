@@ -7,6 +7,7 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <map>
 
 namespace uwbctl {
 namespace {
@@ -33,16 +34,29 @@ Recording Of(std::vector<Measurement> measurements) {
     return recording;
 }
 
+size_t Count(const std::string& text, const std::string& part) {
+    size_t count = 0;
+    for (size_t at = text.find(part); at != text.npos; at = text.find(part, at + 1)) count++;
+    return count;
+}
+
 TEST(ReportPageTest, TakesNothingOfARecordingForItsOwn) {
     const std::string evil = "\"><script src='http://x.example/'>";
     Recording recording = Of({At(0, 1000, evil), At(1, 1100, evil)});
     recording.iface = recording.time = evil;
-    recording.session = {{"id", evil}, {evil, evil}, {"sessionKey", "c0ffee"}};
+    recording.session = {{"id", evil},
+                         {evil, evil},
+                         {"sessionKey", "c0ffee"},
+                         {"vendorId", "c0:ff"},
+                         {"staticStsIV", "c0:ff:ee"},
+                         {"keyRotationRate", 77}};
     recording.events = {{.name = evil, .peers = {evil}, .measurements_before = 1}};
     recording.end = RecordingEnd{.reason = evil};
     const std::string page = ReportPage(recording);
     EXPECT_THAT(page, Not(HasSubstr("<script")));
-    EXPECT_THAT(page, Not(HasSubstr("c0ffee")));
+    EXPECT_THAT(page, Not(HasSubstr("c0ff")));
+    EXPECT_THAT(page, Not(HasSubstr("c0:ff")));
+    EXPECT_THAT(page, HasSubstr("<dt>keyRotationRate</dt><dd>77</dd>"));
     EXPECT_THAT(page, HasSubstr("&lt;script"));
 }
 
@@ -58,10 +72,16 @@ TEST(ReportPageTest, DrawsOddRecordings) {
     for (int i = 0; i < 160; i++) sixteen.push_back(At(i / 16, 100 * i, std::to_string(i % 16)));
     const std::vector<Measurement> far_apart = {At(0, INT64_MAX / 2), At(INT32_MAX, -5),
                                                 At(INT32_MIN, 0)};
-    for (const auto& measurements :
-         {std::vector<Measurement>(), {At(3, 1000)}, failures, same_time, sixteen, far_apart}) {
+    const std::vector<Measurement> none;
+    const std::vector<Measurement> one = {At(3, 1000)};
+    for (const auto* all : std::initializer_list<const std::vector<Measurement>*>{
+             &none, &one, &failures, &same_time, &sixteen, &far_apart}) {
+        const auto& measurements = *all;
         const std::string page = ReportPage(Of(measurements));
-        EXPECT_THAT(page, HasSubstr("</html>"));
+        std::map<std::string, int> peers;
+        for (const Measurement& measurement : measurements) peers[measurement.peer]++;
+        EXPECT_EQ(Count(page, "<th scope=\"row\">"), peers.size());
+        EXPECT_EQ(Count(page, "<svg class=\"plan\""), peers.empty() || all == &failures ? 0U : 1U);
         EXPECT_THAT(page, Not(::testing::ContainsRegex("[\" MLh>-](nan|inf)[\" %L<]")));
     }
 }
@@ -69,13 +89,25 @@ TEST(ReportPageTest, DrawsOddRecordings) {
 TEST(ReportPageTest, LeavesOutOfTheDrawingButNotOfTheNumbers) {
     std::vector<Measurement> measurements;
     measurements.reserve(100'000);
-    for (int i = 0; i < 100'000; i++) measurements.push_back(At(i, i == 51'234 ? 9876 : 1000));
+    for (int i = 0; i < 100'000; i++) measurements.push_back(At(i, 1000));
+    measurements[51'234].distance_mm = 9876;
+    measurements[20'001].distance_mm = 100;
     const std::string page = ReportPage(Of(measurements));
     EXPECT_THAT(page, HasSubstr("<td data-name=\"Max, m\">9.876</td>"));
+    EXPECT_THAT(page, HasSubstr("<td data-name=\"Min, m\">0.100</td>"));
     EXPECT_THAT(page, HasSubstr("<td data-name=\"Count\">100\u202F000</td>"));
-    // The spike is drawn too: from near the bottom to the top, which is at 10 m.
+    // The spikes are drawn too: to the top, which is at 10 m, and to the bottom, which is at 0.
     EXPECT_THAT(page, HasSubstr("L2049 25"));
+    EXPECT_THAT(page, HasSubstr("L800 1980"));
     EXPECT_LT(page.size(), 400'000u);
+}
+
+TEST(ReportPageTest, TakesTwentyThousandPeers) {
+    std::vector<Measurement> measurements;
+    for (int i = 0; i < 40'000; i++) {
+        measurements.push_back(At(i / 20'000, 1000 + i % 20'000, std::to_string(i % 20'000)));
+    }
+    EXPECT_EQ(Count(ReportPage(Of(std::move(measurements))), "<th scope=\"row\">"), 20'000U);
 }
 
 TEST(ReportPageTest, DoesNotCountWhatARemovedPeerDidNotSend) {
@@ -95,22 +127,31 @@ TEST(ReportPageTest, NeverHarmsWhatIsThere) {
     std::filesystem::create_symlink(file, link);
     EXPECT_THROW(WriteReport(file, file), Failure);
     EXPECT_THROW(WriteReport(file, link), Failure);
-    EXPECT_THROW(WriteReport(file, dir.path), Failure);
     EXPECT_THROW(WriteReport(file, file + "/below"), Failure);
     std::string read;
     ASSERT_TRUE(android::base::ReadFileToString(file, &read));
     EXPECT_EQ(read, text);
 
+    // By default its name is the recording's.
     const std::string page = std::string(dir.path) + "/walk.html";
-    EXPECT_EQ(WriteReport(file, page), kDone);
+    EXPECT_EQ(WriteReport(file, ""), kDone);
+    EXPECT_TRUE(std::filesystem::exists(page));
     EXPECT_EQ(WriteReport(file, page), kDone);
     EXPECT_EQ(WriteReport(file, "/dev/null"), kDone);
+    for (const std::string& unwritable : {std::string("/dev/full"), std::string(dir.path)}) {
+        try {
+            WriteReport(file, unwritable);
+            ADD_FAILURE() << unwritable;
+        } catch (const Failure& failure) {
+            EXPECT_EQ(failure.status(), kCannotWrite) << unwritable;
+        }
+    }
     EXPECT_TRUE(std::filesystem::is_character_file("/dev/null"));
     // A page that cannot be made leaves the one that is there, and nothing else.
     ASSERT_TRUE(android::base::WriteStringToFile("no recording", file));
     EXPECT_THROW(WriteReport(file, page), Failure);
     ASSERT_TRUE(android::base::ReadFileToString(page, &read));
-    EXPECT_THAT(read, HasSubstr("</html>"));
+    EXPECT_THAT(read, HasSubstr("Nothing was measured"));
     const std::filesystem::directory_iterator entries(dir.path);
     EXPECT_EQ(std::distance(begin(entries), end(entries)), 3);
 }

@@ -46,6 +46,20 @@ TEST(PeerStatisticsTest, DoesNotCountSkippedBlocksAndTimeAway) {
     EXPECT_DOUBLE_EQ(*statistics.AverageRate(), 3 / 1.6);
 }
 
+// Ten a second for long, then two a second: what is shown is what it is now.
+TEST(PeerStatisticsTest, TheRateIsOfTheLastFewDistances) {
+    PeerStatistics statistics;
+    for (int block = 0; block < 100; block++) statistics.Add(At(block, 1000 + block));
+    EXPECT_DOUBLE_EQ(*statistics.Rate(), 10);
+    for (int block = 104; block <= 204; block += 5) statistics.Add(At(block, 5000));
+    EXPECT_DOUBLE_EQ(*statistics.Rate(), 2);
+    EXPECT_NEAR(*statistics.AverageRate(), 120 / 20.4, 1e-9);
+    EXPECT_EQ(statistics.recent_mm().size(), 20U);
+    EXPECT_EQ(statistics.minimum_mm(), 1000);
+    EXPECT_EQ(statistics.maximum_mm(), 5000);
+    EXPECT_EQ(statistics.worst_gap_ns(), 500'000'000);
+}
+
 TEST(PeerStatisticsTest, HasNoNumbersBeforeTheyMeanSomething) {
     PeerStatistics statistics;
     EXPECT_FALSE(statistics.Mean());

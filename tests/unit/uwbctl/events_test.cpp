@@ -1,0 +1,112 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "uwbctl/client/events.h"
+
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <stdexcept>
+
+#include "uwbctl/client/output.h"
+
+namespace uwbctl {
+namespace {
+
+using std::chrono::milliseconds;
+using ::testing::ExitedWithCode;
+using ::testing::KilledBySignal;
+using Wake = Events::Wake;
+
+constexpr unsigned kForEver = 60;
+
+// In processes of their own: they end by signals.
+class EventsDeathTest : public ::testing::Test {
+  protected:
+    void SetUp() override { GTEST_FLAG_SET(death_test_style, "threadsafe"); }
+};
+
+TEST_F(EventsDeathTest, ASignalEndsWhatNeverWaits) {
+    for (const int number : {SIGINT, SIGTERM, SIGHUP}) {
+        EXPECT_EXIT(
+            {
+                Events events;
+                events.AtDeath([] { fputs("given back", stderr); });
+                kill(getpid(), number);
+                sleep(kForEver);
+            },
+            KilledBySignal(number), "given back");
+    }
+}
+
+TEST_F(EventsDeathTest, ASignalIsHeardWhereItIsWaitedFor) {
+    EXPECT_EXIT(
+        {
+            Events events;
+            kill(getpid(), SIGTERM);
+            const bool is_heard = events.Wait(milliseconds(5000)) == Wake::kInterrupted;
+            // Longer than an unheard signal would be waited for.
+            usleep(700'000);
+            exit(is_heard && events.Wait(milliseconds(1)) == Wake::kTimeout ? 0 : 1);
+        },
+        ExitedWithCode(0), "");
+}
+
+TEST_F(EventsDeathTest, ASecondSignalDoesNotWait) {
+    EXPECT_EXIT(
+        {
+            Events events;
+            kill(getpid(), SIGINT);
+            if (events.Wait(milliseconds(5000)) != Wake::kInterrupted) exit(1);
+            kill(getpid(), SIGTERM);
+            sleep(kForEver);
+        },
+        KilledBySignal(SIGTERM), "");
+}
+
+TEST_F(EventsDeathTest, KnowsWhetherItsOutputArrives) {
+    EXPECT_EXIT(
+        {
+            if (freopen("/dev/full", "w", stdout) == nullptr) exit(2);
+            puts("lost");
+            Events events;
+            const bool is_closed = events.Wait(milliseconds(0)) == Wake::kOutputClosed;
+            exit(is_closed && FlushStandardOutput() == "No space left on device" ? 0 : 1);
+        },
+        ExitedWithCode(0), "");
+    EXPECT_EXIT(
+        {
+            int ends[2];
+            if (pipe(ends) != 0) exit(2);
+            dup2(ends[1], STDOUT_FILENO);
+            close(ends[0]);
+            Events events;
+            puts("nobody wants it");
+            const bool is_closed = events.Wait(milliseconds(0)) == Wake::kOutputClosed;
+            exit(is_closed && FlushStandardOutput().empty() ? 0 : 1);
+        },
+        ExitedWithCode(0), "");
+}
+
+TEST_F(EventsDeathTest, WhatOneTaskThrowsDoesNotTakeTheNext) {
+    EXPECT_EXIT(
+        {
+            Events events;
+            int ran = 0;
+            events.Post([] { throw std::runtime_error(""); });
+            events.Post([&ran] { ran++; });
+            bool has_thrown = false;
+            try {
+                events.Wait(milliseconds(5000));
+            } catch (const std::runtime_error&) {
+                has_thrown = true;
+            }
+            const Wake next = events.Wait(milliseconds(5000));
+            exit(has_thrown && next == Wake::kPosted && ran == 1 ? 0 : 1);
+        },
+        ExitedWithCode(0), "");
+}
+
+}  // namespace
+}  // namespace uwbctl

@@ -1,0 +1,160 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "uwbctl/client/session.h"
+
+#include <android-base/file.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "uwbctl/client/client.h"
+#include "uwbctl/commands/cli.h"
+#include "uwbctl/commands/fira_range.h"
+
+namespace uwbctl {
+namespace {
+
+using ::testing::HasSubstr;
+
+// What a member is after options; its refusal's text if there is one.
+std::string Member(const FiraRangeOptions& options, const std::string& name) {
+    try {
+        return SessionToJson(EffectiveSession(options)).at(name).dump();
+    } catch (const Failure& failure) {
+        EXPECT_EQ(failure.status(), kUsage);
+        return failure.what();
+    }
+}
+
+TEST(SessionTest, PresetsAreForWhatTheySay) {
+    const struct {
+        const char* preset;
+        const char* channel;
+        const char* block_ms;
+        const char* hopping;
+        const char* angles;
+    } kCases[] = {
+        {"", "9", "200", "false", "\"REQ_AOA_RESULTS\""},
+        {"phone-to-tag", "9", "200", "false", "\"REQ_AOA_RESULTS\""},
+        {"indoor-positioning", "5", "1000", "true", "\"NO_AOA_REPORT\""},
+        {"fast", "9", "50", "false", "\"REQ_AOA_RESULTS\""},
+    };
+    for (const auto& [preset, channel, block_ms, hopping, angles] : kCases) {
+        const FiraRangeOptions options = {.preset = preset};
+        EXPECT_EQ(Member(options, "channelNumber"), channel) << preset;
+        EXPECT_EQ(Member(options, "rangingBlockDurationMs"), block_ms) << preset;
+        EXPECT_EQ(Member(options, "isHoppingEnabled"), hopping) << preset;
+        EXPECT_EQ(Member(options, "aoaResultRequest"), angles) << preset;
+        EXPECT_EQ(Member(options, "slotDurationRstu"), "2400") << preset;
+        EXPECT_EQ(Member(options, "preambleCodeIndex"), "10") << preset;
+    }
+}
+
+TEST(SessionTest, SettingsAreTakenUpToTheirBoundsAndNoFurther) {
+    const struct {
+        std::string setting;
+        const char* member;
+        const char* says;
+    } kCases[] = {
+        {"sfdId=127", "sfdId", "127"},
+        {"sfdId=-128", "sfdId", "-128"},
+        {"sfdId=128", "sfdId", "-128 to 127, not 128"},
+        {"sfdId=-129", "sfdId", "not -129"},
+        {"sfdId=1.5", "sfdId", "a whole number, -128 to 127, not 1.5"},
+        {"id=4294967295", "id", "-1"},
+        {"id=4294967296", "id", "to 4294967295, not 4294967296"},
+        {"id=-2147483649", "id", "not -2147483649"},
+        {"id=18446744073709551615", "id", "not 18446744073709551615"},
+        {"isHoppingEnabled=true", "isHoppingEnabled", "true"},
+        {"isHoppingEnabled=1", "isHoppingEnabled", "true or false, not 1"},
+        {"aoaType=ELEVATION", "aoaType", "\"ELEVATION\""},
+        {"aoaType=\"ELEVATION\"", "aoaType", "\"ELEVATION\""},
+        {"aoaType=UP", "aoaType", "one of AZIMUTH, ELEVATION"},
+        {"vendorId=0x0A0b", "vendorId", "\"0a:0b\""},
+        {"vendorId=0x0", "vendorId", "bytes as"},
+        {"destAddressList=[\"0x1234\",\"56:78\"]", "destAddressList", R"(["0x1234","0x5678"])"},
+        {"destAddressList=0x1234", "destAddressList", "a list of addresses"},
+        {"rangingRoundControl.hasDeferredMode=false", "rangingRoundControl",
+         R"("hasDeferredMode":false)"},
+        {"rangingRoundControl.nothing=1", "id", "there is no nothing"},
+        {"rangingRoundControl=1", "id", "not a JSON object"},
+        {"nothing=1", "id", "there is no nothing"},
+        {"a.b.c.d.e=1", "id", "no member lies so deep"},
+        {"=1", "id", "expected NAME=VALUE"},
+        {"id", "id", "expected NAME=VALUE"},
+        {"id=" + std::string(200'000, '['), "id", "a whole number"},
+    };
+    for (const auto& [setting, member, says] : kCases) {
+        const std::string outcome = Member({.settings = {setting}}, member);
+        EXPECT_THAT(outcome, HasSubstr(says)) << setting.substr(0, 40);
+        EXPECT_LT(outcome.size(), 500U);
+    }
+}
+
+TEST(SessionTest, ComesFromPresetThenFileThenOptionsThenSettings) {
+    const TemporaryFile file;
+    ASSERT_TRUE(android::base::WriteStringToFile(
+        R"({"id":1,"channelNumber":5,"slotsPerRangingRound":12,"sessionPriority":7})", file.path));
+    FiraRangeOptions options = {.preset = "fast",
+                                .session_file = file.path,
+                                .session_id = 2,
+                                .settings = {"sessionPriority=9"}};
+    EXPECT_EQ(Member(options, "rangingBlockDurationMs"), "50");
+    EXPECT_EQ(Member(options, "channelNumber"), "5");
+    EXPECT_EQ(Member(options, "id"), "2");
+    EXPECT_EQ(Member(options, "sessionPriority"), "9");
+    const std::string dump = SessionToJson(EffectiveSession(options)).dump();
+    ASSERT_TRUE(android::base::WriteStringToFile(dump, file.path));
+    EXPECT_EQ(SessionToJson(EffectiveSession({.session_file = file.path})).dump(), dump);
+    // Who one is decides the address, unless it is said.
+    EXPECT_EQ(Member({}, "deviceAddress"), "\"0x0001\"");
+    EXPECT_EQ(Member({.is_controlee = true}, "deviceAddress"), "\"0x0002\"");
+    EXPECT_EQ(Member({.is_controlee = true}, "deviceRole"), "\"RESPONDER\"");
+    EXPECT_EQ(Member({.angles = "both"}, "aoaType"), "\"AZIMUTH_AND_ELEVATION\"");
+}
+
+TEST(SessionTest, RefusesFilesThatAreNone) {
+    const TemporaryDir dir;
+    const std::string deep = std::string(dir.path) + "/deep";
+    ASSERT_TRUE(android::base::WriteStringToFile(std::string(200'000, '['), deep));
+    const struct {
+        std::string file;
+        const char* says;
+    } kCases[] = {{dir.path, "Is a directory"}, {"/nowhere", "/nowhere"}, {deep, "nested deeper"}};
+    for (const auto& [file, says] : kCases) {
+        EXPECT_THAT(Member({.session_file = file}, "id"), HasSubstr(says));
+    }
+    EXPECT_THAT(Member({.session_file = "-", .reads_commands = true}, "id"), HasSubstr("either"));
+}
+
+TEST(CommandLineTest, RefusesWhatMakesNoSense) {
+    const struct {
+        const char* arguments;
+        const char* says;
+    } kCases[] = {
+        {"fira range -p 0x1234 --json", ""},
+        {"fira range -p 0x1234 --json --csv", "--json"},
+        {"record walk.jsonl -p 0x1234 --table --plain", "--table"},
+        {"fira range -b 0", "--block"},
+        {"fira range -b 3600001", "--block"},
+        {"fira range --angles up", "--angles"},
+        {"simple -p 1 --pan 65536", "--pan"},
+        {"report", "file is required"},
+        {"report walk.jsonl", ""},
+    };
+    for (const auto& [arguments, says] : kCases) {
+        const auto line = MakeCommandLine();
+        std::string error;
+        try {
+            line->app->parse(arguments);
+        } catch (const CLI::ParseError& thrown) {
+            error = thrown.what();
+        }
+        if (*says != '\0') {
+            EXPECT_THAT(error, HasSubstr(says)) << arguments;
+        } else {
+            EXPECT_EQ(error, "") << arguments;
+        }
+    }
+}
+
+}  // namespace
+}  // namespace uwbctl
