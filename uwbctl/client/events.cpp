@@ -23,6 +23,7 @@ constexpr milliseconds kUntilHeard{500};
 // To end a session in order takes up to five seconds, and two calls.
 constexpr milliseconds kToTidyUp{8000};
 
+// A terminal that takes nothing does not keep the process.
 constexpr unsigned kSecondsToDie = 1;
 
 constexpr int kEventFdFlags = EFD_CLOEXEC | EFD_NONBLOCK;
@@ -56,10 +57,12 @@ std::optional<int> Events::NextSignal(milliseconds timeout) {
                     {.fd = end_fd_.get(), .events = POLLIN, .revents = 0}};
     const auto& [signal_poll, end_poll] = fds;
     for (;;) {
-        poll(fds, std::size(fds), static_cast<int>(timeout.count()));
+        const int ready = poll(fds, std::size(fds), static_cast<int>(timeout.count()));
+        if (ready == 0) return 0;
+        if (ready < 0) continue;
         if (end_poll.revents != 0) return std::nullopt;
         signalfd_siginfo info = {};
-        if (read(signal_fd_.get(), &info, sizeof(info)) <= 0) return 0;
+        if (read(signal_fd_.get(), &info, sizeof(info)) <= 0) continue;
         const auto number = static_cast<int>(info.ssi_signo);
         if (number != SIGWINCH && number != SIGTSTP) return number;
         OnTerminalSignal(number);
@@ -77,7 +80,6 @@ void Events::WatchSignals() {
 }
 
 void Events::DieOf(int number) {
-    // Whatever the terminal does to those who write to it.
     alarm(kSecondsToDie);
     mutex_.lock();
     if (at_death_) at_death_();
