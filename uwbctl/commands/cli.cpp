@@ -116,8 +116,8 @@ std::unique_ptr<CommandLine> MakeCommandLine() {
     app->footer(
         "Data goes to standard output, all else to standard error.\n\n"
         "Exit status: 0 done, 2 usage, 3 service not there or held by another client,\n"
-        "4 refused by the service, 5 radio or session failed, 6 a file or the output cannot be\n"
-        "written, 7 no peer has answered.");
+        "4 refused by the service, 5 radio or session failed,\n"
+        "6 a file or the output cannot be written, 7 no peer has answered.");
     AddIfaces(line.get(), app);
     AddInfo(line.get(), app);
     AddCountry(line.get(), app);
