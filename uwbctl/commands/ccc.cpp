@@ -9,6 +9,8 @@
 #include <optional>
 #include <utility>
 
+#include "uwbctl/client/output.h"
+
 namespace uwbctl {
 namespace {
 
@@ -94,7 +96,7 @@ ExitStatus RunCcc(Events* events, const CccOptions& options) {
     }
     printf("started  UWB time 0 at %lld ms since the epoch, channel %d\n",
            static_cast<long long>(time0_ms), options.channel);
-    fflush(stdout);
+    FlushStandardOutput();
     fprintf(stderr, "CCC session on %s; Ctrl-C ends it\n", name.c_str());
     RunUntil(events, client, Duration(options),
              [&progress] { return progress->stop_reason.has_value(); });

@@ -10,6 +10,7 @@
 
 #include "uwbctl/client/holder.h"
 #include "uwbctl/client/interfaces.h"
+#include "uwbctl/client/output.h"
 #include "uwbctl/commands/command.h"
 
 namespace uwbctl {
@@ -93,7 +94,7 @@ void PrintChange(const std::string& what, const std::string& state, bool is_json
                static_cast<int>(now.tv_nsec / kNanosecondsPerMillisecond), what.c_str(),
                (state == kHeld ? HeldText() : state).c_str());
     }
-    fflush(stdout);
+    FlushStandardOutput();
 }
 
 ExitStatus Monitor(Events* events, const MonitorOptions& options) {

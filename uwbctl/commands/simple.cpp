@@ -10,6 +10,7 @@
 #include <limits>
 #include <utility>
 
+#include "uwbctl/client/output.h"
 #include "uwbctl/client/text.h"
 
 namespace uwbctl {
@@ -67,7 +68,7 @@ class Callback : public BnSimpleRangingCallback {
             if (max_results != 0 && progress->results >= max_results) return;
             progress->results++;
             puts(ResultLine(result).c_str());
-            fflush(stdout);
+            FlushStandardOutput();
         });
         return ScopedAStatus::ok();
     }

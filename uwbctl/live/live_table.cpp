@@ -104,7 +104,7 @@ void LiveTable::Close() {
     screen_.reset();
     state_.prompt.clear();
     PrintFrame();
-    fflush(stdout);
+    FlushStandardOutput();
 }
 
 int LiveTable::Read() {
@@ -168,7 +168,7 @@ void LiveTable::Draw() {
     }
     PrintFrame();
     puts("");
-    fflush(stdout);
+    FlushStandardOutput();
 }
 
 void LiveTable::PrintFrame() {

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "uwbctl/client/measurement.h"
+#include "uwbctl/client/output.h"
 #include "uwbctl/live/live_table.h"
 #include "uwbctl/live/screen.h"
 #include "uwbctl/recording/recorder.h"
@@ -15,7 +16,7 @@ namespace {
 class PlainOutput : public Output {
   public:
     void Add(const Measurement& measurement) override { puts(ToLine(measurement).c_str()); }
-    void EndReport() override { fflush(stdout); }
+    void EndReport() override { FlushStandardOutput(); }
 };
 
 class CsvOutput : public Output {
@@ -24,7 +25,7 @@ class CsvOutput : public Output {
         puts(CsvHeader().c_str());
     }
     void Add(const Measurement& measurement) override { puts(ToCsv(measurement).c_str()); }
-    void EndReport() override { fflush(stdout); }
+    void EndReport() override { FlushStandardOutput(); }
 };
 
 }  // namespace

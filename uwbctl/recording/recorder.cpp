@@ -64,7 +64,7 @@ class JsonOutput : public Output {
     void EndReport() override {
         // Standard output's failures are seen to for all commands at once.
         if (path_.empty()) {
-            fflush(file_);
+            FlushStandardOutput();
         } else if (fflush(file_) != 0 || ferror(file_) != 0) {
             throw Failure(kCannotWrite, "cannot write " + path_ + ": " + strerror(errno));
         }
