@@ -1,0 +1,67 @@
+// SPDX-License-Identifier: Apache-2.0
+
+// Measures the service on the virtual device beside its floors; one line of JSON for each sample.
+#include <android-base/logging.h>
+#include <android/binder_process.h>
+
+#include <CLI/CLI.hpp>
+#include <iostream>
+
+#include "bench/device/figures.h"
+
+namespace {
+
+using namespace hardware::velta::bench;
+
+struct Group {
+    const char* name;
+    void (*measure)(const Plan&);
+};
+constexpr Group kGroups[] = {
+    {"calls", MeasureCalls},           {"netlink", MeasureNetlink},
+    {"sessions", MeasureSessions},     {"reports", MeasureReports},
+    {"rate", MeasureLosslessRate},     {"ranging", MeasureCallsWhileRanging},
+    {"footprint", MeasureFootprint},
+};
+
+bool Measure(const Group& group, const Plan& plan) {
+    std::cerr << "measuring: " << group.name << std::endl;
+    try {
+        group.measure(plan);
+        return true;
+    } catch (const std::exception& error) {
+        const std::string log = ReadText("/tmp/bench.log");
+        std::cerr << "error: " << group.name << ": " << error.what() << "\n"
+                  << log.substr(log.size() > 2000 ? log.size() - 2000 : 0) << std::endl;
+        EmitFailure(group.name, 0, error.what());
+        TellRadio("faults", "clear");
+        return false;
+    }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    Plan plan;
+    std::string service = "hardware.velta.uwb-service";
+    std::vector<std::string> names;
+    CLI::App app("Measures the UWB service beside its floors.");
+    app.add_option("--rounds", plan.rounds, "how often each figure is taken");
+    app.add_option("--scale", plan.scale, "how long to measure, relative to a full run");
+    app.add_option("--service", service, "the service's program");
+    app.add_option("groups", names, "which figures; all without");
+    CLI11_PARSE(app, argc, argv);
+
+    // What the project's own classes log in this process is of no interest.
+    android::base::SetMinimumLogSeverity(android::base::FATAL_WITHOUT_ABORT);
+    ABinderProcess_setThreadPoolMaxThreadCount(1);
+    ABinderProcess_startThreadPool();
+    SetServiceProgram(service);
+    bool ok = true;
+    for (const Group& group : kGroups) {
+        if (names.empty() || std::find(names.begin(), names.end(), group.name) != names.end()) {
+            ok = Measure(group, plan) && ok;
+        }
+    }
+    return ok ? 0 : 1;
+}

@@ -1,0 +1,73 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <aidl/hardware/velta/uwb/FiraTwrSession.h>
+#include <netlink/netlink.h>
+
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace hardware::velta::bench {
+
+/**
+ * Puts a session's parameters straight by libnl calls into msg's open nest: the same attributes as
+ * the service puts for a controller session that asks for azimuth, static STS and no striding.
+ */
+bool PutPlainSessionParams(nl_msg* msg,
+                           const ::aidl::hardware::velta::uwb::FiraTwrSession& session);
+
+/**
+ * One radio's FiRa region by plain libnl: the messages that the service sends for a session, over
+ * one socket for requests and one for reports. A refused step is false; nothing is logged.
+ */
+class PlainRadio {
+  public:
+    using FiraTwrSession = ::aidl::hardware::velta::uwb::FiraTwrSession;
+
+    /** @param radio 0 for wpan0 and so on. Ends the process when the driver is not there. */
+    explicit PlainRadio(uint32_t radio);
+    ~PlainRadio();
+    PlainRadio(const PlainRadio&) = delete;
+    PlainRadio& operator=(const PlainRadio&) = delete;
+
+    /** Interface down, FiRa region selected, session described. */
+    bool Init(const FiraTwrSession& session);
+    /**
+     * Interface up, session started; reports arrive at report_fd().
+     *
+     * @param receive_buffer SO_RCVBUF of the reports' socket as getsockopt() tells it; 0 leaves it.
+     */
+    bool Start(int32_t id, int receive_buffer);
+    bool Stop(int32_t id);
+    /** What follows the kernel's word that a session has stopped: interface down, socket closed. */
+    bool Stopped();
+    bool Deinit(int32_t id);
+
+    /** @return the reports' descriptor; -1 when no session runs. */
+    int report_fd() const;
+
+    /** @return a request that changes nothing, for a session of that id: its block stride. */
+    nl_msg* NewStrideRequest(int32_t id) const;
+    nl_sock* request_socket() { return requests_; }
+
+  private:
+    bool Call(nl_sock* socket, nl_msg* msg);
+    bool SendState(nl_sock* socket, uint8_t call, int32_t id);
+    bool SetRegion();
+    bool SetChannel(int channel);
+    bool GetPhy();
+    bool SetUp(bool up);
+    nl_msg* NewIeee(uint8_t command) const;
+    nl_msg* NewCall(uint8_t call, int32_t id, const std::function<bool(nl_msg*)>& put) const;
+
+    uint32_t radio_;
+    std::string iface_;
+    nl_sock* requests_;
+    nl_sock* reports_ = nullptr;
+    int mcps_;
+    int ieee_;
+};
+
+}  // namespace hardware::velta::bench
