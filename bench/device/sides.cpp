@@ -16,7 +16,6 @@ using namespace ::aidl::hardware::velta::uwb;
 
 constexpr char kProperties[] = "/tmp/bench.prop";
 constexpr auto kStartPatience = 10s;
-constexpr int kFirstTag = 0x1001;
 
 std::string g_service_program = "hardware.velta.uwb-service";  // NOLINT: set once by main().
 
@@ -67,10 +66,6 @@ class Registrations {
     int64_t when_ns_ = 0;
     int count_ = 0;
 };
-
-UwbAddress Short(int address) {
-    return {.address = {static_cast<uint8_t>(address >> 8), static_cast<uint8_t>(address)}};
-}
 
 }  // namespace
 
@@ -195,38 +190,10 @@ void Floor::Recover() {
 
 // ---- Sessions ----
 
-FiraTwrSession NewSession(int peers, int block_ms) {
-    FiraTwrSession session = {.id = kSession,
-                              .deviceType = DeviceType::CONTROLLER,
-                              .deviceRole = DeviceRole::INITIATOR,
-                              .rangingRoundUsage = RangingRoundUsage::DS_TWR,
-                              .multiNodeMode = MultiNodeMode::ONE_TO_MANY,
-                              .deviceAddress = Short(1),
-                              .slotDurationRstu = 1200,
-                              .slotsPerRangingRound = 1,
-                              .rangingBlockDurationMs = block_ms,
-                              .sessionPriority = 50,
-                              .rangingRoundControl = {.hasResultReportPhase = true,
-                                                      .hasDeferredMode = true},
-                              .inBandTerminationAttemptCount = 1,
-                              .channelNumber = 9,
-                              .preambleCodeIndex = 10,
-                              .rframeConfig = RframeConfig::SP3,
-                              .preambleDuration = PreambleDuration::T64_SYMBOLS,
-                              .sfdId = 2,
-                              .stsSegmentCount = 1,
-                              .vendorId = {7, 8},
-                              .staticStsIV = {1, 2, 3, 4, 5, 6},
-                              .aoaResultRequest = AoaResultRequest::REQ_AOA_RESULTS,
-                              .resultReportConfig = {true, true, true, true}};
-    for (int i = 0; i < peers; i++) session.destAddressList.push_back(Short(kFirstTag + i));
-    return session;
-}
-
 void LayOutTags(int peers) {
     std::string world = "clear";
     for (int i = 0; i < peers; i++) {
-        world += "\ntag " + std::to_string(kFirstTag + i) + " 1 " + std::to_string(3 + i) + " 0";
+        world += "\ntag " + std::to_string(kFirstPeer + i) + " 1 " + std::to_string(3 + i) + " 0";
     }
     TellRadio("world", world);
 }

@@ -13,6 +13,7 @@
 #include <string>
 #include <vector>
 
+#include "bench/common/session.h"
 #include "bench/device/guest.h"
 
 namespace hardware::velta::bench {
@@ -124,11 +125,7 @@ class Floor : public Side {
 /** Where the service's binary is. */
 void SetServiceProgram(const std::string& path);
 
-/** Session number of every measurement. */
-inline constexpr int kSession = 42;
-
-/** A controller that ranges with peers tags. LayOutTags() puts them in the world. */
-FiraTwrSession NewSession(int peers, int block_ms);
+/** Puts the peers of NewSession() in the virtual radio's world. */
 void LayOutTags(int peers);
 
 /** Initialises and starts. */
