@@ -13,29 +13,29 @@ UwbAddress Short(int address) {
 }  // namespace
 
 FiraTwrSession NewSession(int peers, int block_ms) {
-    FiraTwrSession session = {.id = kSession,
-                              .deviceType = DeviceType::CONTROLLER,
-                              .deviceRole = DeviceRole::INITIATOR,
-                              .rangingRoundUsage = RangingRoundUsage::DS_TWR,
-                              .multiNodeMode = MultiNodeMode::ONE_TO_MANY,
-                              .deviceAddress = Short(1),
-                              .slotDurationRstu = 1200,
-                              .slotsPerRangingRound = 1,
-                              .rangingBlockDurationMs = block_ms,
-                              .sessionPriority = 50,
-                              .rangingRoundControl = {.hasResultReportPhase = true,
-                                                      .hasDeferredMode = true},
-                              .inBandTerminationAttemptCount = 1,
-                              .channelNumber = 9,
-                              .preambleCodeIndex = 10,
-                              .rframeConfig = RframeConfig::SP3,
-                              .preambleDuration = PreambleDuration::T64_SYMBOLS,
-                              .sfdId = 2,
-                              .stsSegmentCount = 1,
-                              .vendorId = {7, 8},
-                              .staticStsIV = {1, 2, 3, 4, 5, 6},
-                              .aoaResultRequest = AoaResultRequest::REQ_AOA_RESULTS,
-                              .resultReportConfig = {true, true, true, true}};
+    FiraTwrSession session = {
+        .id = kSession,
+        .deviceType = DeviceType::CONTROLLER,
+        .deviceRole = DeviceRole::INITIATOR,
+        .rangingRoundUsage = RangingRoundUsage::DS_TWR,
+        .multiNodeMode = MultiNodeMode::ONE_TO_MANY,
+        .deviceAddress = Short(1),
+        .slotDurationRstu = 1200,
+        .slotsPerRangingRound = 1,
+        .rangingBlockDurationMs = block_ms,
+        .sessionPriority = 50,
+        .rangingRoundControl = {.hasResultReportPhase = true, .hasDeferredMode = true},
+        .inBandTerminationAttemptCount = 1,
+        .channelNumber = 9,
+        .preambleCodeIndex = 10,
+        .rframeConfig = RframeConfig::SP3,
+        .preambleDuration = PreambleDuration::T64_SYMBOLS,
+        .sfdId = 2,
+        .stsSegmentCount = 1,
+        .vendorId = {7, 8},
+        .staticStsIV = {1, 2, 3, 4, 5, 6},
+        .aoaResultRequest = AoaResultRequest::REQ_AOA_RESULTS,
+        .resultReportConfig = {true, true, true, true}};
     for (int i = 0; i < peers; i++) session.destAddressList.push_back(Short(kFirstPeer + i));
     return session;
 }

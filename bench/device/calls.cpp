@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <algorithm>
+
 #include "bench/device/figures.h"
 
 namespace hardware::velta::bench {
@@ -27,6 +29,15 @@ void Call(std::vector<Timed>* sides, int chunks) {
     }
 }
 
+// Whether a service's log can be filtered at all shows only so.
+double LinesOfCall(const Side& side) {
+    WriteText(kProcessLog, "");
+    int32_t count = 0;
+    Require(side.fira()->getSessionCount(&count), "getSessionCount");
+    const std::string log = ReadText(kProcessLog);
+    return static_cast<double>(std::count(log.begin(), log.end(), '\n'));
+}
+
 }  // namespace
 
 void MeasureCalls(const Plan& plan) {
@@ -37,22 +48,14 @@ void MeasureCalls(const Plan& plan) {
     const Floor bare_logging("uwb_bare_service", "log");
     std::vector<Timed> sides = {{&quiet, {}}, {&bare, {}}, {&logging, {}}, {&bare_logging, {}}};
     Call(&sides, 2);
-    const std::string log = "/tmp/bench.log";
-    WriteText(log, "");
-    for (int i = 0; i < 3; i++) {
-        int32_t count = 0;
-        Require(quiet.fira()->getSessionCount(&count), "getSessionCount");
-    }
-    // Whether the service's own option or libbase's variable has any effect shows only so.
-    const bool is_filtered = ReadText(log).find("getSessionCount") == std::string::npos;
-    const std::string filtered = is_filtered
-                                     ? "getSessionCount, INFO filtered"
-                                     : "getSessionCount, INFO filtered (this service logs on)";
+    const double lines = LinesOfCall(quiet);
     for (int round = 0; round < plan.rounds; round++) {
         Call(&sides, plan.Times(40));
-        WriteText(log, "");
+        WriteText(kProcessLog, "");
         const auto us = [&](size_t side) { return Median(sides[side].us); };
-        Emit({kGroup, filtered, "us", RatioAtMost(1.10)}, round, us(0), us(1));
+        Emit({kGroup, "getSessionCount, INFO filtered", "us", RatioAtMost(1.10)}, round, us(0),
+             us(1));
+        Emit({kGroup, "log lines of a call, INFO filtered", "", ValueAtMost(0)}, round, lines);
         Emit({kGroup, "getSessionCount, logging", "us", RatioAtMost(1.25)}, round, us(2), us(3));
     }
 }

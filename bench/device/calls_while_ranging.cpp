@@ -75,23 +75,23 @@ struct Arrivals {
 Arrivals Listen(Service* service, const Beside& beside, std::chrono::milliseconds time) {
     constexpr int kBlockMs = 50;
     StartSession(*service, NewSession(1, kBlockMs));
-    {
-        std::unique_ptr<Neighbour> neighbour;
-        if (beside.start != nullptr) neighbour = beside.start(*service);
-        const int64_t start_ns = NowNs();
-        std::this_thread::sleep_for(time);
-        const int64_t end_ns = NowNs();
-        // What was sent by then is there at the latest when the session's end is told.
-        EndSession(service);
-        std::vector<double> ages;
-        for (const Reports::Report& report : service->reports()->All()) {
-            if (report.stamp_ns < start_ns || report.stamp_ns >= end_ns) continue;
-            ages.push_back(report.age_us() / 1e3);
-        }
-        const auto sent = static_cast<double>((end_ns - start_ns) / (kBlockMs * 1'000'000));
-        return {.share = std::min(1.0, static_cast<double>(ages.size()) / sent),
-                .age_ms = Median(ages)};
+    std::unique_ptr<Neighbour> neighbour;
+    if (beside.start != nullptr) neighbour = beside.start(*service);
+    const int64_t start_ns = NowNs();
+    std::this_thread::sleep_for(time);
+    const int64_t end_ns = NowNs();
+    // What was sent by then is there at the latest when the session's end is told.
+    EndSession(service);
+    std::vector<double> ages;
+    for (const Reports::Report& report : service->reports()->All()) {
+        if (report.stamp_ns < start_ns || report.stamp_ns >= end_ns) continue;
+        ages.push_back(report.age_us() / 1e3);
     }
+    const auto sent = static_cast<double>((end_ns - start_ns) / (kBlockMs * 1'000'000));
+    const double share = std::min(1.0, static_cast<double>(ages.size()) / sent);
+    // Where none comes at all its age is at least as long as was waited.
+    if (ages.empty()) ages.push_back(static_cast<double>(end_ns - start_ns) / 1e6);
+    return {.share = share, .age_ms = Median(ages)};
 }
 
 void MeasureArrivals(const Plan& plan, Service* service, const std::string& mode, int round) {
@@ -117,7 +117,7 @@ void MeasureCallsWhileRanging(const Plan& plan) {
                 MeasureState(plan, &service, mode, round, beside);
             }
             MeasureArrivals(plan, &service, mode, round);
-            WriteText("/tmp/bench.log", "");
+            WriteText(kProcessLog, "");
         }
     }
 }

@@ -22,17 +22,17 @@ namespace {
 
 constexpr char kRadioFolder[] = "/sys/kernel/debug/mcps802154_sim/";
 
-void Exec(const std::vector<std::string>& arguments, const std::vector<std::string>& environment,
-          const std::string& log) {
+void Exec(const std::vector<std::string>& arguments, const std::vector<std::string>& environment) {
     for (const std::string& variable : environment) {
         const size_t equals = variable.find('=');
         setenv(variable.substr(0, equals).c_str(), variable.substr(equals + 1).c_str(), 1);
     }
-    const int fd = open(log.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600);
+    const int fd = open(kProcessLog, O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600);
     dup2(fd, STDOUT_FILENO);
     dup2(fd, STDERR_FILENO);
     std::vector<char*> argv;
-    for (const std::string& argument : arguments) argv.push_back(const_cast<char*>(argument.data()));
+    for (const std::string& argument : arguments)
+        argv.push_back(const_cast<char*>(argument.data()));
     argv.push_back(nullptr);
     execvp(argv[0], argv.data());
     _exit(127);
@@ -57,9 +57,9 @@ double MicrosecondsSince(int64_t start_ns) {
 }
 
 Process::Process(const std::vector<std::string>& arguments,
-                 const std::vector<std::string>& environment, const std::string& log)
+                 const std::vector<std::string>& environment)
     : pid_(fork()) {
-    if (pid_ == 0) Exec(arguments, environment, log);
+    if (pid_ == 0) Exec(arguments, environment);
     if (pid_ < 0) throw Failure(std::string("fork: ") + strerror(errno));
 }
 

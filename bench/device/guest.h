@@ -21,16 +21,17 @@ int64_t NowNs();
 /** @return microseconds since an earlier NowNs(). */
 double MicrosecondsSince(int64_t start_ns);
 
+/** Where programs that are started here write; in memory. */
+inline constexpr char kProcessLog[] = "/tmp/bench.log";
+
 /** A program that runs until this is destroyed. */
 class Process {
   public:
     /**
      * @param arguments program and arguments.
      * @param environment "NAME=VALUE" beside what this process has.
-     * @param log file that standard output and error are appended to.
      */
-    Process(const std::vector<std::string>& arguments, const std::vector<std::string>& environment,
-            const std::string& log);
+    Process(const std::vector<std::string>& arguments, const std::vector<std::string>& environment);
     ~Process();
     Process(const Process&) = delete;
     Process& operator=(const Process&) = delete;

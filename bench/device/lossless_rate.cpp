@@ -103,7 +103,7 @@ void MeasureLosslessRate(const Plan& plan) {
                   RatioAtLeast(0.9)},
                  round, our_rate, floor_rate);
         }
-        WriteText("/tmp/bench.log", "");
+        WriteText(kProcessLog, "");
     }
 }
 

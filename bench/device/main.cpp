@@ -18,9 +18,9 @@ struct Group {
     void (*measure)(const Plan&);
 };
 constexpr Group kGroups[] = {
-    {"calls", MeasureCalls},           {"netlink", MeasureNetlink},
-    {"sessions", MeasureSessions},     {"reports", MeasureReports},
-    {"rate", MeasureLosslessRate},     {"ranging", MeasureCallsWhileRanging},
+    {"calls", MeasureCalls},         {"netlink", MeasureNetlink},
+    {"sessions", MeasureSessions},   {"reports", MeasureReports},
+    {"rate", MeasureLosslessRate},   {"ranging", MeasureCallsWhileRanging},
     {"footprint", MeasureFootprint},
 };
 
@@ -30,7 +30,7 @@ bool Measure(const Group& group, const Plan& plan) {
         group.measure(plan);
         return true;
     } catch (const std::exception& error) {
-        const std::string log = ReadText("/tmp/bench.log");
+        const std::string log = ReadText(kProcessLog);
         std::cerr << "error: " << group.name << ": " << error.what() << "\n"
                   << log.substr(log.size() > 2000 ? log.size() - 2000 : 0) << std::endl;
         EmitFailure(group.name, 0, error.what());

@@ -21,7 +21,8 @@ constexpr char kGroup[] = "netlink request";
 // The request by hand: one send, one receive, one look at the answer.
 class RawSocket {
   public:
-    explicit RawSocket(nl_msg* msg) : fd_(socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC, NETLINK_GENERIC)) {
+    explicit RawSocket(nl_msg* msg)
+        : fd_(socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC, NETLINK_GENERIC)) {
         const auto* header = reinterpret_cast<const char*>(nlmsg_hdr(msg));
         request_.assign(header, header + nlmsg_hdr(msg)->nlmsg_len);
         const sockaddr_nl kernel = {

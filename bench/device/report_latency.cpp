@@ -38,19 +38,21 @@ Cost Range(Side* side, const Load& load, std::chrono::milliseconds time) {
     std::vector<double> ages;
     int in_time = 0;
     for (const Reports::Report& report : side->reports()->All()) {
-        if (report.stamp_ns >= start_ns && report.stamp_ns < end_ns) ages.push_back(report.age_us());
+        if (report.stamp_ns >= start_ns && report.stamp_ns < end_ns)
+            ages.push_back(report.age_us());
         if (report.arrived_ns >= start_ns && report.arrived_ns < end_ns) in_time++;
     }
     if (ages.empty() || in_time == 0) throw Failure("no reports came");
-    const double sent = static_cast<double>(end_ns - start_ns) / 1e6 / block_ms;
+    const auto sent = static_cast<double>((end_ns - start_ns) / (block_ms * 1'000'000LL));
     return {.age_us = Median(ages),
             .age99_us = Percentile(ages, 0.99),
             .cpu_us = static_cast<double>(cpu_ns) / 1e3 / in_time,
-            .arrived = static_cast<double>(ages.size()) / sent};
+            .arrived = std::min(1.0, static_cast<double>(ages.size()) / sent)};
 }
 
 void Print(const Load& load, int round, const Cost& ours, const Cost& floor) {
-    const std::string name = std::to_string(load.peers) + (load.peers == 1 ? " peer, " : " peers, ") +
+    const std::string name = std::to_string(load.peers) +
+                             (load.peers == 1 ? " peer, " : " peers, ") +
                              std::to_string(load.rate) + "/s: ";
     Emit({kGroup, name + "age at the client", "us", RatioAtMost(1.15)}, round, ours.age_us,
          floor.age_us);
@@ -75,7 +77,7 @@ void MeasureReports(const Plan& plan) {
                 Print(load, round, our_cost, Range(&floor, load, time));
             }
         }
-        WriteText("/tmp/bench.log", "");
+        WriteText(kProcessLog, "");
     }
 }
 

@@ -13,6 +13,7 @@ namespace {
 using namespace std::chrono_literals;
 
 constexpr char kGroup[] = "FiRa session";
+constexpr char kStrace[] = "/bin/strace";
 constexpr char kTrace[] = "/tmp/bench.strace";
 
 struct Times {
@@ -42,8 +43,7 @@ Times Cycle(Side* side) {
 // System calls of a process for each of some cycles, told by strace.
 double SystemCalls(Side* side, int cycles) {
     unlink(kTrace);
-    Process strace({"strace", "-f", "-qq", "-o", kTrace, "-p", std::to_string(side->pid())}, {},
-                   "/tmp/bench.log");
+    Process strace({kStrace, "-f", "-qq", "-o", kTrace, "-p", std::to_string(side->pid())}, {});
     const std::string status = "/proc/" + std::to_string(side->pid()) + "/status";
     for (int i = 0; ReadText(status).find("TracerPid:\t0\n") != std::string::npos; i++) {
         if (i == 200) throw Failure("strace did not attach");
@@ -91,7 +91,8 @@ void MeasureSessions(const Plan& plan) {
         Emit({kGroup, "set-up: init, start", "us"}, round, Median(up[0]), Median(up[1]));
         Emit({kGroup, "tear-down: stop, deinit", "us"}, round, Median(down[0]), Median(down[1]));
     }
-    CountSystemCalls(plan, &ours, &floor);
+    // Where there is no strace all the rest is measured even so.
+    if (access(kStrace, X_OK) == 0) CountSystemCalls(plan, &ours, &floor);
 }
 
 }  // namespace hardware::velta::bench

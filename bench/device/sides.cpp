@@ -126,7 +126,7 @@ ndk::SpAIBinder Side::Start(const std::vector<std::string>& arguments,
     Registrations& registrations = Registrations::Of(instance);
     const int before = registrations.count();
     const int64_t start_ns = NowNs();
-    process_ = std::make_unique<Process>(arguments, environment, "/tmp/bench.log");
+    process_ = std::make_unique<Process>(arguments, environment);
     int64_t registered_ns = 0;
     ndk::SpAIBinder binder = registrations.WaitForMoreThan(before, &registered_ns);
     start_ms_ = static_cast<double>(registered_ns - start_ns) / 1e6;
@@ -205,8 +205,8 @@ void StartSession(const Side& side, const FiraTwrSession& session) {
 }
 
 void EndSession(Side* side) {
-    const bool ended = side->fira()->stopRangingSession(kSession).isOk() &&
-                       side->reports()->WaitForStop(3s);
+    const bool ended =
+        side->fira()->stopRangingSession(kSession).isOk() && side->reports()->WaitForStop(3s);
     // The client is told first; what the service does then is done when it answers.
     int32_t count = 0;
     side->fira()->getSessionCount(&count);

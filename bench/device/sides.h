@@ -82,8 +82,7 @@ class Side {
   protected:
     /** Starts a process and waits until it has registered instance. */
     ndk::SpAIBinder Start(const std::vector<std::string>& arguments,
-                          const std::vector<std::string>& environment,
-                          const std::string& instance);
+                          const std::vector<std::string>& environment, const std::string& instance);
     void SetController(std::shared_ptr<IFiraController> fira);
 
   private:

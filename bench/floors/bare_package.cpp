@@ -90,5 +90,6 @@ int main(int argc, char** argv) {
     using namespace hardware::velta::bench;
     if (argc < 2) return 2;
     const auto uwb = ndk::SharedRefBase::make<BareUwb>();
-    RunPolled(uwb->asBinder(), FloorInstance(argv[1]), [] { return -1; }, [] {});
+    RunPolled(
+        uwb->asBinder(), FloorInstance(argv[1]), [] { return -1; }, [] {});
 }

@@ -34,9 +34,9 @@ class BareController : public FloorController {
         std::array<char, 32> stamp = {};
         strftime(stamp.data(), stamp.size(), "%m-%d %H:%M:%S", &local);
         std::array<char, 256> line = {};
-        const int size = snprintf(line.data(), line.size(), "%s.%03ld %5d %5d I %s: %s\n",
-                                  stamp.data(), now.tv_nsec / 1000000, getpid(), gettid(),
-                                  "velta.uwb.bare", message);
+        const int size =
+            snprintf(line.data(), line.size(), "%s.%03ld %5d %5d I %s: %s\n", stamp.data(),
+                     now.tv_nsec / 1000000, getpid(), gettid(), "velta.uwb.bare", message);
         if (size > 0 && write(STDERR_FILENO, line.data(), static_cast<size_t>(size)) < 0) abort();
     }
 
@@ -51,5 +51,6 @@ int main(int argc, char** argv) {
     if (argc < 2) return 2;
     const bool logs = argc > 2 && strcmp(argv[2], "log") == 0;
     const auto controller = ndk::SharedRefBase::make<BareController>(logs);
-    RunPolled(controller->asBinder(), FloorInstance(argv[1]), [] { return -1; }, [] {});
+    RunPolled(
+        controller->asBinder(), FloorInstance(argv[1]), [] { return -1; }, [] {});
 }

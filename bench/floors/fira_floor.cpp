@@ -85,7 +85,8 @@ void FiraFloor::OnReport() {
         return;
     }
     int64_t timestamp = 0;
-    memcpy(&timestamp, nla_data(in(report, FIRA_RANGING_DATA_ATTR_TIMESTAMP_NS)), sizeof(timestamp));
+    memcpy(&timestamp, nla_data(in(report, FIRA_RANGING_DATA_ATTR_TIMESTAMP_NS)),
+           sizeof(timestamp));
     data_.blockIndex =
         static_cast<int32_t>(nla_get_u32(in(report, FIRA_RANGING_DATA_ATTR_BLOCK_INDEX)));
     for (FiraTwrMeasurement& measurement : measurements_) measurement.timestampNs = timestamp;

@@ -49,9 +49,7 @@ class FloorController : public ::aidl::hardware::velta::uwb::BnFiraController {
     Status reset() override { return Unsupported(); }
 
   protected:
-    static Status Unsupported() {
-        return Status::fromExceptionCode(EX_UNSUPPORTED_OPERATION);
-    }
+    static Status Unsupported() { return Status::fromExceptionCode(EX_UNSUPPORTED_OPERATION); }
 };
 
 }  // namespace hardware::velta::bench

@@ -8,8 +8,7 @@
 
 namespace hardware::velta::bench {
 
-bool PutPlainSessionParams(nl_msg* msg,
-                           const ::aidl::hardware::velta::uwb::FiraTwrSession& s) {
+bool PutPlainSessionParams(nl_msg* msg, const ::aidl::hardware::velta::uwb::FiraTwrSession& s) {
     using namespace ::aidl::hardware::velta::uwb;
     const auto u8 = [msg](int attr, int value) {
         return nla_put_u8(msg, attr, static_cast<uint8_t>(value)) == 0;
@@ -26,8 +25,7 @@ bool PutPlainSessionParams(nl_msg* msg,
            u8(FIRA_SESSION_PARAM_DEVICE_ROLE, s.deviceRole == DeviceRole::INITIATOR) &&
            u8(FIRA_SESSION_PARAM_RANGING_ROUND_USAGE,
               s.rangingRoundUsage == RangingRoundUsage::DS_TWR ? 2 : 1) &&
-           u8(FIRA_SESSION_PARAM_MULTI_NODE_MODE,
-              s.multiNodeMode == MultiNodeMode::ONE_TO_MANY) &&
+           u8(FIRA_SESSION_PARAM_MULTI_NODE_MODE, s.multiNodeMode == MultiNodeMode::ONE_TO_MANY) &&
            nla_put_u16(msg, FIRA_SESSION_PARAM_SHORT_ADDR, address) == 0 &&
            u32(FIRA_SESSION_PARAM_INITIATION_TIME_MS, s.initiationTimeMs) &&
            u32(FIRA_SESSION_PARAM_SLOT_DURATION_RSTU, s.slotDurationRstu) &&

@@ -2,6 +2,7 @@
 
 // Counts the instructions of the service's own work and of its floors, under callgrind.
 //   uwb_host_bench ROUNDS                   one line of JSON for each sample
+//   uwb_host_bench check                    whether both sides of each come to the same result
 //   uwb_host_bench run KIND ours|floor SIZE what it runs itself under callgrind
 #include <android-base/logging.h>
 #include <netlink/msg.h>
@@ -54,21 +55,24 @@ void Run(const Kind& kind, bool is_ours, int size) {
 }
 
 // A floor that did less would be no floor.
-void CheckSameResult(const Kind& kind, int size) {
-    std::string results[2];
-    for (const bool is_ours : {true, false}) {
-        const std::unique_ptr<Task> task = NewTask(kind, is_ours, size);
-        task->Prepare();
-        task->Run();
-        results[is_ours ? 0 : 1] = task->Result();
+void CheckSameResults(const Kind& kind) {
+    for (const int size : kind.sizes) {
+        std::string results[2];
+        for (const bool is_ours : {true, false}) {
+            const std::unique_ptr<Task> task = NewTask(kind, is_ours, size);
+            task->Prepare();
+            task->Run();
+            results[is_ours ? 0 : 1] = task->Result();
+        }
+        CHECK_EQ(results[0], results[1]) << kind.name;
     }
-    CHECK_EQ(results[0], results[1]) << kind.name;
 }
 
 // @return instructions of one run, told by callgrind.
 double Count(const std::string& self, size_t kind, bool is_ours, int size) {
     const std::string command =
-        "LD_BIND_NOW=1 valgrind --tool=callgrind --callgrind-out-file=/dev/null --collect-atstart=no "
+        "LD_BIND_NOW=1 valgrind --tool=callgrind --callgrind-out-file=/dev/null "
+        "--collect-atstart=no "
         "--toggle-collect=uwb_bench_measured '" +
         self + "' run " + std::to_string(kind) + (is_ours ? " ours " : " floor ") +
         std::to_string(size) + " 2>&1";
@@ -116,8 +120,8 @@ void Measure(const std::string& self, size_t number, int round) {
     const Kind& kind = kKinds[number];
     const std::string name = kind.name;
     std::vector<double> ours, floor;
+    CheckSameResults(kind);
     for (const int size : kind.sizes) {
-        CheckSameResult(kind, size);
         ours.push_back(Count(self, number, true, size));
         floor.push_back(Count(self, number, false, size));
         const std::string what =
@@ -144,6 +148,10 @@ int main(int argc, char** argv) {
         return 0;
     }
     if (argc != 2) return 2;
+    if (std::string(argv[1]) == "check") {
+        for (const Kind& kind : kKinds) CheckSameResults(kind);
+        return 0;
+    }
     for (int round = 0; round < std::stoi(argv[1]); round++) {
         for (size_t kind = 0; kind < std::size(kKinds); kind++) Measure(argv[0], kind, round);
     }

@@ -120,8 +120,7 @@ void Walk(Span span, const Visit& visit) {
         const auto* header = reinterpret_cast<const nlattr*>(span.begin);
         const int length = header->nla_len;
         if (length < NLA_HDRLEN || length > span.end - span.begin) return;
-        visit(header->nla_type & NLA_TYPE_MASK,
-              Span{span.begin + NLA_HDRLEN, span.begin + length});
+        visit(header->nla_type & NLA_TYPE_MASK, Span{span.begin + NLA_HDRLEN, span.begin + length});
         if (NLA_ALIGN(length) >= span.end - span.begin) return;
         span.begin += NLA_ALIGN(length);
     }
@@ -192,7 +191,8 @@ class PlainParse : public Parse {
         const auto* begin = reinterpret_cast<const char*>(header);
         const Span top = {begin + NLMSG_HDRLEN + GENL_HDRLEN, begin + header->nlmsg_len};
         Descend(top, MCPS802154_ATTR_SCHEDULER_REGION_CALL, [this](Span call) {
-            Descend(call, MCPS802154_REGION_CALL_ATTR_PARAMS, [this](Span params) { Read(params); });
+            Descend(call, MCPS802154_REGION_CALL_ATTR_PARAMS,
+                    [this](Span params) { Read(params); });
         });
     }
 

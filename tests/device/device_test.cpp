@@ -342,9 +342,15 @@ namespace {
     printf("%d %s\n", getpid(), said.c_str());
     fflush(stdout);
     if (step == "callbacks") {
-        // The service asks this process back for each new one.
+        // The service asks this process back for each new one, and always has another to ask for.
         const auto fira = hal.Get(0, &IUwbIface::firaController);
-        for (;;) fira->setSessionCallback(SharedRefBase::make<FiraEvents>());
+        std::vector<std::thread> threads;
+        for (int i = 0; i < 4; i++) {
+            threads.emplace_back([fira] {
+                for (;;) fira->setSessionCallback(SharedRefBase::make<FiraEvents>());
+            });
+        }
+        threads.front().join();
     }
     for (;;) pause();
 }

@@ -1,0 +1,67 @@
+// SPDX-License-Identifier: Apache-2.0
+
+// Makes a run's JSON from its samples, and a table and a page from the JSON.
+#include <CLI/CLI.hpp>
+#include <fstream>
+#include <iostream>
+
+#include "bench/report/result.h"
+
+namespace {
+
+using namespace hardware::velta::bench;
+using nlohmann::ordered_json;
+
+ordered_json ReadSamples(const std::string& path, const std::vector<std::string>& meta) {
+    ordered_json run = {{"meta", ordered_json::object()}, {"samples", ordered_json::array()}};
+    for (const std::string& entry : meta) {
+        const size_t equals = entry.find('=');
+        run["meta"][entry.substr(0, equals)] = entry.substr(equals + 1);
+    }
+    std::ifstream file(path);
+    for (std::string line; std::getline(file, line);) {
+        if (line.starts_with("{")) run["samples"].push_back(ordered_json::parse(line));
+    }
+    return run;
+}
+
+ordered_json ReadRun(const std::string& path) {
+    std::ifstream file(path);
+    return ordered_json::parse(file);
+}
+
+void Write(const std::string& path, const std::string& text) {
+    std::ofstream file(path);
+    file << text;
+    if (!file.flush()) throw std::runtime_error(path + " cannot be written");
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    std::string samples, run_path, before_path, page;
+    std::vector<std::string> meta;
+    CLI::App app("Tables of benchmark results.");
+    app.add_option("run", run_path, "a run's JSON; written when there are --samples")->required();
+    app.add_option("--samples", samples, "lines of JSON to make the run from");
+    app.add_option("--meta", meta, "NAME=TEXT about the run");
+    app.add_option("--before", before_path, "JSON of an earlier run to compare with");
+    app.add_option("--page", page, "write the page for the documents here");
+    CLI11_PARSE(app, argc, argv);
+    try {
+        if (!samples.empty()) Write(run_path, ReadSamples(samples, meta).dump(1) + "\n");
+        const Result result = ReadResult(ReadRun(run_path));
+        std::cout << TerminalTable(result);
+        if (page.empty()) return 0;
+        if (before_path.empty()) {
+            Write(page, Page(result, nullptr));
+        } else {
+            const Result before = ReadResult(ReadRun(before_path));
+            Write(page, Page(result, &before));
+        }
+    } catch (const std::exception& error) {
+        std::cerr << "error: " << error.what() << std::endl;
+        return 1;
+    }
+    return 0;
+}
