@@ -115,7 +115,8 @@ other=$service$rev
 if [ -n "$rev" ]; then
   tree=$BUILD/rev/$(git rev-parse --short "$rev^{commit}") || die "bench: there is no commit $rev"
   say "building the service of $rev"
-  [ -d "$tree/source" ] || git worktree add --quiet --detach "$tree/source" "$rev"
+  mkdir -p "$tree/source"
+  git archive "$rev" | tar -x -C "$tree/source"
   build_tree "$tree/source" "$tree/build" "$SERVICE"
   service=$tree/build/bin/$SERVICE
   what="commit $(git rev-parse --short "$rev^{commit}")"

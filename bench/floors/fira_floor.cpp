@@ -3,6 +3,7 @@
 // Floor of FiRa sessions and reports: the calls of the FiRa controller straight to plain libnl, and
 // a relay that turns each netlink report into one oneway binder call without converting it.
 //   uwb_fira_floor NAME RECEIVE_BUFFER     radio 0; RECEIVE_BUFFER 0 leaves the socket's own
+//   uwb_fira_floor NAME convert            the relay converts each report, by hand
 #include <netlink/attr.h>
 #include <netlink/genl/genl.h>
 #include <netlink/msg.h>
@@ -14,6 +15,7 @@
 
 #include "bench/floors/floor_controller.h"
 #include "bench/floors/plain_radio.h"
+#include "bench/floors/plain_report.h"
 #include "bench/floors/polled_process.h"
 #include "net/mcps802154.h"
 
@@ -24,7 +26,8 @@ using namespace ::aidl::hardware::velta::uwb;
 
 class FiraFloor : public FloorController {
   public:
-    explicit FiraFloor(int receive_buffer) : radio_(0), receive_buffer_(receive_buffer) {}
+    FiraFloor(int receive_buffer, bool converts)
+        : radio_(0), receive_buffer_(receive_buffer), converts_(converts) {}
 
     int report_fd() const { return radio_.report_fd(); }
     void OnReport();
@@ -49,6 +52,7 @@ class FiraFloor : public FloorController {
 
     PlainRadio radio_;
     int receive_buffer_;
+    bool converts_;
     int32_t id_ = 0;
     std::shared_ptr<IFiraSessionCallback> callback_;
     // The record of every report: what changes is patched in.
@@ -84,6 +88,12 @@ void FiraFloor::OnReport() {
         radio_.Stopped();
         return;
     }
+    if (converts_) {
+        std::vector<FiraTwrMeasurement> measurements;
+        ReadPlainReport(header, &data_, &measurements);
+        callback_->onTwrResult(data_, measurements);
+        return;
+    }
     int64_t timestamp = 0;
     memcpy(&timestamp, nla_data(in(report, FIRA_RANGING_DATA_ATTR_TIMESTAMP_NS)),
            sizeof(timestamp));
@@ -99,7 +109,8 @@ void FiraFloor::OnReport() {
 int main(int argc, char** argv) {
     using namespace hardware::velta::bench;
     if (argc != 3) return 2;
-    const auto floor = ndk::SharedRefBase::make<FiraFloor>(atoi(argv[2]));
+    const auto floor =
+        ndk::SharedRefBase::make<FiraFloor>(atoi(argv[2]), strcmp(argv[2], "convert") == 0);
     RunPolled(
         floor->asBinder(), FloorInstance(argv[1]), [&] { return floor->report_fd(); },
         [&] { floor->OnReport(); });

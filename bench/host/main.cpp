@@ -31,7 +31,7 @@ constexpr char kGroup[] = "instructions on the host";
 constexpr int kRuns = 5;
 
 const Kind kKinds[] = {
-    {"encode session parameters", "session", 1.1, {1}, NewEncode, NewPlainEncode},
+    {"encode session parameters", "sessions", 1.1, {1}, NewEncode, NewPlainEncode},
     {"parse a report", "peers", 1.15, {1, 2, 4, 8, 16, 32}, NewParse, NewPlainParse},
     {"load a configuration file", "lines", 1.15, {16, 64, 256, 1024}, NewLoad, NewPlainLoad},
     {"pack calibration", "keys", 1.3, {16, 64, 256, 1024}, NewPack, NewPlainPack},
@@ -124,8 +124,10 @@ void Measure(const std::string& self, size_t number, int round) {
     for (const int size : kind.sizes) {
         ours.push_back(Count(self, number, true, size));
         floor.push_back(Count(self, number, false, size));
-        const std::string what =
-            kind.sizes.size() == 1 ? name : name + ", " + std::to_string(size) + " " + kind.unit;
+        std::string what = name;
+        if (kind.sizes.size() > 1) what += ", " + std::to_string(size) + " " + kind.unit;
+        // "1 peer".
+        if (size == 1 && kind.sizes.size() > 1) what.pop_back();
         Emit({kGroup, what, "Ir", RatioAtMost(kind.goal)}, round, ours.back(), floor.back());
     }
     if (kind.sizes.size() == 1) return;

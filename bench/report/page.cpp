@@ -15,61 +15,50 @@ struct Group {
 
 // What each group measures, and where its floor comes from.
 constexpr Group kGroups[] = {
-    {"HAL call",
-     "`getSessionCount` from another process while nothing ranges: the cost of a call that needs "
-     "no "
-     "kernel. Floor: `bench/floors/bare_service.cpp`, a polled binder service that answers the "
-     "same "
-     "call and does nothing else; for the second line it writes one line of a log, formatted by "
-     "the "
-     "C library. Logs go to a file in memory on both sides. Chunks of 25 calls to each side in "
-     "turn."},
-    {"netlink request",
-     "A request that changes nothing (a FiRa session's block stride), sent and acknowledged on one "
-     "socket, log filtered. Floors, in the same process and in turn for each request: plain libnl "
-     "(`nl_send_auto()`, `nl_wait_for_ack()`), and `send()` and `recv()` of ready bytes."},
-    {"FiRa session",
-     "`initNewTwrSession`, `startRangingSession`, `stopRangingSession`, `deinitSession`, with the "
-     "log at INFO: the time inside the calls. Floor: `bench/floors/fira_floor.cpp`, the same "
-     "messages to the kernel by plain libnl (`plain_radio.cpp`) behind the same binder calls, one "
-     "socket for all requests. System calls are counted by strace, from the first call to the "
-     "last, "
-     "what the loop does in between included."},
-    {"ranging reports",
-     "Age of a report when the client's callback has it, counted from the timestamp of its ranging "
-     "block, and CPU time (`/proc/PID/task/*/schedstat`) that the process spends for each. Floor: "
-     "the relay in `bench/floors/fira_floor.cpp`, which receives one netlink message and makes one "
-     "oneway call with a record of the same size that it filled once. One side after the other."},
-    {"lossless rate",
-     "Highest rate of reports at which every one reaches the client, found by halving over rates 8 "
-     "% "
-     "apart (bursts of up to 20 reports every 1 to 10 ms). Floor: the same relay, with the receive "
-     "buffer that the service's socket was seen to have."},
-    {"calls while ranging",
-     "`getSessionCount` at moments that have nothing to do with the radio's, while radio 0 ranges "
-     "and radio 1 does nothing, runs a CCC session or does simple ranging. The floor is the same "
-     "call to the same service a moment before, with nothing going on. `event` and `poll` are "
-     "values "
-     "of `ro.vendor.uwb.hal.notifications`; goals are for `event`."},
-    {"20 reports a second beside CCC",
-     "FiRa reports every 50 ms on radio 0 while radio 1 runs a CCC session. The floor is the same "
-     "session alone."},
-    {"footprint",
-     "Start: from `fork()` until a client hears that the service is registered. Memory: PSS once "
-     "it "
-     "is. Size: stripped, unused sections collected on both sides. Floor: "
-     "`bench/floors/bare_package.cpp`, a polled service that offers the whole interface package "
-     "and "
-     "does nothing; beside it, for information, `bare_service.cpp` with one of its interfaces."},
-    {"instructions on the host",
-     "Instructions counted by callgrind, exact, log filtered. Each side's result is compared with "
-     "the other's first. Floors in `bench/host/` and `bench/floors/plain_session_params.cpp`: the "
-     "same attributes by bare libnl puts; a walk over the report's bytes into the interface's "
-     "records; a file read at once and cut by hand into the same kind of map; a loop that puts "
-     "that "
-     "map's entries. A straight line is fitted through the sizes; the distance from it is in "
-     "percent "
-     "of the largest point."},
+    {"HAL call", R"(
+`getSessionCount` from another process while nothing ranges: the cost of a call that needs no
+kernel. Floor: `bench/floors/bare_service.cpp`, a polled binder service that answers the same call
+and does nothing else; with logging it writes one line of a log, formatted by the C library. Logs
+go to a file in memory on both sides. Chunks of 25 calls to each side in turn.)"},
+    {"netlink request", R"(
+A request that changes nothing (a FiRa session's block stride), sent and acknowledged on one socket,
+log filtered. Floors, in the same process and in turn for each request: plain libnl
+(`nl_send_auto()`, `nl_wait_for_ack()`), and `send()` and `recv()` of ready bytes.)"},
+    {"FiRa session", R"(
+`initNewTwrSession`, `startRangingSession`, `stopRangingSession`, `deinitSession`, with the log at
+INFO: the time inside the calls. Floor: `bench/floors/fira_floor.cpp`, the same messages to the
+kernel by plain libnl (`plain_radio.cpp`) behind the same binder calls, one socket for all requests
+and one for reports. System calls are counted by strace, from the first call to the last, what the
+loop does in between included.)"},
+    {"ranging reports", R"(
+Age of a report when the client's callback has it, counted from the timestamp of its ranging block,
+and CPU time (`/proc/PID/task/*/schedstat`) that the process spends for each. Floor: the relay in
+`bench/floors/fira_floor.cpp`, which receives one netlink message and makes one oneway call with a
+record of the same size that it filled once. The same relay converting each report by hand
+(`plain_report.cpp`) shows what is left to a service that has to convert. One side after the other.)"},
+    {"lossless rate", R"(
+Highest rate of reports at which every one reaches the client, found by halving over rates 8 % apart
+(bursts of up to 20 reports every 1 to 10 ms). Floor: the same relay, with the receive buffer that
+the service's socket was seen to have.)"},
+    {"calls while ranging", R"(
+`getSessionCount` at moments that have nothing to do with the radio's, while radio 0 ranges and
+radio 1 does nothing, runs a CCC session or does simple ranging. The floor is the same call to the
+same service a moment before, with nothing going on. `event` and `poll` are values of
+`ro.vendor.uwb.hal.notifications`; goals are for `event`.)"},
+    {"20 reports a second beside CCC", R"(
+FiRa reports every 50 ms on radio 0 while radio 1 runs a CCC session. The floor is the same session
+alone. Where no report comes at all, its age is given as the time that was waited.)"},
+    {"footprint", R"(
+Start: from `fork()` until a client hears that the service is registered. Memory: PSS once it is.
+Size: stripped, unused sections collected on both sides. Floor: `bench/floors/bare_package.cpp`, a
+polled service that offers the whole interface package and does nothing; beside it, for information,
+`bare_service.cpp` with one of its interfaces.)"},
+    {"instructions on the host", R"(
+Instructions counted by callgrind, log filtered. The results of both sides are compared first.
+Floors in `bench/host/` and `bench/floors/plain_*.cpp`: the same attributes by bare libnl puts; one
+walk over the report's bytes into the interface's records; a file read at once and cut by hand into
+the same kind of map; a loop that puts that map's entries. A straight line is fitted through the
+sizes; the distance from it is in percent of the largest point.)"},
 };
 
 std::string Values(const Spread& spread, const std::string& unit) {
@@ -137,10 +126,9 @@ std::string Missed(const Result& result) {
         goals++;
         if (row.is_met()) continue;
         misses++;
+        const bool is_ratio = row.goal_kind.starts_with("ratio") && row.ratio;
         missed += "- " + row.group + ", " + row.name + ": " +
-                  (row.goal_kind.starts_with("ratio") && row.ratio
-                       ? Digits(row.ratio->median) + " ×"
-                       : Values(row.ours.median == 0 ? Spread() : row.ours, row.unit)) +
+                  (is_ratio ? Digits(row.ratio->median) + " ×" : Values(row.ours, row.unit)) +
                   ", goal " + row.Goal() + "\n";
     }
     std::string text =
@@ -174,7 +162,7 @@ std::string Page(const Result& result, const Result* before) {
         const std::string table = Table(group.name, result, before);
         if (!table.empty()) {
             text += std::string("## ") + static_cast<char>(toupper(group.name[0])) +
-                    (group.name + 1) + "\n\n" + group.text + "\n\n" + table;
+                    (group.name + 1) + "\n" + group.text + "\n\n" + table;
         }
     }
     while (text.ends_with("\n\n")) text.pop_back();
