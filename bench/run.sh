@@ -169,7 +169,7 @@ meta=(
   --meta "virtual device=$(qemu-system-x86_64 --version | sed -n '1s/ (.*//p'), emulation, kernel $(<"$(sim/device/setup.sh)/release"), $(
     [ -z "$steady" ] && echo "two processors, real time" ||
       echo "one processor, 4 ns for each instruction, idle time skipped")"
-  --meta "host=$(sed -n 's/^model name[^:]*: //p' /proc/cpuinfo | head -n 1), $(nproc) processors, Linux $(uname -r)"
+  --meta "host=$(sed -n 's/^model name[^:]*: //p' /proc/cpuinfo | head -n 1), $(nproc) processors"
   --meta "compiler=$(clang++ --version | head -n 1), release flags, unused sections collected"
 )
 mkdir -p "$(dirname "$output")"

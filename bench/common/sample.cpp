@@ -2,6 +2,7 @@
 #include "bench/common/sample.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
 #include <nlohmann/json.hpp>
 
@@ -51,8 +52,8 @@ void EmitFailure(const std::string& group, int round, const std::string& why) {
 
 double Percentile(std::vector<double> values, double share) {
     if (values.empty()) return 0;
-    const auto rank = static_cast<size_t>(share * static_cast<double>(values.size() - 1) + 0.5);
-    const auto nth = values.begin() + static_cast<std::ptrdiff_t>(rank);
+    const auto rank = std::lround(share * static_cast<double>(values.size() - 1));
+    const auto nth = values.begin() + rank;
     std::nth_element(values.begin(), nth, values.end());
     return *nth;
 }

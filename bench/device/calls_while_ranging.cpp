@@ -29,7 +29,8 @@ constexpr Beside kBeside[] = {
 std::vector<double> CallFor(const Service& service, std::chrono::milliseconds time) {
     constexpr size_t kFewest = 4;
     constexpr size_t kMost = 2000;
-    static std::minstd_rand random;  // NOLINT(cert-msc51-cpp): the same moments in each run.
+    // The same moments in each run.
+    static std::minstd_rand random(1);  // NOLINT(cert-msc32-c, cert-msc51-cpp)
     std::uniform_int_distribution<int> pause_us(200, 3000);
     std::vector<double> us;
     const int64_t end_ns = NowNs() + std::chrono::nanoseconds(time).count();
@@ -87,7 +88,7 @@ Arrivals Listen(Service* service, const Beside& beside, std::chrono::millisecond
         if (report.stamp_ns < start_ns || report.stamp_ns >= end_ns) continue;
         ages.push_back(report.age_us() / 1e3);
     }
-    const auto sent = static_cast<double>((end_ns - start_ns) / (kBlockMs * 1'000'000));
+    const double sent = ReportsIn(end_ns - start_ns, kBlockMs);
     const double share = std::min(1.0, static_cast<double>(ages.size()) / sent);
     // Where none comes at all its age is at least as long as was waited.
     if (ages.empty()) ages.push_back(static_cast<double>(end_ns - start_ns) / 1e6);

@@ -31,6 +31,7 @@ void Exec(const std::vector<std::string>& arguments, const std::vector<std::stri
     dup2(fd, STDOUT_FILENO);
     dup2(fd, STDERR_FILENO);
     std::vector<char*> argv;
+    argv.reserve(arguments.size() + 1);
     for (const std::string& argument : arguments)
         argv.push_back(const_cast<char*>(argument.data()));
     argv.push_back(nullptr);

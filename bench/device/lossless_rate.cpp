@@ -94,7 +94,7 @@ void MeasureLosslessRate(const Plan& plan) {
     LayOutTags(16);
     Service ours({});
     Floor floor("uwb_fira_floor", std::to_string(ReceiveBuffer(&ours)));
-    const auto time = std::max(plan.Time(500), std::chrono::milliseconds(200));
+    const auto time = std::max(plan.Time(300), std::chrono::milliseconds(200));
     for (int round = 0; round < plan.rounds; round++) {
         for (const int peers : {1, 16}) {
             const double our_rate = HighestRate(&ours, peers, time);

@@ -7,6 +7,7 @@
 #include <CLI/CLI.hpp>
 #include <iostream>
 
+#include "bench/common/run_main.h"
 #include "bench/device/figures.h"
 
 namespace {
@@ -39,9 +40,7 @@ bool Measure(const Group& group, const Plan& plan) {
     }
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
+int Run(int argc, char** argv) {
     Plan plan;
     std::string service = "hardware.velta.uwb-service";
     std::vector<std::string> names;
@@ -64,4 +63,10 @@ int main(int argc, char** argv) {
         }
     }
     return ok ? 0 : 1;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    return hardware::velta::bench::RunMain(Run, argc, argv);
 }

@@ -43,7 +43,7 @@ Cost Range(Side* side, const Load& load, std::chrono::milliseconds time) {
         if (report.arrived_ns >= start_ns && report.arrived_ns < end_ns) in_time++;
     }
     if (ages.empty() || in_time == 0) throw Failure("no reports came");
-    const auto sent = static_cast<double>((end_ns - start_ns) / (block_ms * 1'000'000LL));
+    const double sent = ReportsIn(end_ns - start_ns, block_ms);
     return {.age_us = Median(ages),
             .age99_us = Percentile(ages, 0.99),
             .cpu_us = static_cast<double>(cpu_ns) / 1e3 / in_time,

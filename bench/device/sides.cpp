@@ -4,6 +4,7 @@
 #include <aidl/hardware/velta/uwb/BnUwbClientCallback.h>
 #include <android/binder_manager.h>
 
+#include <cmath>
 #include <map>
 
 #include "bench/floors/polled_process.h"
@@ -196,6 +197,10 @@ void LayOutTags(int peers) {
         world += "\ntag " + std::to_string(kFirstPeer + i) + " 1 " + std::to_string(3 + i) + " 0";
     }
     TellRadio("world", world);
+}
+
+double ReportsIn(int64_t time_ns, int block_ms) {
+    return std::floor(static_cast<double>(time_ns) / 1e6 / block_ms);
 }
 
 void StartSession(const Side& side, const FiraTwrSession& session) {

@@ -127,6 +127,9 @@ void SetServiceProgram(const std::string& path);
 /** Puts the peers of NewSession() in the virtual radio's world. */
 void LayOutTags(int peers);
 
+/** @return how many reports a session sends for certain in a time. */
+double ReportsIn(int64_t time_ns, int block_ms);
+
 /** Initialises and starts. */
 void StartSession(const Side& side, const FiraTwrSession& session);
 /** Stops, waits for the end and removes the session; recovers the side if that does not work. */

@@ -109,8 +109,10 @@ void FiraFloor::OnReport() {
 int main(int argc, char** argv) {
     using namespace hardware::velta::bench;
     if (argc != 3) return 2;
-    const auto floor =
-        ndk::SharedRefBase::make<FiraFloor>(atoi(argv[2]), strcmp(argv[2], "convert") == 0);
+    const bool converts = strcmp(argv[2], "convert") == 0;
+    // What is no number leaves the buffer as it is.
+    const auto receive_buffer = static_cast<int>(strtol(argv[2], nullptr, 10));
+    const auto floor = ndk::SharedRefBase::make<FiraFloor>(receive_buffer, converts);
     RunPolled(
         floor->asBinder(), FloorInstance(argv[1]), [&] { return floor->report_fd(); },
         [&] { floor->OnReport(); });

@@ -13,6 +13,7 @@
 #include <cstdio>
 #include <iostream>
 
+#include "bench/common/run_main.h"
 #include "bench/common/sample.h"
 #include "bench/host/task.h"
 
@@ -41,7 +42,7 @@ std::unique_ptr<Task> NewTask(const Kind& kind, bool is_ours, int size) {
     return is_ours ? kind.ours(size) : kind.floor(size);
 }
 
-void Run(const Kind& kind, bool is_ours, int size) {
+void RunTask(const Kind& kind, bool is_ours, int size) {
     const std::unique_ptr<Task> task = NewTask(kind, is_ours, size);
     // The first runs settle the allocator and the dynamic linker.
     for (int i = 0; i < 3; i++) {
@@ -140,13 +141,11 @@ void Measure(const std::string& self, size_t number, int round) {
          floor_line.residual);
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
+int Run(int argc, char** argv) {
     android::base::SetMinimumLogSeverity(android::base::FATAL_WITHOUT_ABORT);
     nlmsg_set_default_size(static_cast<size_t>(getpagesize()));
     if (argc == 5) {
-        Run(kKinds[std::stoul(argv[2])], std::string(argv[3]) == "ours", std::stoi(argv[4]));
+        RunTask(kKinds[std::stoul(argv[2])], std::string(argv[3]) == "ours", std::stoi(argv[4]));
         return 0;
     }
     if (argc != 2) return 2;
@@ -158,4 +157,10 @@ int main(int argc, char** argv) {
         for (size_t kind = 0; kind < std::size(kKinds); kind++) Measure(argv[0], kind, round);
     }
     return 0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    return hardware::velta::bench::RunMain(Run, argc, argv);
 }

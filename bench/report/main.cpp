@@ -5,6 +5,7 @@
 #include <fstream>
 #include <iostream>
 
+#include "bench/common/run_main.h"
 #include "bench/report/result.h"
 
 namespace {
@@ -12,17 +13,13 @@ namespace {
 using namespace hardware::velta::bench;
 using nlohmann::ordered_json;
 
-ordered_json ReadSamples(const std::string& path, const std::vector<std::string>& meta) {
-    ordered_json run = {{"meta", ordered_json::object()}, {"samples", ordered_json::array()}};
-    for (const std::string& entry : meta) {
+ordered_json ReadMeta(const std::vector<std::string>& entries) {
+    ordered_json meta = ordered_json::object();
+    for (const std::string& entry : entries) {
         const size_t equals = entry.find('=');
-        run["meta"][entry.substr(0, equals)] = entry.substr(equals + 1);
+        meta[entry.substr(0, equals)] = entry.substr(equals + 1);
     }
-    std::ifstream file(path);
-    for (std::string line; std::getline(file, line);) {
-        if (line.starts_with("{")) run["samples"].push_back(ordered_json::parse(line));
-    }
-    return run;
+    return meta;
 }
 
 ordered_json ReadRun(const std::string& path) {
@@ -36,9 +33,7 @@ void Write(const std::string& path, const std::string& text) {
     if (!file.flush()) throw std::runtime_error(path + " cannot be written");
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
+int Run(int argc, char** argv) {
     std::string samples, run_path, before_path, page;
     std::vector<std::string> meta;
     CLI::App app("Tables of benchmark results.");
@@ -48,20 +43,24 @@ int main(int argc, char** argv) {
     app.add_option("--before", before_path, "JSON of an earlier run to compare with");
     app.add_option("--page", page, "write the page for the documents here");
     CLI11_PARSE(app, argc, argv);
-    try {
-        if (!samples.empty()) Write(run_path, ReadSamples(samples, meta).dump(1) + "\n");
-        const Result result = ReadResult(ReadRun(run_path));
-        std::cout << TerminalTable(result);
-        if (page.empty()) return 0;
-        if (before_path.empty()) {
-            Write(page, Page(result, nullptr));
-        } else {
-            const Result before = ReadResult(ReadRun(before_path));
-            Write(page, Page(result, &before));
-        }
-    } catch (const std::exception& error) {
-        std::cerr << "error: " << error.what() << std::endl;
-        return 1;
+    if (!samples.empty()) {
+        std::ifstream file(samples);
+        Write(run_path, RunText(CollectRun(&file, ReadMeta(meta))));
+    }
+    const Result result = ReadResult(ReadRun(run_path));
+    std::cout << TerminalTable(result);
+    if (page.empty()) return 0;
+    if (before_path.empty()) {
+        Write(page, Page(result, nullptr));
+    } else {
+        const Result before = ReadResult(ReadRun(before_path));
+        Write(page, Page(result, &before));
     }
     return 0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    return hardware::velta::bench::RunMain(Run, argc, argv);
 }

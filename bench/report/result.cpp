@@ -11,31 +11,32 @@
 namespace hardware::velta::bench {
 namespace {
 
-struct Samples {
-    Row row;
-    std::vector<double> ours, floor, ratio;
-};
+using nlohmann::ordered_json;
 
 Spread SpreadOf(const std::vector<double>& values) {
     const auto [lowest, highest] = std::minmax_element(values.begin(), values.end());
     return {Median(values), *lowest, *highest};
 }
 
-void Take(const nlohmann::ordered_json& sample, Samples* all) {
-    const double ours = sample["ours"];
-    all->ours.push_back(ours);
-    if (!sample.contains("floor")) return;
-    const double floor = sample["floor"];
-    all->floor.push_back(floor);
-    if (floor > 0 && ours >= 0) all->ratio.push_back(ours / floor);
-}
-
-Row Finish(Samples all) {
-    all.row.rounds = all.ours.size();
-    all.row.ours = SpreadOf(all.ours);
-    if (!all.floor.empty()) all.row.floor = SpreadOf(all.floor);
-    if (!all.ratio.empty()) all.row.ratio = SpreadOf(all.ratio);
-    return all.row;
+Row ReadRow(const ordered_json& figure) {
+    Row row;
+    row.group = figure["group"];
+    row.name = figure["name"];
+    row.unit = figure["unit"];
+    row.goal_kind = figure["goal"]["kind"];
+    row.limit = figure["goal"]["limit"];
+    const std::vector<double> ours = figure["ours"];
+    const std::vector<double> floor = figure["floor"];
+    row.rounds = ours.size();
+    row.ours = SpreadOf(ours);
+    if (floor.empty()) return row;
+    row.floor = SpreadOf(floor);
+    std::vector<double> ratios;
+    for (size_t i = 0; i < floor.size(); i++) {
+        if (floor[i] > 0 && ours[i] >= 0) ratios.push_back(ours[i] / floor[i]);
+    }
+    if (!ratios.empty()) row.ratio = SpreadOf(ratios);
+    return row;
 }
 
 }  // namespace
@@ -62,49 +63,70 @@ const Row* Result::Find(const Row& like) const {
     return found == rows.end() ? nullptr : &*found;
 }
 
-Result ReadResult(const nlohmann::ordered_json& run) {
-    Result result;
-    result.meta = run.at("meta");
-    std::vector<Samples> all;
-    std::map<std::string, size_t> places, group_places;
-    for (const auto& sample : run.at("samples")) {
+ordered_json CollectRun(std::istream* samples, ordered_json meta) {
+    // A group's lines may come in several parts: by group, then by figure, as they first came.
+    std::vector<std::string> groups;
+    std::map<std::string, ordered_json> figures;
+    ordered_json failures = ordered_json::array();
+    std::map<std::string, size_t> places;
+    for (std::string line; std::getline(*samples, line);) {
+        if (!line.starts_with("{")) continue;
+        const auto sample = ordered_json::parse(line);
         const std::string group = sample["group"];
         if (sample.contains("failed")) {
-            result.failures.push_back(group + ": " + sample["failed"].get<std::string>());
+            failures.push_back(group + ": " + sample["failed"].get<std::string>());
             continue;
         }
-        const std::string name = sample["name"];
-        group_places.try_emplace(group, group_places.size());
-        const auto [place, is_new] = places.try_emplace(group + "/" + name, all.size());
+        if (!figures.contains(group)) groups.push_back(group);
+        ordered_json& all = figures[group];
+        const std::string key = group + "/" + sample["name"].get<std::string>();
+        const auto [place, is_new] = places.try_emplace(key, all.size());
         if (is_new) {
-            Samples samples;
-            samples.row.group = group;
-            samples.row.name = name;
-            samples.row.unit = sample["unit"];
-            samples.row.goal_kind = sample["goal"]["kind"];
-            samples.row.limit = sample["goal"]["limit"];
-            all.push_back(samples);
+            all.push_back({{"group", group},
+                           {"name", sample["name"]},
+                           {"unit", sample["unit"]},
+                           {"goal", sample["goal"]},
+                           {"ours", ordered_json::array()},
+                           {"floor", ordered_json::array()}});
         }
-        Take(sample, &all[place->second]);
+        all[place->second]["ours"].push_back(sample["ours"]);
+        if (sample.contains("floor")) all[place->second]["floor"].push_back(sample["floor"]);
     }
-    for (Samples& samples : all) result.rows.push_back(Finish(std::move(samples)));
-    // A group's lines may come in several parts.
-    std::stable_sort(result.rows.begin(), result.rows.end(), [&](const Row& a, const Row& b) {
-        return group_places[a.group] < group_places[b.group];
-    });
+    ordered_json run = {{"meta", std::move(meta)}, {"figures", ordered_json::array()}};
+    for (const std::string& group : groups) {
+        for (ordered_json& figure : figures[group]) run["figures"].push_back(std::move(figure));
+    }
+    run["failures"] = std::move(failures);
+    return run;
+}
+
+std::string RunText(const ordered_json& run) {
+    std::string text = "{\"meta\": " + run["meta"].dump() + ",\n\"figures\": [";
+    const char* separator = "\n";
+    for (const ordered_json& figure : run["figures"]) {
+        text += separator + figure.dump();
+        separator = ",\n";
+    }
+    return text + "\n],\n\"failures\": " + run["failures"].dump() + "}\n";
+}
+
+Result ReadResult(const ordered_json& run) {
+    Result result;
+    result.meta = run.at("meta");
+    for (const ordered_json& figure : run.at("figures")) result.rows.push_back(ReadRow(figure));
+    for (const ordered_json& failure : run.at("failures")) {
+        result.failures.push_back(failure.get<std::string>());
+    }
     return result;
 }
 
 std::string Digits(double value) {
     char text[32];
-    if (value == std::floor(value) && std::fabs(value) < 1e6) {
-        snprintf(text, sizeof(text), "%.0f", value);
-    } else if (std::fabs(value) >= 100) {
-        snprintf(text, sizeof(text), "%.0f", value);
-    } else {
-        const int decimals = std::fabs(value) >= 10 ? 1 : 2;
-        snprintf(text, sizeof(text), "%.*f", decimals, value);
-    }
+    const bool is_whole = value == std::floor(value) && std::fabs(value) < 1e6;
+    int decimals = 2;
+    if (std::fabs(value) >= 10) decimals = 1;
+    if (is_whole || std::fabs(value) >= 100) decimals = 0;
+    snprintf(text, sizeof(text), "%.*f", decimals, value);
     return text;
 }
 

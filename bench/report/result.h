@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <istream>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
@@ -46,7 +47,18 @@ struct Result {
     const Row* Find(const Row& like) const;
 };
 
-/** @param run a JSON object with "meta" and "samples". */
+/**
+ * Gathers samples into a run: an object with "meta", "figures" with the values of all their rounds,
+ * and "failures".
+ *
+ * @param samples one JSON object a line; other lines do not count.
+ */
+nlohmann::ordered_json CollectRun(std::istream* samples, nlohmann::ordered_json meta);
+
+/** @return the run as text, a figure on each line. */
+std::string RunText(const nlohmann::ordered_json& run);
+
+/** Reads what CollectRun() made. */
 Result ReadResult(const nlohmann::ordered_json& run);
 
 /** @return a number with three significant digits. */

@@ -14,7 +14,7 @@ constexpr char kPlain[] = "\033[0m";
 
 std::string Verdict(const Row& row) {
     if (!row.has_goal()) return "";
-    const std::string text = row.is_met() ? "met" : "MISSED";
+    std::string text = row.is_met() ? "met" : "MISSED";
     if (isatty(STDOUT_FILENO) == 0) return text;
     return (row.is_met() ? kGreen : kRed) + text + kPlain;
 }
