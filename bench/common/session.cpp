@@ -6,11 +6,19 @@ namespace {
 
 using namespace ::aidl::hardware::velta::uwb;
 
+// 0.2 ms.
+constexpr int kSlotRstu = 240;
+constexpr int kSlotsInMs = 5;
+
 UwbAddress Short(int address) {
     return {.address = {static_cast<uint8_t>(address >> 8), static_cast<uint8_t>(address)}};
 }
 
 }  // namespace
+
+int ShortestBlockMs(int peers) {
+    return (peers + 1 + kSlotsInMs - 1) / kSlotsInMs;
+}
 
 FiraTwrSession NewSession(int peers, int block_ms) {
     FiraTwrSession session = {
@@ -20,8 +28,9 @@ FiraTwrSession NewSession(int peers, int block_ms) {
         .rangingRoundUsage = RangingRoundUsage::DS_TWR,
         .multiNodeMode = MultiNodeMode::ONE_TO_MANY,
         .deviceAddress = Short(1),
-        .slotDurationRstu = 1200,
-        .slotsPerRangingRound = 1,
+        // The shortest slots, one for each peer beside our own: room for many reports.
+        .slotDurationRstu = kSlotRstu,
+        .slotsPerRangingRound = peers + 1,
         .rangingBlockDurationMs = block_ms,
         .sessionPriority = 50,
         .rangingRoundControl = {.hasResultReportPhase = true, .hasDeferredMode = true},

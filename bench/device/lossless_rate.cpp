@@ -18,15 +18,15 @@ struct Burst {
     double rate() const { return 1000.0 * size / block_ms; }
 };
 
-// Rates a tenth or so apart, of the shortest blocks that give them.
-std::vector<Burst> Rates() {
+// Rates a twenty-fifth apart, of the shortest blocks that give them.
+std::vector<Burst> Rates(int shortest_ms) {
     std::vector<Burst> rates;
     double next = 100;
     while (next < 20000) {
-        Burst best = {1, 1};
+        Burst best = {shortest_ms, 1};
         double error = 1e9;
-        for (int block_ms = 1; block_ms <= 10; block_ms++) {
-            for (int size = 1; size <= 20; size++) {
+        for (int block_ms = shortest_ms; block_ms <= shortest_ms + 9; block_ms++) {
+            for (int size = 1; size <= 40; size++) {
                 const Burst burst = {block_ms, size};
                 const double off = std::abs(burst.rate() - next) + size * 1e-3;
                 if (off < error) {
@@ -36,7 +36,7 @@ std::vector<Burst> Rates() {
             }
         }
         rates.push_back(best);
-        next *= 1.08;
+        next *= 1.04;
     }
     return rates;
 }
@@ -70,7 +70,7 @@ bool IsLossless(Side* side, int peers, const Burst& burst, std::chrono::millisec
 }
 
 double HighestRate(Side* side, int peers, std::chrono::milliseconds time) {
-    static const std::vector<Burst> rates = Rates();
+    const std::vector<Burst> rates = Rates(ShortestBlockMs(peers));
     size_t good = 0;
     size_t bad = rates.size();
     while (bad - good > 1) {

@@ -34,11 +34,12 @@ loop does in between included.)"},
 Age of a report when the client's callback has it, counted from the timestamp of its ranging block,
 and CPU time (`/proc/PID/task/*/schedstat`) that the process spends for each. Floor: the relay in
 `bench/floors/fira_floor.cpp`, which receives one netlink message and makes one oneway call with a
-record of the same size that it filled once. The same relay converting each report by hand
+record of the same size that it filled once. 16 peers do not fit into blocks of 2 ms: their 500/s are
+two copies every 4 ms, of which the first one's age counts. The same relay converting each report by hand
 (`plain_report.cpp`) shows what is left to a service that has to convert. One side after the other.)"},
     {"lossless rate", R"(
-Highest rate of reports at which every one reaches the client, found by halving over rates 8 % apart
-(bursts of up to 20 reports every 1 to 10 ms). Floor: the same relay, with the receive buffer that
+Highest rate of reports at which every one reaches the client, found by halving over rates 4 % apart
+(bursts of reports every 1 to 13 ms: a block has room for its peers' slots). Floor: the same relay, with the receive buffer that
 the service's socket was seen to have.)"},
     {"calls while ranging", R"(
 `getSessionCount` at moments that have nothing to do with the radio's, while radio 0 ranges and
