@@ -130,7 +130,7 @@ TEST_F(UwbctlTest, EndsCleanlyHoweverItIsEnded) {
         {std::string(kRange) + "> /dev/null & sleep 1; kill -INT $!; wait $!", 0, "Ctrl-C ends it"},
         {std::string(kRange) + "-n 999 > /dev/null & sleep 1; kill -TERM $!; wait $!", 5,
          "of 999 reports"},
-        {"(sleep 1; echo quit) | " + std::string(kRange) + "--commands", 0, "block     1"},
+        {"(sleep 2; echo quit) | " + std::string(kRange) + "--commands", 0, "block     1"},
         {"uwbctl ccc > /dev/null & sleep 1; kill -INT $!; wait $!", 0, ""},
         {"uwbctl simple -p 0x1234 | head -n 1", 0, "request  1"},
     };

@@ -294,9 +294,9 @@ void WriteFile(const std::string& page, const std::string& file) {
     const bool is_good = fd.ok() && android::base::WriteStringToFd(page, fd.get()) &&
                          (is_direct || rename(name.c_str(), path.c_str()) == 0);
     if (is_good) return;
-    const Failure failure(kCannotWrite, "cannot write " + file + ": " + strerror(errno));
+    const int why = errno;
     if (fd.ok() && !is_direct) unlink(name.c_str());
-    throw failure;
+    throw Failure(kCannotWrite, "cannot write " + file + ": " + strerror(why));
 }
 
 // "walk.html" for "walk.jsonl", beside it.
