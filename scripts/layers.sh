@@ -1,0 +1,42 @@
+#!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
+#
+# Checks that every room includes only what it may: arrows between rooms run one way. One line for each
+# include that may not be, and exit status 1.
+set -euo pipefail
+cd "$(dirname "${BASH_SOURCE[0]}")/.."
+
+status=0
+# room ROOM [ALLOWED]...: includes of our own files from ROOM lie in ROOM or begin with one of ALLOWED.
+room() {
+  local room=$1 allowed file line name bad=
+  shift
+  while IFS=: read -r file line name; do
+    name=${name#*\"} name=${name%%\"*}
+    bad=yes
+    for allowed in "$room/" "${room#sim/radio/}/" "$@"; do
+      case $name in "$allowed"*) bad= ;; esac
+    done
+    case $name in */*) ;; *) bad= ;; esac # Beside it.
+    if [ -n "$bad" ]; then
+      echo "error: $file:$line: $room/ may not use $name" >&2
+      status=1
+    fi
+  done < <(grep -rn '^#include "' "$room" --include='*.cpp' --include='*.h' --include='*.c' || true)
+}
+
+room looper
+room net looper/
+room hal net/ looper/
+room host net/ # The choices of an integrator are of net's types.
+room uwbctl/client
+room uwbctl/recording uwbctl/client/
+room uwbctl/live uwbctl/client/ uwbctl/recording/
+room uwbctl/report uwbctl/client/ uwbctl/recording/
+room uwbctl/commands uwbctl/
+room sim/radio/wire net/mcps802154.h
+room sim/radio/world net/mcps802154.h wire/
+room sim/radio/core net/mcps802154.h wire/ world/
+room sim/radio/modes net/mcps802154.h wire/ world/ core/
+room sim/radio/tests net/mcps802154.h wire/ world/ core/ modes/
+exit $status
