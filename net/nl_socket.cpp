@@ -27,9 +27,10 @@ constexpr timeval kReceiveTimeout = {.tv_sec = 1, .tv_usec = 0};
 // reports do, and an acknowledgement that did not fit beside them never will.
 constexpr std::chrono::seconds kExchangeTimeout(5);
 
-// Of sockets that are read by event: what a second of silence of ours may pile up, and more than
-// any one message has.
+// Of sockets that are read by event: what a second of silence of ours may pile up.
 constexpr int kNotificationBufferSize = 1024 * 1024;
+
+// As much as the kernel puts into one part of a dump; reports are shorter.
 constexpr size_t kMaxMessageSize = 32 * 1024;
 
 // Read in one pass of the loop, so that binder gets its turn.
@@ -69,6 +70,11 @@ bool NlSocket::Setup() {
         return false;
     }
     setsockopt(GetFd(), SOL_SOCKET, SO_RCVTIMEO, &kReceiveTimeout, sizeof(kReceiveTimeout));
+    if (mode_ == NotificationMode::kEvent) {
+        // libnl would receive each message twice, the first time to see how long it is.
+        nl_socket_set_msg_buf_size(socket_, kMaxMessageSize);
+        nl_socket_disable_msg_peek(socket_);
+    }
     return true;
 }
 
@@ -218,8 +224,6 @@ void NlSocket::PrepareForEvents() {
         setsockopt(GetFd(), SOL_SOCKET, SO_RCVBUF, &kNotificationBufferSize,
                    sizeof(kNotificationBufferSize));
     }
-    nl_socket_set_msg_buf_size(socket_, kMaxMessageSize);
-    nl_socket_disable_msg_peek(socket_);  // libnl would receive each message twice.
 }
 
 void NlSocket::ReceiveWaiting(const std::weak_ptr<NlSocket>& self,
