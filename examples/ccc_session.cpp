@@ -33,7 +33,7 @@ class Stops : public BnCccControllerCallback {
 }  // namespace
 
 int main(int argc, char** argv) {
-    const int channel = argc > 1 ? atoi(argv[1]) : 9;
+    const auto channel = static_cast<int32_t>(argc > 1 ? strtol(argv[1], nullptr, 0) : 9);
     Radio radio;
     std::shared_ptr<ICccController> ccc;
     Check("cccController", radio.iface()->cccController(&ccc));
