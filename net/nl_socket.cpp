@@ -31,7 +31,7 @@ constexpr std::chrono::seconds kExchangeTimeout(5);
 constexpr int kNotificationBufferSize = 1024 * 1024;
 
 // As much as the kernel puts into one part of a dump; reports are shorter.
-constexpr size_t kMaxMessageSize = 32 * 1024;
+constexpr size_t kMaxMessageSize = size_t{32} * 1024;
 
 // Read in one pass of the loop, so that binder gets its turn.
 constexpr int kMessagesPerPass = 4;

@@ -8,7 +8,7 @@
 namespace hardware::velta {
 
 /** Configuration is at most this many bytes; more is no configuration. */
-inline constexpr size_t kMaxConfigSize = 1024 * 1024;
+inline constexpr size_t kMaxConfigSize = size_t{1024} * 1024;
 
 /**
  * Reads all of a file, which must be a regular one of at most kMaxConfigSize bytes: never a FIFO or

@@ -333,5 +333,8 @@ for name, test in [entry for entry in globals().items() if entry[0].startswith('
     except Exception as exception:  # Whatever it is: the others run.
         failed += 1
         print(f'FAILED {name}: {type(exception).__name__}: {exception}')
-print(f'{passed} passed, {failed} failed')
+# The closing lines of the project's other tests.
+print(f'[  PASSED  ] {passed} tests.')
+if failed:
+    print(f'[  FAILED  ] {failed} tests.')
 sys.exit(failed != 0)

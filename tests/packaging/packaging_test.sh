@@ -3,7 +3,7 @@
 #
 # What is shipped beside the programs: blueprint files, Android's packaging, documents, the dissector.
 #   tests/packaging/packaging_test.sh AIDL
-# AIDL is the path of the AIDL compiler. The last line is "N passed, N failed".
+# AIDL is the path of the AIDL compiler.
 set -euo pipefail
 
 ROOT=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)

@@ -104,6 +104,7 @@ TEST(ReportPageTest, LeavesOutOfTheDrawingButNotOfTheNumbers) {
 
 TEST(ReportPageTest, TakesTwentyThousandPeers) {
     std::vector<Measurement> measurements;
+    measurements.reserve(40'000);
     for (int i = 0; i < 40'000; i++) {
         measurements.push_back(At(i / 20'000, 1000 + i % 20'000, std::to_string(i % 20'000)));
     }
