@@ -35,6 +35,7 @@ constexpr milliseconds kPatienceExtra{1000};
 
 std::vector<std::string> AddressTexts(const std::vector<UwbAddress>& addresses) {
     std::vector<std::string> texts;
+    texts.reserve(addresses.size());
     for (const UwbAddress& address : addresses) texts.push_back(AddressText(address));
     return texts;
 }
@@ -202,7 +203,7 @@ void FiraRun::Range() {
     } catch (const Failure&) {
         if (!failure) throw;  // The first failure is the one to tell.
     }
-    if (failure) throw *failure;
+    if (failure) throw Failure(*failure);
 }
 
 void FiraRun::CheckEnd(Ended ended) {

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "uwbctl/client/events.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <unistd.h>
@@ -80,7 +81,7 @@ TEST_F(EventsDeathTest, KnowsWhetherItsOutputArrives) {
     EXPECT_EXIT(
         {
             int ends[2];
-            if (pipe(ends) != 0) exit(2);
+            if (pipe2(ends, O_CLOEXEC) != 0) exit(2);
             dup2(ends[1], STDOUT_FILENO);
             close(ends[0]);
             Events events;
