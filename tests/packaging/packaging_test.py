@@ -22,7 +22,7 @@ AIDL_PACKAGE = 'hardware.velta.uwb'
 # What a platform tree has, and the product that wants uwbctl brings.
 PLATFORM_MODULES = {
     'libbase', 'libbinder', 'libbinder_ndk', 'libcutils', 'libgmock', 'libgtest', 'liblog', 'libnl', 'libutils',
-    'libcli11_headers', 'libnlohmann_json_headers'}
+    'libcli11_headers', 'libncurses', 'libnlohmann_json_headers'}
 REFERENCES = ('defaults', 'static_libs', 'shared_libs', 'header_libs', 'default_applicable_licenses')
 PATHS = ('srcs', 'src', 'init_rc', 'vintf_fragments', 'license_text', 'test_config', 'export_include_dirs')
 SERVICE_KEYWORDS = {'interface': 2, 'class': None, 'user': 1, 'group': None, 'capabilities': None}
@@ -137,6 +137,8 @@ def test_blueprints_build_what_cmake_builds():
          {f'examples/{name}.cpp' for name in examples})
     for name, wanted in pairs.items():
         same(name, sources(name), wanted)
+    version = re.search(r'project\([^)]*VERSION ([\d.]+)', read('CMakeLists.txt')).group(1)
+    assert module('uwbctl_defaults')[2]['cflags'] == [f'-DUWBCTL_VERSION="{version}"'], f'not version {version}'
 
 
 def test_interface_module_is_the_frozen_version():
