@@ -16,7 +16,7 @@ namespace hardware::velta {
 namespace {
 
 using android::base::GetProperty;
-using std::string_literals::operator""s;
+using namespace std::string_literals;
 using ::testing::ElementsAre;
 
 constexpr char kMissing[] = "/nonexistent/uwb.conf";
