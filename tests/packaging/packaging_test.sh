@@ -14,18 +14,20 @@ ROOT=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)
 
 # Android's own parser of blueprint files is in the sources that platform/ builds from.
 PARSER_FOLDER=development/vndk/tools/sourcedr/blueprint
-tarball=$(printf '%s\n' "$CACHE"/downloads/android-platform-tools-*.orig.tar.xz)
+tarballs=("$CACHE"/downloads/android-platform-tools-*.orig.tar.xz)
+tarball=${tarballs[0]}
 parser=$CACHE/blueprint-$(basename "$tarball" .orig.tar.xz)
 if [ ! -f "$parser/blueprint.py" ]; then
   work=$(mktemp -d "$CACHE/blueprint.XXXXXX")
   trap 'rm -rf "$work"' EXIT
   if [ ! -f "$tarball" ]; then
     apt_suite_source trixie "$work" android-platform-tools
-    tarball=$(printf '%s\n' "$work"/*.orig.tar.xz)
+    tarballs=("$work"/*.orig.tar.xz)
+    tarball=${tarballs[0]}
   fi
   tar -xf "$tarball" -C "$work" "./$PARSER_FOLDER/blueprint.py"
   mkdir -p "$parser"
   mv "$work/$PARSER_FOLDER/blueprint.py" "$parser/"
 fi
 cd "$ROOT"
-PYTHONDONTWRITEBYTECODE=1 PYTHONPATH=$parser exec python3 tests/packaging/packaging_test.py "$1"
+PYTHONDONTWRITEBYTECODE=1 PYTHONPATH=$parser python3 tests/packaging/packaging_test.py "$1"
