@@ -17,6 +17,7 @@ SOURCE_SHA256=4893f6a85b205f1df2c35cde5d6ca3bedd5e9f19afdb3b5ac781e647aa2243f4
 SOURCE_FOLDERS=(
   external/fmtlib frameworks/native/NOTICE frameworks/native/cmds/servicemanager
   frameworks/native/libs/android_runtime_lazy frameworks/native/libs/binder
+  frameworks/native/libs/fakeservicemanager
   libnativehelper/include_jni system/core/libcutils system/core/libprocessgroup
   system/core/libsystem system/core/libutils system/libbase system/logging/liblog)
 

@@ -3,6 +3,7 @@
 # find_package(VeltaAndroid REQUIRED CONFIG): Android's own libraries for this host, as built by
 # platform/build.sh.
 #   Android::log, base, cutils, utils, binder, binder_ndk   static libraries, C++20
+#   Android::binder_fuzz                                    the fuzzer of services, likewise
 #   Android::aidl, Android::servicemanager                  programs
 # and VELTA_ANDROID_AIDL, VELTA_ANDROID_SERVICEMANAGER: the programs' paths.
 
@@ -36,6 +37,7 @@ _velta_android_library(utils Android::cutils Android::base Android::log)
 _velta_android_library(binder Android::utils Android::cutils Android::base Android::log)
 _velta_android_library(binder_ndk
   Android::binder Android::utils Android::base Android::log ${CMAKE_DL_LIBS})
+_velta_android_library(binder_fuzz Android::binder_ndk)
 
 foreach(_velta_android_program aidl servicemanager)
   string(TOUPPER ${_velta_android_program} _velta_android_variable)
