@@ -28,6 +28,7 @@ files_under_test() {
 options() {
   echo -timeout=10 -rss_limit_mb=2048 -malloc_limit_mb=512
   case $1 in
+    parcels) echo -entropic=0 ;; # Its book-keeping costs more than the runs.
     netlink_*) echo "-dict=$ROOT/fuzz/netlink.dict" ;;
     *_files) echo "-dict=$ROOT/fuzz/files.dict" ;;
   esac
@@ -41,9 +42,10 @@ covered() {
   LLVM_PROFILE_FILE=$profile.raw "$program" -runs=0 "$@" >"$profile.log" 2>&1
   llvm-profdata merge -sparse "$profile.raw" -o "$profile.data"
   (cd "$BUILD" && llvm-cov report "$program" -instr-profile="$profile.data") >"$profile.txt" 2>/dev/null
-  # The compiler was started in the build folder, hence the names.
-  (cd "$ROOT" && files_under_test "$name") | tr ' ' '\n' | sed 's|^|../../|' |
-    awk 'NR == FNR { wanted[$1] = 1; next }
+  # The compiler was started in the build folder, and llvm-cov leaves out what all names begin with.
+  (cd "$ROOT" && files_under_test "$name") | tr ' ' '\n' |
+    awk '{ sub(/^(\.\.\/)+/, "", $1) }
+      NR == FNR { wanted[$1] = 1; next }
       $1 in wanted { lines += $8; missed += $9 }
       END { printf "%d of %d lines (%.0f %%)\n", lines - missed, lines, 100 * (lines - missed) / lines }' \
       - "$profile.txt"
