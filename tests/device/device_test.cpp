@@ -345,6 +345,7 @@ namespace {
         // The service asks this process back for each new one, and always has another to ask for.
         const auto fira = hal.Get(0, &IUwbIface::firaController);
         std::vector<std::thread> threads;
+        threads.reserve(4);
         for (int i = 0; i < 4; i++) {
             threads.emplace_back([fira] {
                 for (;;) fira->setSessionCallback(SharedRefBase::make<FiraEvents>());
