@@ -7,6 +7,7 @@
 #include <netlink/msg.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <cstdlib>
 #include <memory>
 #include <string>
@@ -36,6 +37,7 @@ void InitLogger() {}
 // What Android does for a service before it starts it: a log, and system properties.
 void InitLogger() {
     android::base::SetLogger(hardware::velta::LogToStderr);
+    signal(SIGPIPE, SIG_IGN);  // Whoever reads the log may leave.
     std::string error;
     if (!hardware::velta::LoadSystemProperties(&error)) {
         LOG(ERROR) << "Properties file: " << error;

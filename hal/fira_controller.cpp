@@ -283,6 +283,9 @@ void FiraController::OnNotificationsLost() {
     }
     // One that has stopped already is refused, which is as good.
     for (const uint32_t id : running) fira_region_utils_->StopSession(hw_index_, id);
+    // Stops of sessions that never counted, as of one whose start was not acknowledged, have
+    // counted down as well; with these none is left.
+    active_session_count_ = static_cast<int32_t>(running.size());
     for (const uint32_t id : running) OnSessionStopped(id, kNotificationsLost);
 }
 

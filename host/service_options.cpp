@@ -13,6 +13,8 @@ constexpr char kNotifications[] = "ro.vendor.uwb.hal.notifications";
 constexpr char kStallLimit[] = "ro.vendor.uwb.hal.stall_limit_s";
 constexpr char kLogLevel[] = "ro.vendor.uwb.hal.log_level";
 
+// One read of a driver that does not answer takes a second, and is no stall.
+constexpr int kMinStallLimit = 3;
 constexpr int kMaxStallLimit = 3600;
 
 constexpr std::pair<const char*, NotificationMode> kModes[] = {

@@ -14,7 +14,7 @@ namespace hardware::velta {
 struct ServiceOptions {
     /** "notifications": "poll" or "event". */
     NotificationMode notifications = NotificationMode::kPoll;
-    /** "stall_limit_s": seconds, 0 to 3600; 0 for no limit. */
+    /** "stall_limit_s": seconds, 3 to 3600, or 0 for no limit. */
     std::chrono::seconds stall_limit{0};
     /** "log_level": the least that is logged: VERBOSE, DEBUG, INFO, WARNING or ERROR. */
     android::base::LogSeverity log_level = android::base::INFO;

@@ -85,14 +85,15 @@ bool McpsUtils::SetRangingRequests(uint32_t hw_index, std::vector<RangingRequest
     }
     ranging_socket_ = socket;
     ranging_requests_ = std::move(requests);
-    ranging_hw_index_ = hw_index;
     return true;
 }
 
-// There is no session that might have stopped unheard, only results that are missing.
+// There is no session that might have stopped unheard, only results that are missing: it goes on.
 void McpsUtils::OnRangingResultsLost() {
-    LOG(ERROR) << "Simple ranging results were lost; the requests are set anew";
-    SetRangingRequests(ranging_hw_index_, std::vector(ranging_requests_));
+    LOG(ERROR) << "Simple ranging results were lost";
+    if (ranging_socket_ != nullptr) {
+        ranging_socket_->SetLostHandler([this] { OnRangingResultsLost(); });
+    }
 }
 
 bool McpsUtils::RangingRequestsToNlMsg(nl_msg* msg, uint32_t hw_index,

@@ -150,7 +150,6 @@ class McpsUtils {
   private:
     class CalibrationBatch;
 
-    // Sets the same requests anew on a fresh socket.
     void OnRangingResultsLost();
 
     NlSocketFactory* factory_;
@@ -158,8 +157,6 @@ class McpsUtils {
     std::function<void(const RangingResult&)> on_ranging_result_;
     std::shared_ptr<NlSocket> ranging_socket_;
     std::vector<RangingRequest> ranging_requests_;
-    // The radio that they are for.
-    uint32_t ranging_hw_index_ = 0;
 };
 
 }  // namespace hardware::velta

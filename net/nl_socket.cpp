@@ -12,6 +12,8 @@
 #include <sys/socket.h>
 #include <sys/time.h>
 
+#include <algorithm>
+#include <cerrno>
 #include <chrono>
 #include <utility>
 
@@ -35,6 +37,20 @@ constexpr size_t kMaxMessageSize = size_t{32} * 1024;
 
 // Read in one pass of the loop, so that binder gets its turn.
 constexpr int kMessagesPerPass = 4;
+
+// Waits for input as long as a blocking read would; false when none came. A signal, such as that of
+// the guard against stalls, ends poll() early but is no answer.
+bool AwaitInput(int fd) {
+    const auto end =
+        std::chrono::steady_clock::now() + std::chrono::seconds(kReceiveTimeout.tv_sec);
+    for (;;) {
+        const auto left =
+            std::chrono::ceil<std::chrono::milliseconds>(end - std::chrono::steady_clock::now());
+        pollfd ready = {.fd = fd, .events = POLLIN, .revents = 0};
+        const int count = poll(&ready, 1, static_cast<int>(std::max<int64_t>(left.count(), 0)));
+        if (count >= 0 || errno != EINTR) return count != 0;
+    }
+}
 
 }  // namespace
 
@@ -272,10 +288,7 @@ int NlSocket::ReadReply() {
 }
 
 int NlSocket::Read() {
-    if (is_nonblocking_) {
-        pollfd ready = {.fd = GetFd(), .events = POLLIN, .revents = 0};
-        if (poll(&ready, 1, kReceiveTimeout.tv_sec * 1000) == 0) return -NLE_AGAIN;
-    }
+    if (is_nonblocking_ && !AwaitInput(GetFd())) return -NLE_AGAIN;
     const int result = reader_->read_message(socket_);
     // A driver that is slow to answer, many times over, is no thread that hangs.
     if (event_loop_ != nullptr) event_loop_->NoteProgress();

@@ -93,7 +93,7 @@ class NlSocket {
 
     /**
      * Has on_lost called, in a task of its own, once messages of the watched socket are lost: more
-     * came than its buffer holds, or it cannot be read any more. Until it is watched again, once.
+     * came than its buffer holds, or it cannot be read any more. Once, until it is set again.
      */
     virtual void SetLostHandler(std::function<void()> on_lost);
 
