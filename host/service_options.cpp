@@ -48,9 +48,10 @@ bool ReadWord(const char* property, const std::pair<const char*, T> (&words)[kWo
 bool ReadStallLimit(std::chrono::seconds* limit, std::string* error) {
     const std::string text = android::base::GetProperty(kStallLimit, "");
     int seconds = 0;
-    if (!text.empty() && !android::base::ParseInt(text, &seconds, 0, kMaxStallLimit)) {
-        *error = std::string(kStallLimit) + ": \"" + text +
-                 "\" is no number of seconds from 0 to " + std::to_string(kMaxStallLimit);
+    if (!text.empty() && text != "0" &&
+        !android::base::ParseInt(text, &seconds, kMinStallLimit, kMaxStallLimit)) {
+        *error = std::string(kStallLimit) + ": \"" + text + "\" is neither 0 nor from " +
+                 std::to_string(kMinStallLimit) + " to " + std::to_string(kMaxStallLimit);
         return false;
     }
     *limit = std::chrono::seconds(seconds);
