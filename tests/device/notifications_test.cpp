@@ -3,6 +3,7 @@
 // Nobody waits, nothing is lost unheard, and a thread that hangs ends: in both ways of reading
 // notifications, unless one is named.
 #include <csignal>
+#include <thread>
 
 #include "tests/device/device_test.h"
 
@@ -86,6 +87,7 @@ TEST_F(NotificationsTest, AThreadThatHangsForGoodEndsTheService) {
     std::vector<std::string> names;
     bool has_died = false;
     for (int i = 0; i < 200 && !has_died; i++) {
+        std::this_thread::sleep_for(10ms);  // For it to get going.
         kill(client.pid(), SIGSTOP);
         has_died = !hal->listIfaceNames(&names).isOk();
         kill(client.pid(), SIGCONT);

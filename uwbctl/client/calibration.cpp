@@ -174,9 +174,11 @@ std::string InForceText() {
 std::string ChannelHint(int channel) {
     const std::string number = std::to_string(channel);
     const auto loaded = RememberedCountry();
-    const auto banned =
-        loaded ? CalibrationFiles::Find().Look(loaded->code).banned_channels : std::vector<int>();
+    const CalibrationFiles files = CalibrationFiles::Find();
+    const auto banned = loaded ? files.Look(loaded->code).banned_channels : std::vector<int>();
     const bool is_banned = std::find(banned.begin(), banned.end(), channel) != banned.end();
+    // What is known to allow it is not to blame.
+    if (loaded && files.problem().empty() && !is_banned) return "";
     return std::string("\n  ") +
            (is_banned ? "the calibration in force bans channel " + number + ": "
                       : "the calibration in force may ban channel " + number + "; it is: ") +

@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <cctype>
 #include <cstdio>
+#include <optional>
 
 #include "uwbctl/client/calibration.h"
 #include "uwbctl/client/text.h"
@@ -13,7 +14,7 @@ namespace {
 // What "uwbctl country" was asked for.
 struct CountryOptions {
     /** As typed; empty for not known. */
-    std::string code;
+    std::optional<std::string> code;
     bool shows = false;
     bool lists = false;
 };
@@ -75,7 +76,13 @@ ExitStatus Country(Events* events, const CountryOptions& options) {
         for (const std::string& code : files.Countries()) puts(code.c_str());
         return kDone;
     }
-    const std::string code = CheckCode(options.code);
+    if (!options.code) {
+        throw Failure(
+            kUsage,
+            "which country? Such as FR, or \"\" where it is not known; --show tells what is "
+            "in force");
+    }
+    const std::string code = CheckCode(*options.code);
     Client client(events);
     client.Open();
     Check(client.service()->applyCountryRestriction(code),
@@ -93,12 +100,11 @@ void AddCountry(CommandLine* line, CLI::App* app) {
         AddCommand(line, app, "country", "Load the calibration of a country",
                    "Examples:\n"
                    "  uwbctl country FR\n"
-                   "  uwbctl country           not known\n"
+                   "  uwbctl country \"\"        not known\n"
                    "  uwbctl country --show    what is in force, and what there is\n",
                    options, Country);
     CLI::Option* code =
-        country
-            ->add_option("code", options->code, "ISO 3166-1 alpha-2 code; without one: not known")
+        country->add_option("code", options->code, "ISO 3166-1 alpha-2 code; \"\": not known")
             ->type_name("COUNTRY");
     CLI::Option* show =
         country

@@ -56,6 +56,7 @@ std::string ResultLine(const RangingResult& result) {
 // Touched on the command's thread only.
 struct Progress {
     uint64_t results = 0;
+    bool has_answer = false;
 };
 
 class Callback : public BnSimpleRangingCallback {
@@ -67,6 +68,7 @@ class Callback : public BnSimpleRangingCallback {
         events_->Post([progress = progress_, max_results = max_results_, result] {
             if (max_results != 0 && progress->results >= max_results) return;
             progress->results++;
+            if (result.value != kNoValue) progress->has_answer = true;
             puts(ResultLine(result).c_str());
             FlushStandardOutput();
         });
@@ -132,6 +134,9 @@ ExitStatus RunSimple(Events* events, const SimpleOptions& options) {
     if (ended == Ended::kSilent) {
         throw Failure(kRadioFailed, StringPrintf("no result from the radio for %lld ms",
                                                  static_cast<long long>(kPatience.count())));
+    }
+    if (ended == Ended::kDone && !progress->has_answer) {
+        throw Failure(kNoAnswer, "no peer has answered: is it there?");
     }
     return kDone;
 }
