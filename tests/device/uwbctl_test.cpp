@@ -73,7 +73,7 @@ TEST_F(UwbctlTest, ExplainsWhatIsRefusedAndExitsAccordingly) {
 
 TEST_F(UwbctlTest, SaysWhoHoldsTheHardware) {
     const ClientProcess holder("fira-running");
-    for (const char* command : {"uwbctl fira range -p 0x1234", "uwbctl country"}) {
+    for (const char* command : {"uwbctl fira range -p 0x1234", "uwbctl country FR"}) {
         const Outcome outcome = Execute(command);
         EXPECT_EQ(outcome.status, 3) << command;
         EXPECT_THAT(outcome.text, HasSubstr("another client holds the hardware")) << command;
