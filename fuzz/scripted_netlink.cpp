@@ -8,8 +8,12 @@
 #include <netlink/netlink.h>
 #include <netlink/socket.h>
 #include <poll.h>
+#include <sanitizer/asan_interface.h>
 #include <sched.h>
+#include <sys/socket.h>
 
+#include <algorithm>
+#include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
@@ -112,6 +116,29 @@ int ScriptedNetlink::Receive(nl_sock* socket, sockaddr_nl* address, unsigned cha
     return static_cast<int>(datagram.bytes.size());
 }
 
+ssize_t ScriptedNetlink::Receive(int number, msghdr* datagram) {
+    const auto found = std::find_if(sockets_.begin(), sockets_.end(), [number](const auto& entry) {
+        return entry.second.number == number;
+    });
+    if (found == sockets_.end()) abort();
+    unsigned char* bytes = nullptr;
+    const int size = Receive(found->first, static_cast<sockaddr_nl*>(datagram->msg_name), &bytes);
+    if (size < 0) {
+        // Those that libnl makes of the errors of a socket; any other is one that it does not know.
+        errno = size == -NLE_AGAIN ? EAGAIN : size == -NLE_NOMEM ? ENOBUFS : EIO;
+        return -1;
+    }
+    const iovec& place = *datagram->msg_iov;
+    const size_t taken = std::min(static_cast<size_t>(size), place.iov_len);
+    if (taken < static_cast<size_t>(size)) datagram->msg_flags |= MSG_TRUNC;
+    // Behind what has come is nothing, as a sanitizer sees.
+    ASAN_UNPOISON_MEMORY_REGION(place.iov_base, place.iov_len);
+    memcpy(place.iov_base, bytes, taken);
+    ASAN_POISON_MEMORY_REGION(static_cast<char*>(place.iov_base) + taken, place.iov_len - taken);
+    free(bytes);
+    return static_cast<ssize_t>(taken);
+}
+
 bool ManualLoop::WatchFileDescriptor(int fd, ReadyMode /*mode*/,
                                      const std::function<void(int)>& on_ready) {
     watches_[fd] = on_ready;
@@ -180,6 +207,10 @@ int __wrap_nl_socket_set_nonblocking(const nl_sock* /*socket*/) {
 void __wrap_nl_socket_free(nl_sock* socket) {
     ScriptedNetlink::Get().Remove(socket);
     __real_nl_socket_free(socket);
+}
+
+ssize_t __wrap_recvmsg(int number, msghdr* datagram, int /*flags*/) {
+    return ScriptedNetlink::Get().Receive(number, datagram);
 }
 
 // There is always something to read, if only the end of the wait.

@@ -55,6 +55,8 @@ class ScriptedNetlink {
     int NumberOf(const nl_sock* socket) const;
     int Send(nl_sock* socket, nl_msg* msg);
     int Receive(nl_sock* socket, sockaddr_nl* address, unsigned char** buffer);
+    /** As recvmsg(), for a socket's number. */
+    ssize_t Receive(int number, msghdr* datagram);
 
   private:
     struct Socket {

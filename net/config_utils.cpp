@@ -30,13 +30,15 @@ std::string_view Trimmed(std::string_view text) {
     return text.substr(start, std::max(start, end) - start);
 }
 
+// text[size] is NUL.
 template <typename T>
-bool Convert(const std::string& text, T (*convert)(const char*, char**, int), int base, T* value) {
+bool Convert(const char* text, size_t size, T (*convert)(const char*, char**, int), int base,
+             T* value) {
     char* end = nullptr;
     errno = 0;
-    const T converted = convert(text.c_str(), &end, base);
+    const T converted = convert(text, &end, base);
     // A NUL inside the text ends it for the C library, not for us.
-    if (end == text.c_str() || end != text.c_str() + text.size() || errno != 0) return false;
+    if (end == text || end != text + size || errno != 0) return false;
     *value = converted;
     return true;
 }
@@ -127,26 +129,28 @@ ConfigUtils::iterator ConfigUtils::Erase(iterator position) {
 
 template <>
 bool ConfigUtils::ToInt<long>(const std::string& text, long& value) {
-    return Convert<long>(text, strtol, 0, &value);
+    return Convert<long>(text.data(), text.size(), strtol, 0, &value);
 }
 
 template <>
 bool ConfigUtils::ToInt<unsigned long>(const std::string& text, unsigned long& value) {
-    return Convert<unsigned long>(text, strtoul, 0, &value);
+    return Convert<unsigned long>(text.data(), text.size(), strtoul, 0, &value);
 }
 
 bool ConfigUtils::ToArray(const std::string& text, std::vector<char>& bytes) {
     LOG(INFO) << __func__;
     if (text.empty()) return false;
-    for (size_t start = 0; start != std::string::npos;) {
-        const size_t colon = text.find(':', start);
-        const std::string field = text.substr(start, colon - start);
+    constexpr size_t kDigits = 2;
+    bytes.reserve(bytes.size() + text.size() / (kDigits + 1) + 1);
+    for (size_t start = 0;; start += kDigits + 1) {
+        const size_t end = std::min(text.find(':', start), text.size());
+        if (end - start != kDigits) return false;
+        const char field[] = {text[start], text[start + 1], '\0'};
         long byte = 0;
-        if (field.size() != 2 || !Convert<long>(field, strtol, 16, &byte)) return false;
+        if (!Convert<long>(field, kDigits, strtol, 16, &byte)) return false;
         bytes.push_back(static_cast<char>(byte));
-        start = colon == std::string::npos ? colon : colon + 1;
+        if (end == text.size()) return true;
     }
-    return true;
 }
 
 }  // namespace hardware::velta

@@ -140,6 +140,10 @@ class FiraRegionUtils : public BaseRegionUtils {
     void OnNotificationsLost() override;
 
   private:
+    // Into records that are there already: most reports are like the last one, and then none of
+    // this takes memory anew.
+    static void ParseMeasurements(const HwConfig& hw, nlattr** data, uint64_t timestamp_ns,
+                                  std::vector<FiraTwrMeasurement>* measurements);
     static bool PutSessionId(const char* function, uint32_t session_id, RegionCall* call);
     bool Send(RegionCall* call);
     bool SendSessionState(uint32_t hw_index, uint8_t call_id, uint32_t session_id);
@@ -149,6 +153,7 @@ class FiraRegionUtils : public BaseRegionUtils {
 
     std::map<uint32_t, FiraCallback*> callbacks_;
     std::map<uint32_t, HwConfig> hw_configs_;
+    std::vector<FiraTwrMeasurement> measurements_;  // Of the last report.
 };
 
 }  // namespace hardware::velta

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <ctime>
 #include <numbers>
+#include <utility>
 
 #include "net/fira_region_utils.h"
 #include "net/mcps802154.h"
@@ -76,6 +77,15 @@ int64_t MonotonicNanoseconds() {
     timespec now = {};
     clock_gettime(CLOCK_MONOTONIC, &now);
     return now.tv_sec * kNanosecondsPerSecond + now.tv_nsec;
+}
+
+// Every field to its initial value; only the memory of the lists is kept.
+void Reset(FiraTwrMeasurement* measurement) {
+    FiraTwrMeasurement fresh;
+    fresh.peerAddress.address.swap(measurement->peerAddress.address);
+    fresh.antennaMeasurements.swap(measurement->antennaMeasurements);
+    fresh.antennaMeasurements.clear();
+    *measurement = std::move(fresh);
 }
 
 void ReadAntennas(const MeasurementAttrs& attrs, const FiraRegionUtils::HwConfig& hw,
@@ -162,7 +172,11 @@ int FiraRegionUtils::OnRangingResult(nl_msg* msg) {
         FiraRangingData data;
         data.sessionId = static_cast<int32_t>(session_id);
         data.blockIndex = static_cast<int32_t>(report.U32(FIRA_RANGING_DATA_ATTR_BLOCK_INDEX));
-        callback->second->OnTwrResult(data, ParseMeasurements(hw, report.data(), timestamp_ns));
+        // Taken out while it is used: whoever is told may have another report read meanwhile.
+        std::vector<FiraTwrMeasurement> measurements = std::move(measurements_);
+        ParseMeasurements(hw, report.data(), timestamp_ns, &measurements);
+        callback->second->OnTwrResult(data, measurements);
+        measurements_ = std::move(measurements);
     } else {
         LOG(WARNING) << __func__ << ": Missing ranging data attr";
     }
@@ -173,7 +187,14 @@ std::vector<FiraTwrMeasurement> FiraRegionUtils::ParseMeasurements(const HwConfi
                                                                    nlattr** data,
                                                                    uint64_t timestamp_ns) {
     std::vector<FiraTwrMeasurement> measurements;
-    for (nlattr* nest : NestedAttrs(data[FIRA_RANGING_DATA_ATTR_MEASUREMENTS])) {
+    ParseMeasurements(hw, data, timestamp_ns, &measurements);
+    return measurements;
+}
+
+void FiraRegionUtils::ParseMeasurements(const HwConfig& hw, nlattr** data, uint64_t timestamp_ns,
+                                        std::vector<FiraTwrMeasurement>* measurements) {
+    size_t count = 0;
+    for (nlattr* nest : Attrs(data[FIRA_RANGING_DATA_ATTR_MEASUREMENTS])) {
         MeasurementAttrs attrs;
         if (attrs.ParseNest(nest, kMeasurementPolicies) < 0) {
             LOG(ERROR) << __func__ << ": Failed to parse ranging measurement";
@@ -188,22 +209,22 @@ std::vector<FiraTwrMeasurement> FiraRegionUtils::ParseMeasurements(const HwConfi
             LOG(ERROR) << __func__ << ": Missing addr or status in ranging measurement";
             continue;
         }
+        const bool is_success = attrs.U8(FIRA_MEASUREMENT_ATTR_STATUS) == kStatusSuccess;
+        if (is_success && !attrs.Has(FIRA_MEASUREMENT_ATTR_DISTANCE_MM)) {
+            LOG(ERROR) << __func__ << ": Missing fields in ranging measurement";
+            continue;
+        }
+        if (count == measurements->size()) measurements->emplace_back();
+        FiraTwrMeasurement& measurement = (*measurements)[count++];
+        Reset(&measurement);
         const uint16_t address = attrs.U16(FIRA_MEASUREMENT_ATTR_SHORT_ADDR);
-        FiraTwrMeasurement measurement;
         measurement.peerAddress.address = {static_cast<uint8_t>(address >> 8),
                                            static_cast<uint8_t>(address & 0xFF)};
         measurement.timestampNs = static_cast<int64_t>(timestamp_ns);
         measurement.status = attrs.U8(FIRA_MEASUREMENT_ATTR_STATUS);
-        if (measurement.status == kStatusSuccess) {
-            if (!attrs.Has(FIRA_MEASUREMENT_ATTR_DISTANCE_MM)) {
-                LOG(ERROR) << __func__ << ": Missing fields in ranging measurement";
-                continue;
-            }
-            ReadSuccess(attrs, hw, &measurement);
-        }
-        measurements.push_back(std::move(measurement));
+        if (is_success) ReadSuccess(attrs, hw, &measurement);
     }
-    return measurements;
+    measurements->resize(count);
 }
 
 bool FiraRegionUtils::ParseAntennaMeasurement(nlattr* nest, FiraAntennaMeasurement* out,

@@ -6,6 +6,7 @@
 #include <android-base/logging.h>
 
 #include <optional>
+#include <string>
 
 #include "net/mcps802154.h"
 #include "net/nl_attr.h"
@@ -133,14 +134,16 @@ bool PutMainSessionParams(nl_msg* msg, const FiraTwrSession& session) {
         LOG(ERROR) << __func__ << kCreatingFailed;
         return false;
     }
-    // A controlee that was not told its controller has no address to send, as with a bad one.
-    const UwbAddress destination =
-        session.destAddressList.empty() ? UwbAddress() : session.destAddressList.front();
     if (!PutShortAddress(msg, FIRA_SESSION_PARAM_SHORT_ADDR, session.deviceAddress)) {
         LOG(ERROR) << __func__ << PutShortAddressFailure(session.deviceAddress);
         return false;
     }
-    if (is_controlee && !PutShortAddress(msg, FIRA_SESSION_PARAM_DEST_SHORT_ADDR, destination)) {
+    if (!is_controlee) return true;
+    // A controlee that was not told its controller has no address to send, as with a bad one.
+    const UwbAddress none;
+    const UwbAddress& destination =
+        session.destAddressList.empty() ? none : session.destAddressList.front();
+    if (!PutShortAddress(msg, FIRA_SESSION_PARAM_DEST_SHORT_ADDR, destination)) {
         LOG(ERROR) << __func__ << PutShortAddressFailure(destination);
         return false;
     }
@@ -281,8 +284,8 @@ bool PutCryptoParams(nl_msg* msg, const FiraTwrSession& session) {
         put.U32(FIRA_SESSION_PARAM_SUB_SESSION_ID, session.subSessionId);
     }
     if (session.stsConfig == FiraStsConfig::STATIC) {
-        std::vector<uint8_t> key = session.staticStsIV;
-        key.insert(key.end(), session.vendorId.begin(), session.vendorId.end());
+        std::string key(session.staticStsIV.begin(), session.staticStsIV.end());  // Short: no heap.
+        key.append(session.vendorId.begin(), session.vendorId.end());
         put.Bytes(FIRA_SESSION_PARAM_STATIC_STS_IV_VENDOR_ID, key.data(), key.size());
     }
     put.U8(FIRA_SESSION_PARAM_KEY_ROTATION, session.isKeyRotationEnabled ? 1 : 0);

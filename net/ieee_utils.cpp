@@ -69,9 +69,9 @@ void ReadDevice(nl_msg* msg, std::vector<DevInfo>* devices) {
 }
 
 void AppendUwbChannels(nlattr* pages, std::vector<int>* channels) {
-    for (nlattr* page : NestedAttrs(pages)) {
+    for (nlattr* page : Attrs(pages)) {
         if (nla_type(page) != kUwbPage) continue;
-        for (nlattr* channel : NestedAttrs(page)) channels->push_back(nla_type(channel));
+        for (nlattr* channel : Attrs(page)) channels->push_back(nla_type(channel));
     }
 }
 

@@ -51,7 +51,7 @@ void ReadStatus(nl_msg* msg, int* status) {
         return;
     }
     if (!attrs.Has(MCPS802154_ATTR_CALIBRATIONS)) return;
-    for (nlattr* element : NestedAttrs(attrs.Get(MCPS802154_ATTR_CALIBRATIONS))) {
+    for (nlattr* element : Attrs(attrs.Get(MCPS802154_ATTR_CALIBRATIONS))) {
         AttrTable<MCPS802154_CALIBRATION_ATTR_MAX> entry;
         if (entry.ParseNest(element, kStatusPolicies) < 0) return;
         if (entry.Has(MCPS802154_CALIBRATION_ATTR_KEY)) {

@@ -56,7 +56,7 @@ void ReadSpiPids(nl_msg* msg, McpsUtils::SpiPids* pids) {
     AttrTable<MCPS802154_ATTR_MAX> attrs;
     attrs.ParseMessage(msg, kMcpsPolicies);
     if (!attrs.Has(MCPS802154_ATTR_CALIBRATIONS)) return;
-    for (nlattr* element : NestedAttrs(attrs.Get(MCPS802154_ATTR_CALIBRATIONS))) {
+    for (nlattr* element : Attrs(attrs.Get(MCPS802154_ATTR_CALIBRATIONS))) {
         AttrTable<MCPS802154_CALIBRATION_ATTR_MAX> entry;
         entry.ParseNest(element, kPidPolicies);
         if (!entry.Has(MCPS802154_CALIBRATION_ATTR_KEY)) return;

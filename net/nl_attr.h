@@ -2,6 +2,7 @@
 #pragma once
 
 #include <netlink/attr.h>
+#include <netlink/errno.h>
 #include <netlink/genl/genl.h>
 #include <netlink/msg.h>
 
@@ -107,6 +108,7 @@ constexpr nla_policy AttrPolicy(int type, uint16_t max_length = 0) {
     switch (type) {
         case NLA_U8:
         case NLA_S8:
+        case NLA_STRING:  // Its NUL.
             policy.minlen = sizeof(uint8_t);
             break;
         case NLA_U16:
@@ -131,6 +133,16 @@ constexpr nla_policy AttrPolicy(int type, uint16_t max_length = 0) {
 template <int kMax>
 using AttrPolicies = std::array<nla_policy, kMax + 1>;
 
+/** @return an attribute's payload. */
+inline char* AttrData(nlattr* attr) {
+    return reinterpret_cast<char*>(attr) + NLA_HDRLEN;
+}
+
+/** @return the payload's length in bytes. */
+inline size_t AttrSize(const nlattr* attr) {
+    return attr->nla_len - size_t{NLA_HDRLEN};
+}
+
 /** One entry of MakePolicies(). */
 struct AttrRule {
     int attr;
@@ -149,6 +161,44 @@ constexpr AttrPolicies<kMax> MakePolicies(const AttrRule (&rules)[kRules]) {
 }
 
 /**
+ * The attributes of a payload, in order; libnl's own way to walk them takes several calls for each,
+ * which is most of the work of taking a report apart.
+ */
+class Attrs {
+  public:
+    class Iterator {
+      public:
+        Iterator(char* at, int remaining) : at_(at), remaining_(remaining) {}
+        nlattr* operator*() const { return reinterpret_cast<nlattr*>(at_); }
+        Iterator& operator++() {
+            const int size = NLA_ALIGN((**this)->nla_len);
+            at_ += size;
+            remaining_ -= size;
+            return *this;
+        }
+        /** Compares with end() only: false where nothing whole is left. */
+        bool operator!=(const Iterator& /*end*/) const {
+            return remaining_ >= NLA_HDRLEN && (**this)->nla_len >= NLA_HDRLEN &&
+                   (**this)->nla_len <= remaining_;
+        }
+
+      private:
+        char* at_;
+        int remaining_;
+    };
+
+    Attrs(void* data, int size) : data_(static_cast<char*>(data)), size_(size) {}
+    /** Those directly inside a nest. */
+    explicit Attrs(nlattr* nest) : Attrs(AttrData(nest), static_cast<int>(AttrSize(nest))) {}
+    Iterator begin() const { return {data_, size_}; }
+    Iterator end() const { return {nullptr, 0}; }
+
+  private:
+    char* data_;
+    int size_;
+};
+
+/**
  * The attributes of a message or nest by type. Getters take only attributes that Has() and whose
  * policy names their type.
  */
@@ -157,11 +207,16 @@ class AttrTable {
   public:
     /** @return 0 or a negative libnl error; what was read before the error stays readable. */
     int ParseMessage(nl_msg* msg, const AttrPolicies<kMax>& policies) {
-        return genlmsg_parse(nlmsg_hdr(msg), 0, attrs_.data(), kMax, policies.data());
+        nlmsghdr* header = nlmsg_hdr(msg);
+        if (genlmsg_valid_hdr(header, 0) == 0) return -NLE_MSG_TOOSHORT;
+        constexpr int kHeaders = NLMSG_HDRLEN + GENL_HDRLEN;
+        return Parse({reinterpret_cast<char*>(header) + kHeaders,
+                      static_cast<int>(header->nlmsg_len) - kHeaders},
+                     policies);
     }
     /** As ParseMessage(), for a nest. */
     int ParseNest(nlattr* nest, const AttrPolicies<kMax>& policies) {
-        return nla_parse_nested(attrs_.data(), kMax, nest, policies.data());
+        return Parse(Attrs(nest), policies);
     }
 
     bool Has(int attr) const { return attrs_[attr] != nullptr; }
@@ -169,7 +224,7 @@ class AttrTable {
     /** @return all attributes, by type up to kMax; null for those that are absent. */
     nlattr** data() { return attrs_.data(); }
     /** @return the payload's length in bytes. */
-    size_t Size(int attr) const { return static_cast<size_t>(nla_len(attrs_[attr])); }
+    size_t Size(int attr) const { return AttrSize(attrs_[attr]); }
 
     uint8_t U8(int attr) const { return Read<uint8_t>(attr); }
     uint16_t U16(int attr) const { return Read<uint16_t>(attr); }
@@ -178,48 +233,38 @@ class AttrTable {
     int32_t S32(int attr) const { return Read<int32_t>(attr); }
     uint64_t U64(int attr) const { return Read<uint64_t>(attr); }
     /** For NLA_STRING, whose policy has made sure of the NUL; up to the first one. */
-    std::string String(int attr) const { return nla_get_string(attrs_[attr]); }
+    std::string String(int attr) const { return AttrData(attrs_[attr]); }
     /** As String(), but all of it up to the last NUL: for comparisons that take no junk. */
-    std::string_view Text(int attr) const {
-        return {static_cast<const char*>(nla_data(attrs_[attr])), Size(attr) - 1};
-    }
+    std::string_view Text(int attr) const { return {AttrData(attrs_[attr]), Size(attr) - 1}; }
 
   private:
+    int Parse(Attrs all, const AttrPolicies<kMax>& policies) {
+        attrs_ = {};
+        for (nlattr* attr : all) {
+            const int type = attr->nla_type & NLA_TYPE_MASK;
+            if (type > kMax) continue;
+            if (const int error = Check(attr, policies[type]); error < 0) return error;
+            attrs_[type] = attr;
+        }
+        return 0;
+    }
+    static int Check(nlattr* attr, const nla_policy& policy) {
+        const size_t size = AttrSize(attr);
+        if (size < policy.minlen || (policy.maxlen != 0 && size > policy.maxlen)) {
+            return -NLE_RANGE;
+        }
+        const bool ends = policy.type != NLA_STRING || AttrData(attr)[size - 1] == '\0';
+        return ends ? 0 : -NLE_INVAL;
+    }
+
     template <typename T>
     T Read(int attr) const {
         T value;
-        std::memcpy(&value, nla_data(attrs_[attr]), sizeof(value));
+        std::memcpy(&value, AttrData(attrs_[attr]), sizeof(value));
         return value;
     }
 
     std::array<nlattr*, kMax + 1> attrs_ = {};
-};
-
-/** The attributes directly inside a nest, in order. */
-class NestedAttrs {
-  public:
-    class Iterator {
-      public:
-        Iterator(nlattr* attr, int remaining) : attr_(attr), remaining_(remaining) {}
-        nlattr* operator*() const { return attr_; }
-        Iterator& operator++() {
-            attr_ = nla_next(attr_, &remaining_);
-            return *this;
-        }
-        /** Compares with end() only. */
-        bool operator!=(const Iterator& /*end*/) const { return nla_ok(attr_, remaining_) != 0; }
-
-      private:
-        nlattr* attr_;
-        int remaining_;
-    };
-
-    explicit NestedAttrs(nlattr* nest) : nest_(nest) {}
-    Iterator begin() const { return {static_cast<nlattr*>(nla_data(nest_)), nla_len(nest_)}; }
-    Iterator end() const { return {nullptr, 0}; }
-
-  private:
-    nlattr* nest_;
 };
 
 }  // namespace hardware::velta

@@ -5,20 +5,28 @@
 
 #include <android-base/logging.h>
 #include <netlink/msg.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <cerrno>
 
 namespace hardware::velta {
 namespace {
 
-// Sees each message first. A process with CAP_NET_ADMIN can write to any netlink socket; what it
-// says is no answer of the kernel's and no report of a radio's.
+// A process with CAP_NET_ADMIN can write to any netlink socket; what it says is no answer of the
+// kernel's and no report of a radio's.
+bool IsKernel(const sockaddr_nl& sender) {
+    if (sender.nl_pid == 0) return true;
+    LOG(WARNING) << "Dropped a netlink message that is not the kernel's but port " << sender.nl_pid
+                 << "'s";
+    return false;
+}
+
+// Sees each message first.
 int OnMessageIn(nl_msg* msg, void* arg) {
-    const uint32_t sender = nlmsg_get_src(msg)->nl_pid;
-    if (sender != 0) {
-        LOG(WARNING) << "Dropped a netlink message that is not the kernel's but port " << sender
-                     << "'s";
-    }
+    const bool is_kernel = IsKernel(*nlmsg_get_src(msg));
     if (static_cast<NlMessageReader*>(arg)->IsLate()) return NL_STOP;
-    return sender == 0 ? NL_OK : NL_SKIP;
+    return is_kernel ? NL_OK : NL_SKIP;
 }
 
 int OnNlMessage(nl_msg* msg, void* arg) {
@@ -59,6 +67,55 @@ NlMessageReader::~NlMessageReader() {
 int NlMessageReader::read_message(nl_sock* socket) {
     was_refused_ = false;
     return nl_recvmsgs(socket, cb_);
+}
+
+int NlMessageReader::ReadNotification(nl_sock* socket, const std::function<int(nl_msg*)>& handler) {
+    was_refused_ = false;
+    if (buffer_ == nullptr) buffer_.reset(nlmsg_alloc_size(kMaxMessageSize));
+    if (buffer_ == nullptr) return -NLE_NOMEM;
+    sockaddr_nl sender = {};
+    iovec place = {.iov_base = nlmsg_hdr(buffer_.get()), .iov_len = kMaxMessageSize};
+    msghdr datagram = {};
+    datagram.msg_name = &sender;
+    datagram.msg_namelen = sizeof(sender);
+    datagram.msg_iov = &place;
+    datagram.msg_iovlen = 1;
+    const ssize_t size =
+        TEMP_FAILURE_RETRY(recvmsg(nl_socket_get_fd(socket), &datagram, MSG_DONTWAIT));
+    if (size < 0) return -nl_syserr2nlerr(errno);
+    if ((datagram.msg_flags & MSG_TRUNC) != 0) return -NLE_MSG_TRUNC;
+    return IsKernel(sender) ? Dispatch(static_cast<size_t>(size), handler) : 0;
+}
+
+int NlMessageReader::Dispatch(size_t size, const std::function<int(nl_msg*)>& handler) {
+    auto left = static_cast<int>(size);
+    for (nlmsghdr* header = nlmsg_hdr(buffer_.get()); nlmsg_ok(header, left) != 0;
+         header = nlmsg_next(header, &left)) {
+        switch (header->nlmsg_type) {
+            case NLMSG_NOOP:
+            case NLMSG_DONE:
+                continue;
+            case NLMSG_OVERRUN:
+                return -NLE_MSG_OVERFLOW;
+            case NLMSG_ERROR: {
+                if (nlmsg_datalen(header) < static_cast<int>(sizeof(nlmsgerr))) {
+                    return -NLE_MSG_TRUNC;
+                }
+                const auto* reply = static_cast<const nlmsgerr*>(nlmsg_data(header));
+                if (reply->error == 0) continue;
+                was_refused_ = true;
+                return -nl_syserr2nlerr(reply->error);
+            }
+            default:
+                break;
+        }
+        if (header == nlmsg_hdr(buffer_.get())) {
+            if (handler(buffer_.get()) == NL_STOP) return 0;
+        } else if (const Message copy(nlmsg_convert(header)); handler(copy.get()) == NL_STOP) {
+            return 0;
+        }
+    }
+    return 0;
 }
 
 bool NlMessageReader::IsLate() const {

@@ -3,14 +3,19 @@
 
 #include <linux/netlink.h>
 #include <netlink/handlers.h>
+#include <netlink/msg.h>
 #include <netlink/netlink.h>
 
 #include <chrono>
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <vector>
 
 namespace hardware::velta {
+
+/** As much as the kernel puts into one part of a dump; reports are shorter. */
+inline constexpr size_t kMaxMessageSize = size_t{32} * 1024;
 
 /**
  * Owns a libnl callback set and routes what libnl reads to replaceable functions.
@@ -34,6 +39,16 @@ class NlMessageReader {
      */
     int read_message(nl_sock* socket);
 
+    /**
+     * Receives one datagram of notifications without waiting, straight into a buffer that is kept,
+     * which libnl's way would take three times from the heap and copy. Data messages go to handler
+     * until it returns NL_STOP; all else is as with read_message(), but there are no sequence
+     * numbers to check, and an acknowledgement that comes late is skipped.
+     *
+     * @return 0 or more, or a negative libnl error, -NLE_AGAIN when nothing is there.
+     */
+    int ReadNotification(nl_sock* socket, const std::function<int(nl_msg*)>& handler);
+
     /** Called with each data message. */
     std::function<int(nl_msg*)> on_valid_;
     /** Called with each acknowledgement. */
@@ -53,7 +68,16 @@ class NlMessageReader {
     bool IsLate() const;
 
   private:
+    struct FreeMessage {
+        void operator()(nl_msg* msg) const { nlmsg_free(msg); }
+    };
+    using Message = std::unique_ptr<nl_msg, FreeMessage>;
+
+    // Hands out the messages of a datagram, the first of which is buffer_ itself.
+    int Dispatch(size_t size, const std::function<int(nl_msg*)>& handler);
+
     nl_cb* cb_;
+    Message buffer_;  // For notifications; none until one is read.
 };
 
 /**

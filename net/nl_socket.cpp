@@ -32,12 +32,6 @@ constexpr std::chrono::seconds kExchangeTimeout(5);
 // Of sockets that are read by event: what a second of silence of ours may pile up.
 constexpr int kNotificationBufferSize = 1024 * 1024;
 
-// As much as the kernel puts into one part of a dump; reports are shorter.
-constexpr size_t kMaxMessageSize = size_t{32} * 1024;
-
-// Read in one pass of the loop, so that binder gets its turn.
-constexpr int kMessagesPerPass = 4;
-
 // Waits for input as long as a blocking read would; false when none came. A signal, such as that of
 // the guard against stalls, ends poll() early but is no answer.
 bool AwaitInput(int fd) {
@@ -218,7 +212,7 @@ bool NlSocket::WatchNetlinkSocket(std::weak_ptr<NlSocket> self,
         if (socket == nullptr) {
             LOG(WARNING) << "WatchNetlinkSocket: socket is close";
         } else if (socket->mode_ == NotificationMode::kEvent) {
-            socket->ReceiveWaiting(self, handler);
+            socket->ReceiveWaiting(handler);
         } else {
             socket->ReceiveMessage(handler);
         }
@@ -242,20 +236,16 @@ void NlSocket::PrepareForEvents() {
     }
 }
 
-void NlSocket::ReceiveWaiting(const std::weak_ptr<NlSocket>& self,
-                              const std::function<int(nl_msg*)>& handler) {
-    // The caller holds one reference; without another the user has dropped the socket by now.
-    for (int i = 0; i < kMessagesPerPass && watching_ && self.use_count() > 1; i++) {
-        reader_->on_valid_ = handler;
-        const int result = reader_->read_message(socket_);
-        reader_->on_valid_ = nullptr;
-        if (result == -NLE_AGAIN) return;
-        event_loop_->NoteProgress();
-        if (result < 0) {
-            LOG(WARNING) << "ReceiveMessage: Error reading message: " << nl_geterror(result);
-            CheckLost(result);
-            return;
-        }
+void NlSocket::ReceiveWaiting(const std::function<int(nl_msg*)>& handler) {
+    if (!watching_) return;
+    // One: the loop comes again while there are more, and binder gets its turn in between. To try
+    // for a second one here costs a system call, which most times finds none.
+    const int result = reader_->ReadNotification(socket_, handler);
+    if (result == -NLE_AGAIN) return;
+    event_loop_->NoteProgress();
+    if (result < 0) {
+        LOG(WARNING) << "ReceiveMessage: Error reading message: " << nl_geterror(result);
+        CheckLost(result);
     }
 }
 

@@ -102,9 +102,8 @@ class NlSocket {
     int ReadReply();
     // Reads once, whatever comes first of a message, an error and the receive time-out.
     int Read();
-    // Reads what is there, without waiting.
-    void ReceiveWaiting(const std::weak_ptr<NlSocket>& self,
-                        const std::function<int(nl_msg*)>& handler);
+    // Reads a notification, without waiting for one.
+    void ReceiveWaiting(const std::function<int(nl_msg*)>& handler);
     // Makes the socket one that is read by event.
     void PrepareForEvents();
     // Tells the handler, if messages are lost by what a read has come to.

@@ -6,6 +6,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 
@@ -21,18 +22,20 @@ std::optional<std::string> ReadRegularFile(const std::string& path, std::string*
         *error = ", not a regular file";
         return std::nullopt;
     }
-    // One byte more than is allowed shows a file that is too long, also one that grows.
-    std::string text(kMaxConfigSize + 1, '\0');
+    // One byte more than there is, which shows a file that grows; in the end one byte more than is
+    // allowed, which shows a file that is too long.
+    std::string text(std::min(static_cast<size_t>(status.st_size), kMaxConfigSize) + 1, '\0');
     size_t size = 0;
-    while (size < text.size()) {
+    for (;;) {
         const ssize_t count =
             TEMP_FAILURE_RETRY(read(fd.get(), text.data() + size, text.size() - size));
         if (count < 0) {
             *error = std::string(", ") + strerror(errno);
             return std::nullopt;
         }
-        if (count == 0) break;
         size += static_cast<size_t>(count);
+        if (count == 0 || size > kMaxConfigSize) break;
+        if (size == text.size()) text.resize(kMaxConfigSize + 1);
     }
     if (size > kMaxConfigSize) {
         *error = ", longer than " + std::to_string(kMaxConfigSize) + " bytes";

@@ -143,6 +143,7 @@ void Side::SetController(std::shared_ptr<IFiraController> fira) {
 
 Service::Service(const Options& options) {
     WriteText(kProperties, "ro.vendor.uwb.hal.notifications=" + options.notifications +
+                               "\nro.vendor.uwb.hal.stall_limit_s=10" +
                                "\nro.vendor.uwb.hal.log_level=" + options.log_level + "\n");
     std::vector<std::string> environment = {std::string("VELTA_UWB_PROPERTIES=") + kProperties};
     if (options.log_level != "INFO") environment.emplace_back("ANDROID_LOG_TAGS=*:w");

@@ -31,7 +31,7 @@ class FakeEventLoop : public EventLoop {
     void PostTask(const std::function<void()>& /*task*/) override {}
     bool WatchFileDescriptor(int fd, ReadyMode mode,
                              const std::function<void(int)>& on_ready) override {
-        EXPECT_EQ(mode, kModeOutput);
+        EXPECT_EQ(mode, expected_mode);
         if (accept_watches) watches[fd] = on_ready;
         return accept_watches;
     }
@@ -42,6 +42,7 @@ class FakeEventLoop : public EventLoop {
 
     std::map<int, std::function<void(int)>> watches;
     bool accept_watches = true;
+    ReadyMode expected_mode = kModeOutput;
 };
 
 // Talks to the kernel's own generic netlink family, which answers in every network namespace.
@@ -164,11 +165,23 @@ TEST_F(NlSocketTest, WatchIsForOneLiveSocketThatIsSetUp) {
     EXPECT_EQ(Count("W WatchNetlinkSocket: socket is close"), 1u);
 }
 
-// A peer socket in a namespace of its own stands for a kernel that is silent, gone or talkative.
-TEST_F(NlSocketTest, SilenceAndNotifications) {
-    RunInNetNamespace([this] {
-        socket_ = std::make_shared<NlSocket>(&loop_);  // The fixture's is in the outer namespace.
+class NotificationsTest : public NlSocketTest,
+                          public ::testing::WithParamInterface<NotificationMode> {
+  protected:
+    // The fixture's is in the outer namespace.
+    void RenewSocket() {
+        if (GetParam() == NotificationMode::kEvent) loop_.expected_mode = EventLoop::kModeInput;
+        socket_ = std::make_shared<NlSocket>(&loop_, GetParam());
         ASSERT_TRUE(socket_->Setup());
+    }
+};
+INSTANTIATE_TEST_SUITE_P(Modes, NotificationsTest,
+                         ::testing::Values(NotificationMode::kPoll, NotificationMode::kEvent));
+
+// A peer socket in a namespace of its own stands for a kernel that is silent, gone or talkative.
+TEST_P(NotificationsTest, AreReadOneByOneWhateverElseComes) {
+    RunInNetNamespace([this] {
+        RenewSocket();
         sockaddr_nl address = {.nl_family = AF_NETLINK, .nl_pid = 4242};
         auto* const generic = reinterpret_cast<sockaddr*>(&address);
         UniqueNlMsg request;
@@ -221,10 +234,10 @@ TEST_F(NlSocketTest, SilenceAndNotifications) {
     });
 }
 
-TEST_F(NlSocketTest, OnlyTheKernelIsBelieved) {
+TEST_P(NotificationsTest, AreBelievedOfTheKernelOnly) {
     RunInNetNamespace([this] {
-        socket_ = std::make_shared<NlSocket>(&loop_);
-        ASSERT_TRUE(socket_->Setup() && Watch());
+        RenewSocket();
+        ASSERT_TRUE(Watch());
         sockaddr_nl address = {.nl_family = AF_NETLINK, .nl_pid = 4242};
         auto* const generic = reinterpret_cast<sockaddr*>(&address);
         const android::base::unique_fd peer(::socket(AF_NETLINK, SOCK_RAW, NETLINK_GENERIC));
@@ -239,9 +252,12 @@ TEST_F(NlSocketTest, OnlyTheKernelIsBelieved) {
         // Neither a lie nor its sequence number hurts a request.
         EXPECT_TRUE(AwaitAck("nlctrl", [this](nl_msg* reply) { return note_(reply), NL_OK; }));
         EXPECT_THAT(families_, ElementsAre("nlctrl"));
+        EXPECT_GT(sendto(peer.get(), error.data(), error.size(), 0, generic, size), 0);
+        loop_.Pass();
         EXPECT_EQ(log_.Count("W velta.uwb Dropped a netlink message that is not the kernel's but "
                              "port 4242's"),
-                  2u);
+                  3u);
+        EXPECT_TRUE(commands_.empty());
     });
 }
 
