@@ -27,7 +27,8 @@ const std::vector<ModelKey>& ModelKeys();
 /** @return the key of a name, null when there is none. */
 const ModelKey* FindModelKey(const std::string& name);
 
-/** What goes wrong on the way to a peer: values by key; a key that is not there is ModelKey::none. */
+/** What goes wrong on the way to a peer: values by key; a key that is not there is ModelKey::none.
+ */
 using Model = std::map<std::string, double>;
 
 /** A model with a name. */

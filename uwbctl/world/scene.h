@@ -91,7 +91,7 @@ struct Scene {
     /** The errors of all that have none of their own; without it there is the noise alone. */
     std::optional<Model> model;
     /** Standard deviation of distances where there is no model, in millimetres. */
-    double noise_mm = kDefaultNoiseMm;
+    int noise_mm = kDefaultNoiseMm;
     /** How far radios hear, in metres. */
     double range_m = kDefaultRangeM;
     /** What the noise starts from. */
@@ -101,7 +101,7 @@ struct Scene {
     /** Whether the world stands still until the first measurement. */
     bool waits = false;
 
-    static constexpr double kDefaultNoiseMm = 30;
+    static constexpr int kDefaultNoiseMm = 30;
     static constexpr double kDefaultRangeM = 200;
 };
 

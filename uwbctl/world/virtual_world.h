@@ -28,7 +28,7 @@ struct Truth {
     int64_t time_ns = 0;
     /** The scene that is loaded, empty for none. */
     std::string scene;
-    double noise_mm = 0;
+    int noise_mm = 0;
     double range_m = 0;
     uint64_t seed = 0;
     double rate = 1;
@@ -77,7 +77,7 @@ class VirtualWorld {
     void Remove(const ThingId& tag) const;
     void SetLineOfSight(const ThingId& tag, bool has_line_of_sight) const;
     /** @param mm standard deviation of distances, for all that have no model of their own. */
-    void SetNoise(double mm) const;
+    void SetNoise(int mm) const;
     void SetRange(double metres) const;
     void SetSeed(uint64_t seed) const;
     /** @param rate how many seconds of the world pass in one; 0 has it stand still. */
