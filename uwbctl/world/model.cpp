@@ -17,7 +17,7 @@ const Named* Find(const std::vector<Named>& all, const std::string& name) {
 
 }  // namespace
 
-// The kernel module's table in sim/radio/world/model.c has the same.
+// The kernel module's table in sim/radio/world/model_keys.c has the same.
 const std::vector<ModelKey>& ModelKeys() {
     static const std::vector<ModelKey> keys = {
         {"bias", "mm", -kMaxMm, kMaxMm, 0, "added to every distance"},
