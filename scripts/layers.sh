@@ -31,6 +31,7 @@ room hal net/ looper/
 room host net/ # The choices of an integrator are of net's types.
 room uwbctl/client
 room uwbctl/recording uwbctl/client/
+room uwbctl/world uwbctl/client/ uwbctl/recording/
 room uwbctl/live uwbctl/client/ uwbctl/recording/
 room uwbctl/report uwbctl/client/ uwbctl/recording/
 room uwbctl/commands uwbctl/
