@@ -78,7 +78,7 @@ done_of() {
 # follow PATTERN: until standard input ends, tells what is done of how much by the newest of the logs: on
 # a terminal in a line over itself, elsewhere now and then.
 follow() {
-  local done log told=$SECONDS columns status
+  local amount log told=$SECONDS columns status
   read -r _ columns < <(stty size <&2 2>/dev/null) || true
   [ "${columns:-0}" -gt 0 ] || columns=80
   while :; do
@@ -89,10 +89,10 @@ follow() {
     told=$SECONDS
     # shellcheck disable=SC2012,SC2086
     log=$(ls -t $1 2>/dev/null | head -n 1)
-    done=$(done_of "$log")
-    [ -n "$done" ] || continue
-    printf -v done '[%s] %s: %s' "$(date +%H:%M:%S)" "$done" "$saying"
-    if [ -n "$ERASE" ]; then printf '%s%s' "$ERASE" "${done:0:columns - 1}"; else printf '%s\n' "$done"; fi
+    amount=$(done_of "$log")
+    [ -n "$amount" ] || continue
+    printf -v amount '[%s] %s: %s' "$(date +%H:%M:%S)" "$amount" "$saying"
+    if [ -n "$ERASE" ]; then printf '%s%s' "$ERASE" "${amount:0:columns - 1}"; else printf '%s\n' "$amount"; fi
   done >&2
 }
 
