@@ -357,9 +357,9 @@ std::string TimingHint(const FiraTwrSession& session) {
     const double round_ms = slot_ms * session.slotsPerRangingRound;
     if (round_ms <= session.rangingBlockDurationMs) return "";
     return StringPrintf(
-        "\n  a round of %d slots of %.3g ms takes %.4g ms, longer than its block of %d ms: a "
-        "longer "
-        "--block, or fewer slots (--set slotsPerRangingRound=6)",
+        "\n  a round of %d slots of %.3g ms takes %.4g ms, longer than its block of %d ms: it "
+        "needs a longer --block, or fewer or shorter slots (slotsPerRangingRound, "
+        "slotDurationRstu)",
         session.slotsPerRangingRound, slot_ms, round_ms, session.rangingBlockDurationMs);
 }
 
