@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: Apache-2.0
 #
-# Builds Android's own libraries, servicemanager and the AIDL compiler for this host, once, and prints
-# the folder they are installed in: the only line on standard output. See README.md.
+# Builds Android's own libraries, servicemanager, its tools and the AIDL compiler for this host, once,
+# and prints the folder they are installed in: the only line on standard output. See README.md.
 set -euo pipefail
 
 ROOT=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
@@ -15,9 +15,11 @@ SOURCE_SUITE=trixie
 SOURCE_PACKAGE=android-platform-tools
 SOURCE_SHA256=4893f6a85b205f1df2c35cde5d6ca3bedd5e9f19afdb3b5ac781e647aa2243f4
 SOURCE_FOLDERS=(
-  external/fmtlib frameworks/native/NOTICE frameworks/native/cmds/servicemanager
+  external/fmtlib frameworks/native/NOTICE frameworks/native/cmds/dumpsys
+  frameworks/native/cmds/service frameworks/native/cmds/servicemanager
   frameworks/native/libs/android_runtime_lazy frameworks/native/libs/binder
-  frameworks/native/libs/fakeservicemanager
+  frameworks/native/libs/binderdebug frameworks/native/libs/fakeservicemanager
+  frameworks/native/services/utils
   libnativehelper/include_jni system/core/libcutils system/core/libprocessgroup
   system/core/libsystem system/core/libutils system/libbase system/logging/liblog)
 
@@ -101,7 +103,7 @@ install_aidl() {
 }
 
 build_libraries() {
-  say "platform: build the libraries and servicemanager (about a minute)"
+  say "platform: build the libraries and programs (about a minute)"
   # The caller's own flags have no say: the result is kept under a key that does not know them.
   unset CFLAGS CXXFLAGS CPPFLAGS LDFLAGS DESTDIR
   run_logged platform-cmake cmake -G Ninja -S "$ROOT/platform" -B "$work/build" \

@@ -26,8 +26,9 @@ room() {
 }
 
 room looper
+room diagnostics looper/
 room net looper/
-room hal net/ looper/
+room hal net/ looper/ diagnostics/
 room host net/ # The choices of an integrator are of net's types.
 room uwbctl/client
 room uwbctl/recording uwbctl/client/

@@ -42,7 +42,7 @@ def tracked(*patterns):
 
 
 def product_sources():
-    return '\n'.join(read(path) for path in tracked('hal/*', 'host/*', 'looper/*', 'net/*', 'main.cpp'))
+    return '\n'.join(read(path) for path in tracked('diagnostics/*', 'hal/*', 'host/*', 'looper/*', 'net/*', 'main.cpp'))
 
 
 def same(what, got, wanted):
@@ -138,7 +138,8 @@ def test_blueprints_build_what_cmake_builds():
     for name, wanted in pairs.items():
         same(name, sources(name), wanted)
     version = re.search(r'project\([^)]*VERSION ([\d.]+)', read('CMakeLists.txt')).group(1)
-    assert module('uwbctl_defaults')[2]['cflags'] == [f'-DUWBCTL_VERSION="{version}"'], f'not version {version}'
+    for name, define in (('uwbctl_defaults', 'UWBCTL_VERSION'), ('hardware.velta.uwb-service', 'UWB_SERVICE_VERSION')):
+        assert module(name)[2]['cflags'] == [f'-D{define}="{version}"'], f'{name} is not version {version}'
 
 
 def test_interface_module_is_the_frozen_version():

@@ -71,6 +71,7 @@ CLI::Validator NumberRange(int64_t from, int64_t to);
 CLI::Validator SecondsRange();
 
 // Each adds one command, with its options, to the parser.
+void AddBugreport(CommandLine* line, CLI::App* app);
 void AddCcc(CommandLine* line, CLI::App* app);
 void AddCompletion(CommandLine* line, CLI::App* app);
 void AddCountry(CommandLine* line, CLI::App* app);
