@@ -29,6 +29,7 @@ room looper
 room net looper/
 room hal net/ looper/
 room host net/ # The choices of an integrator are of net's types.
+room conformance net/ # A client, which also asks the kernel itself.
 room uwbctl/client
 room uwbctl/recording uwbctl/client/
 room uwbctl/world uwbctl/client/ uwbctl/recording/
