@@ -30,6 +30,7 @@ room diagnostics looper/
 room net looper/
 room hal net/ looper/ diagnostics/
 room host net/ # The choices of an integrator are of net's types.
+room conformance net/ # A client, which also asks the kernel itself.
 room uwbctl/client
 room uwbctl/recording uwbctl/client/
 room uwbctl/world uwbctl/client/ uwbctl/recording/

@@ -129,6 +129,7 @@ def test_blueprints_build_what_cmake_builds():
         'hardware.velta.uwb-service': cmake_sources('CMakeLists.txt', 'hardware.velta.uwb-service'),
         'libuwbctl': cmake_sources('uwbctl/CMakeLists.txt', 'uwbctl_core'),
         'uwbctl': cmake_sources('uwbctl/CMakeLists.txt', 'uwbctl'),
+        'libvelta_uwb_conformance_client': cmake_sources('conformance/CMakeLists.txt', 'conformance_client'),
         'VtsHalVeltaUwbTargetTest': glob.glob('tests/device/*.cpp')}
     for room in re.search(r'foreach\(room ([^)]*)\)', read(tests)).group(1).split():
         pairs[f'velta_uwb_{room}_tests'] = glob.glob(f'tests/unit/{room}/*.cpp') + glob.glob('tests/unit/*.cpp')
