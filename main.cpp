@@ -17,6 +17,7 @@
 #include "diagnostics/diagnostics.h"
 #include "hal/uwb.h"
 #include "host/properties_file.h"
+#include "host/service_manager_watch.h"
 #include "host/service_options.h"
 #include "host/stderr_logger.h"
 #include "looper/looper_backed_event_loop.h"
@@ -133,6 +134,12 @@ int main() {
         ndk::SharedRefBase::make<Uwb>(&interface_tool, &mcps_utils, &ieee_utils, &ccc_region_utils,
                                       &fira_region_utils, &event_dispatcher, &diagnostics);
     RegisterServiceOrCrash(uwb);
+#ifndef __ANDROID__
+    const hardware::velta::ServiceManagerWatch watch([&uwb] {
+        uwb->close();
+        exit(EXIT_FAILURE);
+    });
+#endif
 
     event_dispatcher.Poll();
     LOG(INFO) << "UWB HAL is about to exit";
