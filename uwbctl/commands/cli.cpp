@@ -128,6 +128,8 @@ std::unique_ptr<CommandLine> MakeCommandLine() {
     AddCcc(line.get(), app);
     AddSimple(line.get(), app);
     AddMonitor(line.get(), app);
+    AddScene(line.get(), app);
+    AddTag(line.get(), app);
     AddHelp(line.get(), app);
     AddManual(line.get(), app);
     AddCompletion(line.get(), app);
