@@ -129,6 +129,8 @@ std::unique_ptr<CommandLine> MakeCommandLine() {
     AddSimple(line.get(), app);
     AddMonitor(line.get(), app);
     AddBugreport(line.get(), app);
+    AddScene(line.get(), app);
+    AddTag(line.get(), app);
     AddHelp(line.get(), app);
     AddManual(line.get(), app);
     AddCompletion(line.get(), app);

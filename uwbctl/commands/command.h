@@ -83,7 +83,9 @@ void AddManual(CommandLine* line, CLI::App* app);
 void AddMonitor(CommandLine* line, CLI::App* app);
 void AddRecord(CommandLine* line, CLI::App* app);
 void AddReport(CommandLine* line, CLI::App* app);
+void AddScene(CommandLine* line, CLI::App* app);
 void AddSimple(CommandLine* line, CLI::App* app);
+void AddTag(CommandLine* line, CLI::App* app);
 void AddWait(CommandLine* line, CLI::App* app);
 
 }  // namespace uwbctl

@@ -362,34 +362,36 @@ void Parser::ParseWalk(Words* words) {
 
 // ---- What goes wrong ----
 
-// model [WHO] PRESET | [WHO] KEY VALUE ...
+const ModelKey& TakeModelKey(Words* words) {
+    const std::string name = words->Take("a preset, or keys with values");
+    if (const ModelKey* key = FindModelKey(name)) return *key;
+    std::vector<std::string> known;
+    for (const ModelKey& key : ModelKeys()) known.emplace_back(key.name);
+    for (const ModelPreset& preset : ModelPresets()) known.emplace_back(preset.name);
+    const std::string nearest = Nearest(name, known);
+    throw Wrong{name, "neither a preset nor a key of a model" +
+                          (nearest.empty() ? "" : "; did you mean " + nearest + "?")};
+}
+
+// model [WHO] [PRESET] [KEY VALUE] ...
 void Parser::ParseModel(Words* words) {
     std::optional<Model>* model = &scene_.model;
     if (!words->is_empty() && ParseThingId(words->Peek())) {
         const std::string word = words->Peek();
         model = &Existing(TakeThing(words), word)->model;
     }
-    const std::string first = words->Take("a preset, or keys with values");
-    if (const ModelPreset* preset = FindModelPreset(first)) {
-        *model = preset->model;
-        return;
-    }
+    // Keys alone change what there is.
     Model changed = model->value_or(scene_.model.value_or(Model{}));
-    std::string name = first;
-    while (true) {
-        const ModelKey* key = FindModelKey(name);
-        if (key == nullptr) {
-            std::vector<std::string> known;
-            for (const ModelKey& it : ModelKeys()) known.emplace_back(it.name);
-            for (const ModelPreset& it : ModelPresets()) known.emplace_back(it.name);
-            const std::string nearest = Nearest(name, known);
-            throw Wrong{name, "neither a preset nor a key of a model" +
-                                  (nearest.empty() ? "" : "; did you mean " + nearest + "?")};
-        }
-        changed[name] =
-            words->Number(key->min, key->max, *key->unit != '\0' ? key->unit : "number");
+    const ModelPreset* preset = words->is_empty() ? nullptr : FindModelPreset(words->Peek());
+    if (preset != nullptr) {
+        words->Take("");
+        changed = preset->model;
+    }
+    while (preset == nullptr || !words->is_empty()) {
+        const ModelKey& key = TakeModelKey(words);
+        changed[key.name] =
+            words->Number(key.min, key.max, *key.unit != '\0' ? key.unit : "number");
         if (words->is_empty()) break;
-        name = words->Take("");
     }
     *model = std::move(changed);
 }

@@ -11,10 +11,8 @@ namespace {
 // "model", or "model 0x1234", with a preset's name where it is one.
 std::string ModelLine(const std::string& who, const Model& model) {
     const std::string preset = PresetOf(model);
-    // Keys change what is there: the line before has to begin anew.
-    const std::string all = preset.empty() ? ModelText(model) : preset;
-    const std::string begin = "model " + who + (who.empty() ? "" : " ");
-    return (preset.empty() ? begin + "ideal\n" : "") + begin + all + "\n";
+    return "model " + who + (who.empty() ? "" : " ") +
+           (preset.empty() ? "ideal " + ModelText(model) : preset) + "\n";
 }
 
 std::string PathLine(const ThingId& id, const Path& path) {
