@@ -27,6 +27,7 @@
 #include "net/interface_tool.h"
 #include "net/mcps_utils.h"
 #include "net/nl_socket_factory.h"
+#include "version/version.h"
 
 namespace {
 
@@ -77,10 +78,11 @@ hardware::velta::ServiceOptions ReadOptionsOrExit() {
 
 std::map<std::string, std::string> About(const hardware::velta::ServiceOptions& options) {
     const bool is_event = options.notifications == hardware::velta::NotificationMode::kEvent;
-    return {{"libnl", LIBNL_VERSION},
+    return {{"commit", hardware::velta::Commit()},
+            {"libnl", LIBNL_VERSION},
             {"notifications", is_event ? "event" : "poll"},
             {"stall_limit_s", std::to_string(options.stall_limit.count())},
-            {"version", UWB_SERVICE_VERSION}};
+            {"version", hardware::velta::kVersion}};
 }
 
 int SetupBinderOrCrash() {
@@ -109,6 +111,8 @@ int main() {
     LOG(INFO) << "UWB HAL start";
     signal(SIGPIPE, SIG_IGN);  // Whoever reads the log, or a dump, may leave.
     InitLogger();
+    LOG(INFO) << "Version " << hardware::velta::kVersion << ", commit " << hardware::velta::Commit()
+              << ", interface version " << Uwb::version << ", hash " << Uwb::hash;
     hardware::velta::Diagnostics diagnostics;
     KeepErrors(&diagnostics.errors);
     const hardware::velta::ServiceOptions options = ReadOptionsOrExit();

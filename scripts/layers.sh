@@ -36,7 +36,7 @@ room uwbctl/recording uwbctl/client/
 room uwbctl/world uwbctl/client/ uwbctl/recording/
 room uwbctl/live uwbctl/client/ uwbctl/recording/
 room uwbctl/report uwbctl/client/ uwbctl/recording/
-room uwbctl/commands uwbctl/
+room uwbctl/commands uwbctl/ version/
 room sim/radio/wire net/mcps802154.h
 room sim/radio/world net/mcps802154.h wire/
 room sim/radio/core net/mcps802154.h wire/ world/

@@ -71,6 +71,24 @@ TEST_F(UwbctlTest, ExplainsWhatIsRefusedAndExitsAccordingly) {
     }
 }
 
+TEST_F(UwbctlTest, NamesTheBuildAndTheInterfaceThatTheServiceStartsWith) {
+    NewLog();
+    RestartService();
+    std::istringstream words(Shell("uwbctl --version"));
+    std::string word, version, commit, hash;
+    words >> word >> version >> word >> commit;
+    while (words >> hash) {
+    }
+    const std::vector<std::string> lines = LinesWith(NewLog(), " I velta.uwb.main: ");
+    ASSERT_GE(lines.size(), 2U);
+    EXPECT_TRUE(lines[0].ends_with("UWB HAL start")) << lines[0];
+    const std::string wanted =
+        "Version " + version + ", commit " + commit + ", interface version 1, hash " + hash;
+    EXPECT_TRUE(lines[1].ends_with(wanted)) << lines[1] << " is not " << wanted;
+    hal = Hal();
+    ASSERT_EQ(hal.Open(), "OK");
+}
+
 TEST_F(UwbctlTest, SaysWhoHoldsTheHardware) {
     const ClientProcess holder("fira-running");
     for (const char* command : {"uwbctl fira range -p 0x1234", "uwbctl country FR"}) {

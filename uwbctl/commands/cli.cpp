@@ -6,6 +6,7 @@
 
 #include "uwbctl/client/text.h"
 #include "uwbctl/commands/help_format.h"
+#include "version/version.h"
 
 namespace uwbctl {
 namespace {
@@ -33,8 +34,9 @@ std::string UnknownOption(const CLI::App& command, const std::vector<std::string
 }  // namespace
 
 std::string VersionText() {
-    return std::string("uwbctl " UWBCTL_VERSION "\ninterface ") + Client::IUwb::descriptor +
-           ", version " + std::to_string(Client::IUwb::version) + "\nhash " + Client::IUwb::hash;
+    return std::string("uwbctl ") + hardware::velta::kVersion + "\ncommit " +
+           hardware::velta::Commit() + "\ninterface " + Client::IUwb::descriptor + ", version " +
+           std::to_string(Client::IUwb::version) + "\nhash " + Client::IUwb::hash;
 }
 
 std::string FullName(const CLI::App& app) {
