@@ -17,6 +17,7 @@
 #include "diagnostics/diagnostics.h"
 #include "hal/uwb.h"
 #include "host/properties_file.h"
+#include "host/readiness.h"
 #include "host/service_manager_watch.h"
 #include "host/service_options.h"
 #include "host/stderr_logger.h"
@@ -144,6 +145,7 @@ int main() {
         exit(EXIT_FAILURE);
     });
 #endif
+    hardware::velta::TellSupervisorReady();
 
     event_dispatcher.Poll();
     LOG(INFO) << "UWB HAL is about to exit";

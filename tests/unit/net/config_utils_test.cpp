@@ -3,14 +3,19 @@
 
 #include <android-base/file.h>
 #include <android-base/properties.h>
+#include <android-base/unique_fd.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/un.h>
 
+#include <cstddef>
 #include <cstdlib>
 
 #include "../log_capture.h"
 #include "host/properties_file.h"
+#include "host/readiness.h"
 
 namespace hardware::velta {
 namespace {
@@ -18,6 +23,7 @@ namespace {
 using android::base::GetProperty;
 using namespace std::string_literals;
 using ::testing::ElementsAre;
+using ::testing::StartsWith;
 
 constexpr char kMissing[] = "/nonexistent/uwb.conf";
 
@@ -188,6 +194,36 @@ TEST(PropertiesFileTest, NamesTheLineThatIsWrong) {
         EXPECT_EQ(error, file.path + expected);
     }
     EXPECT_EQ(GetProperty("uwb.test.d", ""), "1");
+}
+
+TEST(ReadinessTest, TellsWhoeverIsNamed) {
+    const TemporaryDir folder;
+    const std::string path = std::string(folder.path) + "/notify", abstract = "@uwb-test" + path;
+    for (const std::string& name : {path, abstract}) {
+        const android::base::unique_fd fd(socket(AF_UNIX, SOCK_DGRAM | SOCK_NONBLOCK, 0));
+        sockaddr_un address = {.sun_family = AF_UNIX, .sun_path = {}};
+        name.copy(address.sun_path, name.size());
+        if (name == abstract) address.sun_path[0] = '\0';
+        ASSERT_EQ(bind(fd.get(), reinterpret_cast<const sockaddr*>(&address),
+                       offsetof(sockaddr_un, sun_path) + name.size()),
+                  0);
+        setenv("NOTIFY_SOCKET", name.c_str(), 1);
+        TellSupervisorReady();
+        char text[16] = {};
+        EXPECT_EQ(recv(fd.get(), text, sizeof(text), 0), 7) << name;
+        EXPECT_STREQ(text, "READY=1");
+    }
+    unsetenv("NOTIFY_SOCKET");
+}
+
+TEST(ReadinessTest, SaysWhatIsNoSocket) {
+    for (const std::string& name : {""s, std::string(108, 'x'), "/nonexistent/notify"s}) {
+        LogCapture log;
+        setenv("NOTIFY_SOCKET", name.c_str(), 1);
+        TellSupervisorReady();
+        EXPECT_THAT(log.lines(), ElementsAre(StartsWith("W velta.uwb.main "))) << name;
+    }
+    unsetenv("NOTIFY_SOCKET");
 }
 
 }  // namespace
