@@ -5,6 +5,7 @@
 #   Android::log, base, cutils, utils, binder, binder_ndk   static libraries, C++20
 #   Android::binder_fuzz                                    the fuzzer of services, likewise
 #   Android::aidl, Android::servicemanager                  programs (bin/ has dumpsys and service as well)
+#   Android::servicemanager-linux                           servicemanager where there is no Android policy
 # and VELTA_ANDROID_AIDL, VELTA_ANDROID_SERVICEMANAGER: the programs' paths.
 
 include(CMakeFindDependencyMacro)
@@ -39,7 +40,7 @@ _velta_android_library(binder_ndk
   Android::binder Android::utils Android::base Android::log ${CMAKE_DL_LIBS})
 _velta_android_library(binder_fuzz Android::binder_ndk)
 
-foreach(_velta_android_program aidl servicemanager)
+foreach(_velta_android_program aidl servicemanager servicemanager-linux)
   string(TOUPPER ${_velta_android_program} _velta_android_variable)
   set(VELTA_ANDROID_${_velta_android_variable} "${_velta_android_prefix}/bin/${_velta_android_program}")
   if(NOT TARGET Android::${_velta_android_program})
