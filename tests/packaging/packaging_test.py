@@ -306,6 +306,11 @@ def test_log_lines_in_the_debugging_guide_exist():
             assert part.strip() in literals, f'no log line says "{part.strip()}"'
 
 
+def test_interface_guide_is_that_of_the_interface():
+    made = subprocess.check_output(['scripts/interface_docs.py'], text=True)
+    assert made == read('docs/interface.md'), 'scripts/interface_docs.py > docs/interface.md'
+
+
 def test_links_of_documents_lead_somewhere():
     for path in tracked('*.md'):
         for link in re.findall(r'\]\(([^)#]+)\)', read(path)):
