@@ -124,9 +124,10 @@ class FakeMcps : public McpsUtils, Noting {
         return Note("driver", hw, keys);
     }
     bool SetRangingRequests(uint32_t hw, std::vector<RangingRequest> requests) override {
-        std::string ids;
-        for (const RangingRequest& request : requests) ids += std::to_string(request.id) + ",";
-        return Note("requests", hw, ids);
+        std::ostringstream list;
+        for (const auto& [id, param, peer] : requests)
+            list << id << "/" << param << "/" << peer << ",";
+        return Note("requests", hw, list.str());
     }
     bool SubscribeRangingResults(std::function<void(const RangingResult&)> callback) override {
         on_result = std::move(callback);
@@ -272,16 +273,16 @@ class FiraClient : public ::aidl::hardware::velta::uwb::BnFiraSessionCallback, N
         return Told("twr", data.sessionId, data.blockIndex, list.size());
     }
     ScopedAStatus onControleesAdded(int32_t id, const List& list) override {
-        return Told("added", id, list.size());
+        return Told("added", id, Addresses(list));
     }
     ScopedAStatus onControleesAddFailed(int32_t id, const List& list, int32_t why) override {
-        return Told("add-failed", id, list.size(), why);
+        return Told("add-failed", id, Addresses(list), why);
     }
     ScopedAStatus onControleesRemoved(int32_t id, const List& list) override {
-        return Told("removed", id, list.size());
+        return Told("removed", id, Addresses(list));
     }
     ScopedAStatus onControleesRemoveFailed(int32_t id, const List& list, int32_t why) override {
-        return Told("remove-failed", id, list.size(), why);
+        return Told("remove-failed", id, Addresses(list), why);
     }
     ScopedAStatus onSessionStopped(int32_t id, int32_t why) override {
         return Told("stopped", id, why);
@@ -298,7 +299,7 @@ class SimpleRangingClient : public ::aidl::hardware::velta::uwb::BnSimpleRanging
   public:
     using Noting::Noting;
     ScopedAStatus onRangingResult(const McpsUtils::RangingResult& result) override {
-        return Told("result", result.id);
+        return Told("result", result.id, result.peer, result.value);
     }
 };
 

@@ -275,10 +275,10 @@ TEST_F(FiraControllerTest, ReportsControleesAfterTheCallReturned) {
     const auto add = [&] { return fira_->addControlees(7, two, std::vector<int32_t>{30, 31}); };
     const auto remove = [&] { return fira_->removeControlees(7, two); };
     const std::tuple<Request, std::string, std::string, std::string> cases[] = {
-        {add, "", "add 3 7 1234,5678, 30,31,", "told added 7 2"},
-        {add, "add", "add 3 7 1234,5678, 30,31,", "told add-failed 7 2 0"},
-        {remove, "", "remove 3 7 1234,5678,", "told removed 7 2"},
-        {remove, "remove", "remove 3 7 1234,5678,", "told remove-failed 7 2 0"},
+        {add, "", "add 3 7 1234,5678, 30,31,", "told added 7 1234,5678,"},
+        {add, "add", "add 3 7 1234,5678, 30,31,", "told add-failed 7 1234,5678, 0"},
+        {remove, "", "remove 3 7 1234,5678,", "told removed 7 1234,5678,"},
+        {remove, "remove", "remove 3 7 1234,5678,", "told remove-failed 7 1234,5678, 0"},
     };
     Init();
     Trace();

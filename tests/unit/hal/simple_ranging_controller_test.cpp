@@ -56,13 +56,15 @@ TEST_F(SimpleRangingControllerTest, StopsTheHardwareThatTheDriverNames) {
 
 TEST_F(SimpleRangingControllerTest, TakesFourteenRequestsWhileUp) {
     std::vector<SimpleRangingController::RangingRequest> requests(14);
-    for (int i = 0; i < 14; i++) requests[static_cast<size_t>(i)].id = i;
-    requests.back().id = 77;
-    EXPECT_EQ(Trace(simple_->setRangings(requests)),
-              "is-up wpan0; requests 3 0,1,2,3,4,5,6,7,8,9,10,11,12,77,");
+    std::string all = "is-up wpan0; requests 3 ";
+    for (int i = 0; i < 14; i++) {
+        requests[static_cast<size_t>(i)] = {.id = i, .param = 50 - i, .peer = 70 + i};
+        all +=
+            std::to_string(i) + "/" + std::to_string(50 - i) + "/" + std::to_string(70 + i) + ",";
+    }
+    EXPECT_EQ(Trace(simple_->setRangings(requests)), all);
     journal_.failing = {"requests"};
-    EXPECT_EQ(Trace(simple_->setRangings(requests)),
-              "is-up wpan0; requests 3 0,1,2,3,4,5,6,7,8,9,10,11,12,77,; !1 Unknown error");
+    EXPECT_EQ(Trace(simple_->setRangings(requests)), all + "; !1 Unknown error");
     requests.resize(15);
     EXPECT_EQ(Trace(simple_->setRangings(requests)),
               "is-up wpan0; !2 Max ranging request size is 14");
@@ -75,8 +77,10 @@ TEST_F(SimpleRangingControllerTest, ForwardsResults) {
     EXPECT_EQ(Trace(Subscribe(simple_.get())), "subscribe-results");
     McpsUtils::RangingResult result;
     result.id = 5;
+    result.peer = 6;
+    result.value = 7;
     mcps_.on_result(result);
-    EXPECT_EQ(Trace(), "told result 5");
+    EXPECT_EQ(Trace(), "told result 5 6 7");
 }
 
 TEST_F(SimpleRangingControllerTest, OffersTheChannelsOfThePhy) {

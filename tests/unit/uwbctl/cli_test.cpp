@@ -45,6 +45,8 @@ TEST(CommandLine, SaysWhatIsWrongAndWhatIsLikeIt) {
         {"wait -- -1", "seconds: Value -1 not in range"},
         {"fira range --angles up", "up not in {none,azimuth,elevation,both}"},
         {"country FR --show", "code excludes --show"},
+        {"fira range --json --csv", "at most 1 options be given from [--table,--plain"},
+        {"record walk.jsonl --table --plain", "at most 1 options be given"},
     };
     for (const auto& [words, says] : kCases) EXPECT_THAT(Complaint(words), HasSubstr(says));
     EXPECT_THAT(Complaint("xyzzy"), Not(HasSubstr("mean")));

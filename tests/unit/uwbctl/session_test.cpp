@@ -6,7 +6,6 @@
 #include <gtest/gtest.h>
 
 #include "uwbctl/client/client.h"
-#include "uwbctl/commands/cli.h"
 #include "uwbctl/commands/fira_range.h"
 
 namespace uwbctl {
@@ -57,13 +56,10 @@ TEST(SessionTest, SettingsAreTakenUpToTheirBoundsAndNoFurther) {
         {"sfdId=127", "sfdId", "127"},
         {"sfdId=-128", "sfdId", "-128"},
         {"sfdId=128", "sfdId", "-128 to 127, not 128"},
-        {"sfdId=-129", "sfdId", "not -129"},
         {"sfdId=1.5", "sfdId", "a whole number, -128 to 127, not 1.5"},
         {"id=4294967295", "id", "-1"},
         {"id=4294967296", "id", "to 4294967295, not 4294967296"},
-        {"id=-2147483649", "id", "not -2147483649"},
         {"id=18446744073709551615", "id", "not 18446744073709551615"},
-        {"isHoppingEnabled=true", "isHoppingEnabled", "true"},
         {"isHoppingEnabled=1", "isHoppingEnabled", "true or false, not 1"},
         {"aoaType=ELEVATION", "aoaType", "\"ELEVATION\""},
         {"aoaType=UP", "aoaType", "one of AZIMUTH, ELEVATION"},
@@ -73,7 +69,6 @@ TEST(SessionTest, SettingsAreTakenUpToTheirBoundsAndNoFurther) {
         {"rangingRoundControl.hasDeferredMode=false", "rangingRoundControl",
          R"("hasDeferredMode":false)"},
         {"rangingRoundControl.nothing=1", "id", "there is no nothing"},
-        {"nothing=1", "id", "there is no nothing"},
         {"a.b.c.d.e=1", "id", "no member lies so deep"},
         {"=1", "id", "expected NAME=VALUE"},
         {"id", "id", "expected NAME=VALUE"},
@@ -120,13 +115,6 @@ TEST(SessionTest, RefusesFilesThatAreNone) {
         EXPECT_THAT(Member({.session_file = file}, "id"), HasSubstr(says));
     }
     EXPECT_THAT(Member({.session_file = "-", .reads_commands = true}, "id"), HasSubstr("either"));
-}
-
-TEST(SessionTest, HasOneFormOfOutput) {
-    for (const char* arguments : {"fira range --json --csv", "record walk.jsonl --table --plain"}) {
-        EXPECT_THROW(MakeCommandLine()->app->parse(arguments), CLI::ParseError) << arguments;
-    }
-    EXPECT_NO_THROW(MakeCommandLine()->app->parse("fira range --json"));
 }
 
 }  // namespace

@@ -1,0 +1,48 @@
+# shellcheck shell=bash
+# SPDX-License-Identifier: Apache-2.0
+#
+# What came of tests, counted from their closing lines. Source it after scripts/common.sh.
+
+# A test binary's closing lines, added up in $passed, $failed and $skipped.
+passed=0 failed=0 skipped=0
+sum_of() {
+  awk -v mark="[$1]" 'index($0, mark) == 1 && match(substr($0, 14), /^[0-9]+ test/) {
+    sum += substr($0, 14); found = 1 } END { if (found) print sum }' "$2"
+}
+count_gtest() {
+  local log=$1 status=$2 p f s
+  # One log may have more than one run. Nothing at all is not 0.
+  p=$(sum_of '  PASSED  ' "$log") f=$(sum_of '  FAILED  ' "$log") s=$(sum_of '  SKIPPED ' "$log")
+  # A binary that died before its closing lines is one failure.
+  if [ "$status" -ne 0 ] && [ -z "$f" ]; then f=1; fi
+  if [ -z "$p" ] && [ -z "$f" ]; then f=1; fi
+  passed=$((passed + ${p:-0})) failed=$((failed + ${f:-0})) skipped=$((skipped + ${s:-0}))
+  say "  ${p:-0} passed, ${f:-0} failed, ${s:-0} skipped"
+}
+
+# run_tests NAME COMMAND...: runs a test binary with its output in a log, shown when it fails.
+run_tests() {
+  local name=$1 log=$LOGS/$1.log status=0
+  shift
+  "$@" >"$log" 2>&1 || status=$?
+  report_tests "$name" "$status"
+}
+
+# report_tests NAME STATUS: what came of it.
+report_tests() {
+  local log=$LOGS/$1.log
+  say "$1"
+  if [ "$2" -ne 0 ]; then
+    grep -E '^\[  FAILED|Failure$|error:|ERROR:|runtime error' "$log" | head -n 40 >&2 || true
+    say "$1 failed (status $2); the whole log is in $log"
+  fi
+  count_gtest "$log" "$2"
+}
+
+# check NAME COMMAND...: one more thing that passes or fails.
+check() {
+  local name=$1
+  shift
+  say "$name"
+  if "$@"; then passed=$((passed + 1)); else failed=$((failed + 1)); fi
+}
