@@ -5,15 +5,19 @@
 #include <android/binder_manager.h>
 #include <android/binder_process.h>
 #include <netlink/msg.h>
+#include <netlink/version.h>
 #include <unistd.h>
 
 #include <csignal>
 #include <cstdlib>
+#include <map>
 #include <memory>
 #include <string>
 
+#include "diagnostics/diagnostics.h"
 #include "hal/uwb.h"
 #include "host/properties_file.h"
+#include "host/service_manager_watch.h"
 #include "host/service_options.h"
 #include "host/stderr_logger.h"
 #include "looper/looper_backed_event_loop.h"
@@ -30,6 +34,21 @@ using hardware::velta::Uwb;
 
 const int kPageSize = getpagesize();
 
+// Has what is logged from warnings on noted as well.
+void KeepErrors(hardware::velta::RecentErrors* errors) {
+    // What there is by now: on Android the platform's own.
+    const auto log = std::make_shared<android::base::LogFunction>();
+    *log = android::base::SetLogger(
+        [errors, log](android::base::LogId id, android::base::LogSeverity severity, const char* tag,
+                      const char* file, unsigned int line, const char* message) {
+            (*log)(id, severity, tag, file, line, message);
+            if (severity == android::base::WARNING || severity == android::base::ERROR) {
+                errors->Note(severity == android::base::ERROR ? 'E' : 'W',
+                             tag == nullptr ? "" : tag, message);
+            }
+        });
+}
+
 #ifdef __ANDROID__
 // The platform's own log is in place already.
 void InitLogger() {}
@@ -37,7 +56,6 @@ void InitLogger() {}
 // What Android does for a service before it starts it: a log, and system properties.
 void InitLogger() {
     android::base::SetLogger(hardware::velta::LogToStderr);
-    signal(SIGPIPE, SIG_IGN);  // Whoever reads the log may leave.
     std::string error;
     if (!hardware::velta::LoadSystemProperties(&error)) {
         LOG(ERROR) << "Properties file: " << error;
@@ -55,6 +73,14 @@ hardware::velta::ServiceOptions ReadOptionsOrExit() {
     }
     android::base::SetMinimumLogSeverity(options.log_level);
     return options;
+}
+
+std::map<std::string, std::string> About(const hardware::velta::ServiceOptions& options) {
+    const bool is_event = options.notifications == hardware::velta::NotificationMode::kEvent;
+    return {{"libnl", LIBNL_VERSION},
+            {"notifications", is_event ? "event" : "poll"},
+            {"stall_limit_s", std::to_string(options.stall_limit.count())},
+            {"version", UWB_SERVICE_VERSION}};
 }
 
 int SetupBinderOrCrash() {
@@ -81,8 +107,12 @@ void RegisterServiceOrCrash(std::shared_ptr<Uwb> uwb) {
 
 int main() {
     LOG(INFO) << "UWB HAL start";
+    signal(SIGPIPE, SIG_IGN);  // Whoever reads the log, or a dump, may leave.
     InitLogger();
+    hardware::velta::Diagnostics diagnostics;
+    KeepErrors(&diagnostics.errors);
     const hardware::velta::ServiceOptions options = ReadOptionsOrExit();
+    diagnostics.about = About(options);
     const int binder_fd = SetupBinderOrCrash();
 
     hardware::velta::LooperBackedEventLoop event_dispatcher(options.stall_limit);
@@ -102,8 +132,14 @@ int main() {
     hardware::velta::InterfaceTool interface_tool;
     auto uwb =
         ndk::SharedRefBase::make<Uwb>(&interface_tool, &mcps_utils, &ieee_utils, &ccc_region_utils,
-                                      &fira_region_utils, &event_dispatcher);
+                                      &fira_region_utils, &event_dispatcher, &diagnostics);
     RegisterServiceOrCrash(uwb);
+#ifndef __ANDROID__
+    const hardware::velta::ServiceManagerWatch watch([&uwb] {
+        uwb->close();
+        exit(EXIT_FAILURE);
+    });
+#endif
 
     event_dispatcher.Poll();
     LOG(INFO) << "UWB HAL is about to exit";

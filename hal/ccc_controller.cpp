@@ -98,7 +98,7 @@ ScopedAStatus CccController::startSession(int32_t /*session_id*/, int64_t delay_
         return status;
     }
     // Only now: a stop that was read while the start was waited for is that of an older session.
-    is_running_ = true;
+    SetRunning(true);
     return ScopedAStatus::ok();
 }
 
@@ -146,7 +146,7 @@ ScopedAStatus CccController::setCallback(const std::shared_ptr<ICccControllerCal
 void CccController::OnSessionStopped(uint32_t hw_index, CccRegionCallback::Reason reason) {
     LOG(INFO) << __func__ << " hw_index: " << hw_index << " reason: " << static_cast<int>(reason);
     const std::shared_ptr<SharedRefBase> self = ref();  // A local client may let go of this object.
-    is_running_ = false;
+    SetRunning(false);
     const std::shared_ptr<ICccControllerCallback> callback = callback_;
     if (callback != nullptr) callback->onSessionStopped(static_cast<int32_t>(reason));
     ccc_region_utils_->EndSession(hw_index_);
@@ -191,6 +191,19 @@ void CccController::Abandon() {
         LOG(WARNING) << __func__ << kEnableFailed;
     }
     is_deep_sleep_off_ = false;
+}
+
+void CccController::Dump(DumpWriter* writer) const {
+    const auto ccc = writer->Section("ccc");
+    writer->Value("has_callback", callback_ != nullptr);
+    writer->Value("state", is_running_ ? "running" : "not running");
+    writer->Age("state_age_s", changed_);
+    writer->Value("deep_sleep_off", is_deep_sleep_off_);
+}
+
+void CccController::SetRunning(bool is_running) {
+    is_running_ = is_running;
+    changed_ = std::chrono::steady_clock::now();
 }
 
 bool CccController::SendAutoSleepMargin(const std::string& value) {

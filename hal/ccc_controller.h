@@ -3,10 +3,12 @@
 
 #include <aidl/hardware/velta/uwb/BnCccController.h>
 
+#include <chrono>
 #include <cstdint>
 #include <memory>
 #include <string>
 
+#include "diagnostics/dump_writer.h"
 #include "hal/controller_listener.h"
 #include "net/ccc_region_utils.h"
 #include "net/config_utils.h"
@@ -57,8 +59,11 @@ class CccController : public ::aidl::hardware::velta::uwb::BnCccController,
      * be another client's by then.
      */
     void Abandon();
+    /** Writes whether a session runs. */
+    void Dump(DumpWriter* writer) const;
 
   private:
+    void SetRunning(bool is_running);
     // Sends the driver's deep-sleep margin.
     bool SendAutoSleepMargin(const std::string& value);
     void NotifySessionChanged();
@@ -73,6 +78,7 @@ class CccController : public ::aidl::hardware::velta::uwb::BnCccController,
     int64_t minimum_system_offset_uwbtime0_;
     std::string auto_sleep_margin_;
     bool is_running_;
+    std::chrono::steady_clock::time_point changed_ = std::chrono::steady_clock::now();
     bool is_deep_sleep_off_ = false;
     bool is_abandoned_ = false;
 };

@@ -25,6 +25,9 @@ constexpr char kPlaceholder[] = "<country>";
 constexpr char kDefaultCountry[] = "default";
 constexpr char kUnknownCountry[] = "unknown";
 
+// Of a country code in a dump: it is a client's word.
+constexpr size_t kMaxCountryShown = 16;
+
 constexpr char kFunction[] = "LoadCountryCalibrations";
 
 // A country is a client's word: it may not lead out of the folder, or end a path early. Such a code
@@ -33,6 +36,12 @@ bool IsFileName(const std::string& country) {
     if (country.find_first_of(std::string("/\0", 2)) == std::string::npos) return true;
     LOG(WARNING) << kFunction << ": a country code with '/' or NUL has no file of its own";
     return false;
+}
+
+std::vector<std::string> NamesOf(ConfigUtils* store) {
+    std::vector<std::string> names;
+    for (const auto& [name, value] : *store) names.push_back(name);
+    return names;
 }
 
 bool TryLoad(const std::string& path, ConfigUtils* store) {
@@ -71,12 +80,16 @@ ScopedAStatus UwbIface::LoadCountryCalibrations(const std::string& country) {
             return status;
         }
     }
+    calibration_ = {.country = country.substr(0, kMaxCountryShown),
+                    .keys = NamesOf(&store),
+                    .applied = std::chrono::steady_clock::now()};
     if (ScopedAStatus status = ConsumeCalibrations(&store); !status.isOk()) return status;
     if (!store.IsEmpty()) {
         LOG(ERROR) << __func__ << " unknown keys in config";  // Nor in this one.
         store.Dump();
         return Error(ErrorCode::FAILED, "Failed to load calibrations, unknown keys");
     }
+    calibration_->is_complete = true;
     SetKernelAffinity();
     return ScopedAStatus::ok();
 }

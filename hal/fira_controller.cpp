@@ -144,10 +144,10 @@ ScopedAStatus FiraController::startRangingSession(int32_t session_id) {
         return Error(ErrorCode::INVALID_STATE, "The session is already running");
     }
     if (listener_ != nullptr) listener_->OnPreSessionStart();
-    state->phase = SessionPhase::kRunning;
+    state->Enter(SessionPhase::kRunning);
     if (active_session_count_++ == 0) fira_region_utils_->SubscribeCallback(hw_index_, this);
     if (!fira_region_utils_->StartSession(hw_index_, static_cast<uint32_t>(session_id))) {
-        sessions_[static_cast<uint32_t>(session_id)].phase = SessionPhase::kInitialised;
+        sessions_[static_cast<uint32_t>(session_id)].Enter(SessionPhase::kInitialised);
         OnSessionInactive();
         return Unsupported();
     }
@@ -254,6 +254,7 @@ void FiraController::OnTwrResult(const FiraRangingData& data,
                                  const std::vector<FiraTwrMeasurement>& measurements) {
     const std::shared_ptr<IFiraSessionCallback> callback = session_callback_;
     if (callback == nullptr) {
+        dropped_reports_++;
         LOG(WARNING) << __func__ << ": no session callback, report dropped";
         return;
     }
@@ -269,7 +270,7 @@ void FiraController::OnSessionStopped(uint32_t session_id, int reason) {
     } else {
         callback->onSessionStopped(static_cast<int32_t>(session_id), reason);
     }
-    sessions_[session_id].phase = SessionPhase::kInitialised;
+    sessions_[session_id].Enter(SessionPhase::kInitialised);
     // Counted down also when the session was not running: the kernel's word goes.
     OnSessionInactive();
     NotifySessionChanged();
@@ -316,6 +317,21 @@ void FiraController::Abandon() {
     sessions_.clear();
     active_session_count_ = 0;
     current_channel_ = kNoChannel;
+}
+
+void FiraController::Dump(DumpWriter* writer) const {
+    const auto fira = writer->Section("fira");
+    writer->Value("has_callback", session_callback_ != nullptr);
+    writer->Value("reports_without_callback", dropped_reports_);
+    if (current_channel_ != kNoChannel) writer->Value("channel", current_channel_);
+    const auto sessions = writer->List("sessions");
+    for (const auto& [id, state] : sessions_) {
+        const auto session = writer->Item();
+        writer->Value("id", id);
+        writer->Value("state", state.phase == SessionPhase::kRunning ? "running" : "initialised");
+        writer->Age("state_age_s", state.entered);
+        writer->Age("age_s", state.created);
+    }
 }
 
 FiraController::SessionState* FiraController::FindSession(int32_t session_id) {

@@ -3,12 +3,14 @@
 
 #include <aidl/hardware/velta/uwb/BnFiraController.h>
 
+#include <chrono>
 #include <cstdint>
 #include <map>
 #include <memory>
 #include <string>
 #include <vector>
 
+#include "diagnostics/dump_writer.h"
 #include "hal/controller_listener.h"
 #include "looper/event_loop.h"
 #include "net/config_utils.h"
@@ -75,11 +77,22 @@ class FiraController : public ::aidl::hardware::velta::uwb::BnFiraController, pu
      * no new session: the radio may be another client's by then.
      */
     void Abandon();
+    /** Writes the sessions and their states. */
+    void Dump(DumpWriter* writer) const;
 
   private:
+    using Clock = std::chrono::steady_clock;
+
     enum class SessionPhase : uint32_t { kInitialised = 0, kRunning = 1 };
     struct SessionState {
         SessionPhase phase = SessionPhase::kInitialised;
+        Clock::time_point created = Clock::now();
+        Clock::time_point entered = Clock::now();
+
+        void Enter(SessionPhase next) {
+            phase = next;
+            entered = Clock::now();
+        }
     };
 
     static constexpr int8_t kNoChannel = -1;
@@ -106,6 +119,7 @@ class FiraController : public ::aidl::hardware::velta::uwb::BnFiraController, pu
     ControllerListener* listener_;
     int8_t current_channel_;
     bool is_abandoned_ = false;
+    uint64_t dropped_reports_ = 0;
 };
 
 }  // namespace hardware::velta

@@ -18,10 +18,13 @@ constexpr size_t kMessageSize = 1024;
 
 constexpr uint32_t kChannelCount = 16;
 
+uint64_t g_error_count = 0;
+
 __attribute__((format(printf, 2, 0))) ndk::ScopedAStatus CreateError(ErrorCode code,
                                                                      const char* format,
                                                                      va_list args) {
     char buffer[kMessageSize] = {};
+    g_error_count++;
     vsnprintf(buffer, sizeof(buffer), format, args);
     LOG(ERROR) << buffer;
     return ndk::ScopedAStatus(
@@ -36,6 +39,10 @@ ndk::ScopedAStatus Error(ErrorCode code, const char* format, ...) {
     ndk::ScopedAStatus status = CreateError(code, format, args);
     va_end(args);
     return status;
+}
+
+uint64_t ErrorCount() {
+    return g_error_count;
 }
 
 ndk::ScopedAStatus BadArgument(const char* format, ...) {

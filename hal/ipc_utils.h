@@ -4,6 +4,8 @@
 #include <aidl/hardware/velta/uwb/ErrorCode.h>
 #include <android/binder_auto_utils.h>
 
+#include <cstdint>
+
 namespace hardware::velta {
 
 using ErrorCode = ::aidl::hardware::velta::uwb::ErrorCode;
@@ -17,6 +19,9 @@ using ErrorCode = ::aidl::hardware::velta::uwb::ErrorCode;
  */
 ndk::ScopedAStatus Error(ErrorCode code, const char* format, ...)
     __attribute__((format(printf, 2, 3)));
+
+/** @return how many times Error() has refused a call since the start of the process. */
+uint64_t ErrorCount();
 
 /** Error() with ErrorCode::INVALID_ARGUMENT. */
 ndk::ScopedAStatus BadArgument(const char* format, ...) __attribute__((format(printf, 1, 2)));

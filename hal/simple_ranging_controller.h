@@ -3,11 +3,13 @@
 
 #include <aidl/hardware/velta/uwb/BnSimpleRangingController.h>
 
+#include <chrono>
 #include <cstdint>
 #include <memory>
 #include <string>
 #include <vector>
 
+#include "diagnostics/dump_writer.h"
 #include "net/ieee_utils.h"
 #include "net/interface_tool.h"
 #include "net/mcps_utils.h"
@@ -51,6 +53,8 @@ class SimpleRangingController : public ::aidl::hardware::velta::uwb::BnSimpleRan
      * client may keep calling, but drives nothing any more: the radio may be another client's.
      */
     void Abandon();
+    /** Writes the mode and how many requests there are. */
+    void Dump(DumpWriter* writer) const;
 
   private:
     // Lives as long as the subscription of this controller does.
@@ -68,6 +72,10 @@ class SimpleRangingController : public ::aidl::hardware::velta::uwb::BnSimpleRan
     IeeeUtils* ieee_utils_;
     std::weak_ptr<Subscription> subscription_;
     bool is_abandoned_ = false;
+    // What was asked for last, and accepted.
+    const char* mode_ = "none";
+    size_t request_count_ = 0;
+    std::chrono::steady_clock::time_point changed_ = std::chrono::steady_clock::now();
 };
 
 }  // namespace hardware::velta

@@ -35,13 +35,15 @@ void LambdaOnDeath(void* cookie) {
 
 Uwb::Uwb(InterfaceTool* interface_tool, McpsUtils* mcps_utils, IeeeUtils* ieee_utils,
          CccRegionUtils* ccc_region_utils, FiraRegionUtils* fira_region_utils,
-         EventLoop* event_loop)
+         EventLoop* event_loop, const Diagnostics* diagnostics)
     : interface_tool_(interface_tool),
       mcps_utils_(mcps_utils),
       ieee_utils_(ieee_utils),
       ccc_region_utils_(ccc_region_utils),
       fira_region_utils_(fira_region_utils),
-      event_loop_(event_loop) {}
+      event_loop_(event_loop),
+      diagnostics_(diagnostics),
+      dump_delivery_(event_loop) {}
 
 Uwb::~Uwb() {
     // The death link holds a pointer to this object.
@@ -71,6 +73,9 @@ ScopedAStatus Uwb::open(const std::shared_ptr<IUwbClientCallback>& callback) {
         return Error(ErrorCode::FAILED, "Failed to find IEEE netlink, check the kernel module");
     }
     g_client_callback = callback;
+    holder_ = {.pid = AIBinder_getCallingPid(),
+               .uid = AIBinder_getCallingUid(),
+               .since = std::chrono::steady_clock::now()};
     g_death_recipient = AIBinder_DeathRecipient_new(LambdaOnDeath);
     const binder_status_t status =
         AIBinder_linkToDeath(callback->asBinder().get(), g_death_recipient, this);
@@ -79,10 +84,15 @@ ScopedAStatus Uwb::open(const std::shared_ptr<IUwbClientCallback>& callback) {
     return ScopedAStatus::ok();
 }
 
+bool Uwb::IsHeld() {
+    return g_client_callback != nullptr;
+}
+
 void Uwb::SetupIfaces() {
     bool ok = false;
     const std::vector<McpsHwInfo> hardware = mcps_utils_->ListHardware(&ok);
     if (!ok) return;
+    hardware_ = hardware;
     const std::vector<DevInfo> devices = ieee_utils_->ListDevices(&ok);
     if (!ok) return;
     for (const DevInfo& device : devices) {
@@ -150,6 +160,7 @@ ScopedAStatus Uwb::listHardwareIndex(std::vector<int64_t>* indexes) {
     if (mcps_utils_->GetNetId() != 0) hardware = mcps_utils_->ListHardware(&ok);
     if (!ok && mcps_utils_->Start()) hardware = mcps_utils_->ListHardware(&ok);
     if (!ok) return Error(ErrorCode::FAILED, "Failed to list hardware");
+    hardware_ = hardware;
     for (const McpsHwInfo& info : hardware) indexes->push_back(info.hw_index);
     return ScopedAStatus::ok();
 }
@@ -160,6 +171,7 @@ ScopedAStatus Uwb::applyCountryRestriction(const std::string& country) {
     for (const auto& [name, iface] : ifaces_) {
         interface_tool_->SetUpStateIfNecessary(name.c_str(), false);
         status = iface->LoadCountryCalibrations(country);
+        if (iface->calibration()) calibrations_[name] = *iface->calibration();
         if (!status.isOk()) break;
     }
     return status;

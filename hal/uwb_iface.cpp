@@ -135,6 +135,21 @@ void UwbIface::Stop() {
     if (fira != nullptr) fira->Abandon();  // With the interface down its sessions can be removed.
 }
 
+void UwbIface::Dump(DumpWriter* writer) const {
+    writer->Value("name", name_);
+    writer->Value("hardware", hw_index_);
+    writer->Value("up", interface_tool_->GetUpState(name_.c_str()));
+    const McpsUtils::SchedulerChoice choice = mcps_utils_->LastSet(hw_index_);
+    writer->Value("scheduler_set", choice.scheduler.empty() ? "none" : choice.scheduler);
+    {
+        const auto regions = writer->List("regions_set");
+        for (const std::string& region : choice.regions) writer->Text(region);
+    }
+    if (fira_controller_ != nullptr) fira_controller_->Dump(writer);
+    if (ccc_controller_ != nullptr) ccc_controller_->Dump(writer);
+    if (simple_ranging_controller_ != nullptr) simple_ranging_controller_->Dump(writer);
+}
+
 void UwbIface::WithdrawAsListener() {
     if (fira_controller_ != nullptr) fira_controller_->SetListener(nullptr);
     if (ccc_controller_ != nullptr) ccc_controller_->SetListener(nullptr);

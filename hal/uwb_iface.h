@@ -3,10 +3,14 @@
 
 #include <aidl/hardware/velta/uwb/BnUwbIface.h>
 
+#include <chrono>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
+#include <vector>
 
+#include "diagnostics/dump_writer.h"
 #include "hal/ccc_controller.h"
 #include "hal/controller_listener.h"
 #include "hal/fira_controller.h"
@@ -26,6 +30,16 @@ class UwbIface : public ::aidl::hardware::velta::uwb::BnUwbIface, public Control
     using ICccController = ::aidl::hardware::velta::uwb::ICccController;
     using IFiraController = ::aidl::hardware::velta::uwb::IFiraController;
     using ISimpleRangingController = ::aidl::hardware::velta::uwb::ISimpleRangingController;
+
+    /** The calibration that was given to its consumers last, by name. */
+    struct Calibration {
+        /** As the client said it, but never long. */
+        std::string country;
+        std::vector<std::string> keys;
+        /** Whether each consumer took its keys. */
+        bool is_complete = false;
+        std::chrono::steady_clock::time_point applied;
+    };
 
     /**
      * Pointers are borrowed and outlive the interface; it becomes the listener of the FiRa and CCC
@@ -63,6 +77,9 @@ class UwbIface : public ::aidl::hardware::velta::uwb::BnUwbIface, public Control
      */
     ndk::ScopedAStatus LoadCountryCalibrations(const std::string& country);
 
+    /** @return what LoadCountryCalibrations() has come to last; none before it got that far. */
+    const std::optional<Calibration>& calibration() const { return calibration_; }
+
     /** Takes the CPU affinities of the SPI threads out of config; false when one is bad. */
     bool ConsumeProperties(ConfigUtils& config);
 
@@ -72,6 +89,9 @@ class UwbIface : public ::aidl::hardware::velta::uwb::BnUwbIface, public Control
     /** @return line with the placeholder at pos replaced by country. */
     static std::string ReplaceCountry(const std::string& line, const std::string& country,
                                       size_t pos);
+
+    /** Writes the state of the interface and of its controllers. Asks the kernel for little. */
+    void Dump(DumpWriter* writer) const;
 
   private:
     static constexpr int32_t kNoAffinity = -1;
@@ -93,6 +113,7 @@ class UwbIface : public ::aidl::hardware::velta::uwb::BnUwbIface, public Control
     int32_t spi_affinity_;
     int32_t kt7100_spi_affinity_;
     bool iface_cycled_;
+    std::optional<Calibration> calibration_;
 };
 
 }  // namespace hardware::velta

@@ -99,8 +99,8 @@ bool BaseRegionUtils::StartRangingSession(nl_msg* msg, std::function<int(nl_msg*
 }
 
 void BaseRegionUtils::CountLost() {
-    lost_count_++;
-    LOG(ERROR) << "Notifications " << name_ << ": lost, for the " << lost_count_
+    counters_.overflows++;
+    LOG(ERROR) << "Notifications " << name_ << ": lost, for the " << counters_.overflows
                << ". time since the start; what ran is stopped";
     OnNotificationsLost();
 }

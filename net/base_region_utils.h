@@ -6,6 +6,7 @@
 #include <memory>
 #include <string>
 
+#include "net/counters.h"
 #include "net/mcps_utils.h"
 #include "net/nl_socket_factory.h"
 
@@ -29,6 +30,9 @@ class BaseRegionUtils {
     BaseRegionUtils& operator=(const BaseRegionUtils&) = delete;
 
     const McpsRegion& region() const { return region_; }
+
+    /** @return of this region's notifications. */
+    const NotificationCounters& counters() const { return counters_; }
 
     /** Starts msg: generic netlink header and hardware index. */
     bool SetMcpsCommand(nl_msg* msg, uint32_t hw_index, uint8_t command, int flags) const;
@@ -76,6 +80,7 @@ class BaseRegionUtils {
 
   protected:
     NlSocketFactory* factory() const { return factory_; }
+    NotificationCounters* mutable_counters() { return &counters_; }
 
     /**
      * Notifications of this region were lost, which may have told of stops: ends each session that
@@ -91,8 +96,7 @@ class BaseRegionUtils {
     uint32_t net_id_;
     McpsRegion region_;
     std::string name_;  // The region's, as region_ has it.
-    // How often notifications were lost.
-    uint64_t lost_count_ = 0;
+    NotificationCounters counters_;
 };
 
 }  // namespace hardware::velta

@@ -82,6 +82,7 @@ bool CccRegionUtils::StopCccSession(uint32_t hw_index) {
 }
 
 int CccRegionUtils::OnNotification(nl_msg* msg) {
+    NotificationCounters::Tally tally(mutable_counters());
     uint32_t hw_index = 0;
     uint8_t call_id = 0;
     nlattr* content = GetCallContent(msg, &hw_index, &call_id);
@@ -101,6 +102,7 @@ int CccRegionUtils::OnNotification(nl_msg* msg) {
         LOG(WARNING) << __func__ << ": Missing session ntf call attrs";
         return NL_STOP;
     }
+    tally.Delivered();
     if (params.U8(NFCC_COEX_CALL_ATTR_STOPPED) != 0) {
         callback->OnSessionStopped(hw_index, CccRegionCallback::kStopRequested);
     } else if (params.U8(NFCC_COEX_CALL_ATTR_WATCHDOG) != 0) {

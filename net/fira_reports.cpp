@@ -133,6 +133,7 @@ void ReadSuccess(const MeasurementAttrs& attrs, const FiraRegionUtils::HwConfig&
 }  // namespace
 
 int FiraRegionUtils::OnRangingResult(nl_msg* msg) {
+    NotificationCounters::Tally tally(mutable_counters());
     uint32_t hw_index = 0;
     uint8_t call_id = 0;
     nlattr* content = GetCallContent(msg, &hw_index, &call_id);
@@ -163,12 +164,14 @@ int FiraRegionUtils::OnRangingResult(nl_msg* msg) {
     }
     const uint32_t session_id = params.U32(FIRA_CALL_ATTR_SESSION_ID);
     if (report.Has(FIRA_RANGING_DATA_ATTR_STOPPED)) {
+        tally.Delivered();
         callback->second->OnSessionStopped(session_id, report.U8(FIRA_RANGING_DATA_ATTR_STOPPED));
     } else if (report.Has(FIRA_RANGING_DATA_ATTR_BLOCK_INDEX) &&
                report.Has(FIRA_RANGING_DATA_ATTR_MEASUREMENTS)) {
         const uint64_t timestamp_ns = report.Has(FIRA_RANGING_DATA_ATTR_TIMESTAMP_NS)
                                           ? report.U64(FIRA_RANGING_DATA_ATTR_TIMESTAMP_NS)
                                           : static_cast<uint64_t>(MonotonicNanoseconds());
+        tally.Delivered();
         FiraRangingData data;
         data.sessionId = static_cast<int32_t>(session_id);
         data.blockIndex = static_cast<int32_t>(report.U32(FIRA_RANGING_DATA_ATTR_BLOCK_INDEX));

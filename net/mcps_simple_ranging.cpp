@@ -90,6 +90,7 @@ bool McpsUtils::SetRangingRequests(uint32_t hw_index, std::vector<RangingRequest
 
 // There is no session that might have stopped unheard, only results that are missing: it goes on.
 void McpsUtils::OnRangingResultsLost() {
+    result_counters_.overflows++;
     LOG(ERROR) << "Simple ranging results were lost";
     if (ranging_socket_ != nullptr) {
         ranging_socket_->SetLostHandler([this] { OnRangingResultsLost(); });
@@ -124,6 +125,7 @@ void McpsUtils::CloseRangingSocket() {
 }
 
 int McpsUtils::OnRangingResult(nl_msg* msg) {
+    NotificationCounters::Tally tally(&result_counters_);
     LOG(INFO) << __func__;
     const std::optional<int> command = GenlCommand(msg);
     if (!command) {
@@ -164,6 +166,7 @@ int McpsUtils::OnRangingResult(nl_msg* msg) {
         LOG(WARNING) << __func__ << ": Received result for unknown request";
         return NL_STOP;
     }
+    tally.Delivered();
     result.peer = request->peer;
     const auto handler = on_ranging_result_;  // It may replace itself.
     handler(result);

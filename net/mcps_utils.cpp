@@ -217,7 +217,8 @@ bool McpsUtils::SetScheduler(uint32_t hw_index, McpsScheduler scheduler, SlotDur
         LOG(ERROR) << __func__ << " Error creating MCPS message";  // No colon in this one.
         return false;
     }
-    return factory_->SendAndAwaitAck(msg.get());
+    if (set_params) return factory_->SendAndAwaitAck(msg.get());
+    return SendChoice(msg.get(), hw_index, {SchedulerName(scheduler), {}});
 }
 
 bool McpsUtils::SetRegion(uint32_t hw_index, const McpsRegion& region) {
@@ -237,7 +238,7 @@ bool McpsUtils::SetRegion(uint32_t hw_index, const McpsRegion& region) {
         LOG(ERROR) << __func__ << ": Error creating MCPS message";
         return false;
     }
-    return factory_->SendAndAwaitAck(msg.get());
+    return SendChoice(msg.get(), hw_index, {MCPS802154_SCHEDULER_ENDLESS, {region.ToString()}});
 }
 
 bool McpsUtils::SetAllRegions(uint32_t hw_index) {
@@ -258,7 +259,24 @@ bool McpsUtils::SetAllRegions(uint32_t hw_index) {
         LOG(ERROR) << __func__ << ": Error creating MCPS message";
         return false;
     }
-    return factory_->SendAndAwaitAck(msg.get());
+    return SendChoice(
+        msg.get(), hw_index,
+        {MCPS802154_SCHEDULER_ON_DEMAND, {kFiraRegion.ToString(), kNfccCoexRegion.ToString()}});
+}
+
+bool McpsUtils::SendChoice(nl_msg* msg, uint32_t hw_index, SchedulerChoice choice) {
+    if (!factory_->SendAndAwaitAck(msg)) return false;
+    last_set_[hw_index] = std::move(choice);
+    return true;
+}
+
+McpsUtils::SchedulerChoice McpsUtils::LastSet(uint32_t hw_index) const {
+    const auto entry = last_set_.find(hw_index);
+    return entry == last_set_.end() ? SchedulerChoice{} : entry->second;
+}
+
+RequestCounters McpsUtils::request_counters() const {
+    return factory_ == nullptr ? RequestCounters{} : factory_->request_counters();
 }
 
 }  // namespace hardware::velta

@@ -6,11 +6,13 @@
 
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "net/config_utils.h"
+#include "net/counters.h"
 #include "net/nl_socket_factory.h"
 
 namespace hardware::velta {
@@ -63,6 +65,13 @@ class McpsUtils {
     enum class SlotDuration : uint32_t { kNotGiven = 0xFFFFFFFF };
     /** Scheduler parameter, passed to the driver unchanged. */
     enum class NodeType : uint32_t { kInitiator = 0, kResponder = 1, kNotGiven = 0xFFFFFFFF };
+
+    /** What was set last, and accepted, for a radio. */
+    struct SchedulerChoice {
+        std::string scheduler;
+        /** The regions' names; empty for a scheduler without. */
+        std::vector<std::string> regions;
+    };
 
     using RangingRequest = ::aidl::hardware::velta::uwb::RangingRequest;
     using RangingResult = ::aidl::hardware::velta::uwb::RangingResult;
@@ -127,6 +136,15 @@ class McpsUtils {
     /** Ends simple ranging and forgets the handler. */
     virtual void UnsubscribeRangingResults();
 
+    /** @return what was set last for a radio since the start of the process; empty for nothing. */
+    virtual SchedulerChoice LastSet(uint32_t hw_index) const;
+
+    /** @return of all requests through the factory, this class's or not. */
+    virtual RequestCounters request_counters() const;
+
+    /** @return of the results of simple ranging. */
+    virtual NotificationCounters result_counters() const { return result_counters_; }
+
     /** Starts msg: generic netlink header and hardware index. */
     virtual bool SetMcpsCommand(nl_msg* msg, uint32_t hw_index, uint8_t command, int flags);
 
@@ -151,12 +169,16 @@ class McpsUtils {
     class CalibrationBatch;
 
     void OnRangingResultsLost();
+    // Sends a choice of scheduler, and remembers it when it is accepted.
+    bool SendChoice(nl_msg* msg, uint32_t hw_index, SchedulerChoice choice);
 
     NlSocketFactory* factory_;
     int net_id_;
     std::function<void(const RangingResult&)> on_ranging_result_;
     std::shared_ptr<NlSocket> ranging_socket_;
     std::vector<RangingRequest> ranging_requests_;
+    std::map<uint32_t, SchedulerChoice> last_set_;
+    NotificationCounters result_counters_;
 };
 
 }  // namespace hardware::velta

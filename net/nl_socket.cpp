@@ -48,12 +48,13 @@ bool AwaitInput(int fd) {
 
 }  // namespace
 
-NlSocket::NlSocket(EventLoop* event_loop, NotificationMode mode)
+NlSocket::NlSocket(EventLoop* event_loop, NotificationMode mode, RequestCounters* counters)
     : event_loop_(event_loop),
       socket_(nullptr),
       watching_(false),
       reader_(std::make_unique<NlMessageReader>()),
-      mode_(mode) {}
+      mode_(mode),
+      counters_(counters != nullptr ? counters : &own_counters_) {}
 
 NlSocket::~NlSocket() {
     // The class's own operation, not an override: a derived part is gone by now.
@@ -122,6 +123,7 @@ bool NlSocket::SendAndAwaitAck(nl_msg* msg, std::function<int(nl_msg*)> on_valid
     int result = nl_send(socket_, msg);
     if (result < 0) {
         LOG(WARNING) << kFunction << ": Error sending netlink message: " << nl_geterror(result);
+        counters_->not_sent++;
         return false;
     }
 
@@ -153,7 +155,7 @@ bool NlSocket::SendAndAwaitAck(nl_msg* msg, std::function<int(nl_msg*)> on_valid
     reader_->on_error_ = nullptr;
     reader_->on_valid_ = nullptr;
     CheckLost(result);
-    return result >= 0 && acked && error == 0;
+    return CountOutcome(result >= 0 && acked && error == 0, error);
 }
 
 bool NlSocket::SendAndAwaitResponse(nl_msg* msg, std::function<void(nl_msg*)> on_response,
@@ -182,8 +184,10 @@ bool NlSocket::SendAndAwaitResponse(nl_msg* msg, std::function<void(nl_msg*)> on
 
     int result = nl_send_auto(socket_, msg);
     reader_->deadline_ = std::chrono::steady_clock::now() + kExchangeTimeout;
-    if (result < 0) {
+    const bool was_sent = result >= 0;
+    if (!was_sent) {
         LOG(WARNING) << kFunction << ": Error sending netlink message: " << nl_geterror(result);
+        counters_->not_sent++;
     }
     while (result >= 0 && !finished && error == 0) {
         LOG(INFO) << kFunction << ": Read message";
@@ -196,7 +200,18 @@ bool NlSocket::SendAndAwaitResponse(nl_msg* msg, std::function<void(nl_msg*)> on
     reader_->on_error_ = nullptr;
     reader_->on_valid_ = nullptr;
     CheckLost(result);
-    return result >= 0 && finished && error == 0;
+    const bool is_done = result >= 0 && finished && error == 0;
+    return was_sent && CountOutcome(is_done, error);
+}
+
+bool NlSocket::CountOutcome(bool is_done, int error) {
+    counters_->sent++;
+    if (error != 0) {
+        counters_->refused++;
+    } else if (!is_done) {
+        counters_->unanswered++;
+    }
+    return is_done;
 }
 
 bool NlSocket::WatchNetlinkSocket(std::weak_ptr<NlSocket> self,

@@ -7,6 +7,7 @@
 #include <memory>
 
 #include "looper/event_loop.h"
+#include "net/counters.h"
 #include "net/nl_message_reader.h"
 
 namespace hardware::velta {
@@ -31,8 +32,12 @@ enum class NotificationMode {
  */
 class NlSocket {
   public:
-    /** @param event_loop borrowed, may be null; used by the watch operations only. */
-    explicit NlSocket(EventLoop* event_loop, NotificationMode mode = NotificationMode::kPoll);
+    /**
+     * @param event_loop borrowed, may be null; used by the watch operations only.
+     * @param counters borrowed, null for nobody's.
+     */
+    explicit NlSocket(EventLoop* event_loop, NotificationMode mode = NotificationMode::kPoll,
+                      RequestCounters* counters = nullptr);
     virtual ~NlSocket();
     NlSocket(const NlSocket&) = delete;
     NlSocket& operator=(const NlSocket&) = delete;
@@ -106,6 +111,8 @@ class NlSocket {
     void ReceiveWaiting(const std::function<int(nl_msg*)>& handler);
     // Makes the socket one that is read by event.
     void PrepareForEvents();
+    // Counts what came of an exchange; error is the kernel's refusal, 0 for none.
+    bool CountOutcome(bool is_done, int error);
     // Tells the handler, if messages are lost by what a read has come to.
     void CheckLost(int result);
 
@@ -117,6 +124,8 @@ class NlSocket {
     bool watching_;
     std::unique_ptr<NlMessageReader> reader_;
     NotificationMode mode_;
+    RequestCounters own_counters_;  // Unless somebody else wants them.
+    RequestCounters* counters_;
     bool is_nonblocking_ = false;
     std::weak_ptr<NlSocket> self_;  // While it is watched.
     std::function<void()> on_lost_;

@@ -27,7 +27,7 @@ class NlSocketFactory {
 
     /** @return a socket that is set up, or null. */
     virtual std::unique_ptr<NlSocket> Create() {
-        auto socket = std::make_unique<NlSocket>(event_loop_, mode_);
+        auto socket = std::make_unique<NlSocket>(event_loop_, mode_, &request_counters_);
         if (!socket->Setup()) return nullptr;
         return socket;
     }
@@ -53,6 +53,9 @@ class NlSocketFactory {
         return socket->SendAndAwaitResponse(msg, std::move(on_response), expected_cmd);
     }
 
+    /** @return of all that its sockets have sent. */
+    const RequestCounters& request_counters() const { return request_counters_; }
+
   private:
     // The tags name the first user of each request function, whoever the caller is.
     static void LogBadAlloc(const char* tag, const char* function) {
@@ -63,6 +66,7 @@ class NlSocketFactory {
 
     EventLoop* event_loop_;
     NotificationMode mode_;
+    RequestCounters request_counters_;
 };
 
 }  // namespace hardware::velta

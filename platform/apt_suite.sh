@@ -56,6 +56,7 @@ APT::Get::AllowUnauthenticated "false";
 Acquire::AllowInsecureRepositories "false";
 Acquire::Retries "3";
 APT::Sandbox::User "root";
+APT::Status-Fd "1";
 #clear APT::Update::Pre-Invoke;
 #clear APT::Update::Post-Invoke;
 #clear APT::Update::Post-Invoke-Success;
@@ -69,7 +70,7 @@ apt_suite_update_() {
   while IFS= read -r mirror; do
     apt_suite_configure_ "$suite" "$mirror"
     say "apt: lists of Debian $suite"
-    if apt-get -c "$dir/apt.conf" -o APT::Update::Error-Mode=any update >"$LOGS/apt-$suite-lists.log" 2>&1; then
+    if run_quietly "apt-$suite-lists" apt-get -c "$dir/apt.conf" -o APT::Update::Error-Mode=any update; then
       touch "$dir/updated"
       return
     fi
@@ -93,7 +94,7 @@ apt_suite_run_() {
     flock 9 || exit
     cd "$to" || exit
     if [ -n "$(find "$dir/updated" -mmin -1440 2>/dev/null)" ]; then
-      apt-get -c "$dir/apt.conf" "$@" >"$LOGS/apt-$suite.log" 2>&1 && exit
+      run_quietly "apt-$suite" apt-get -c "$dir/apt.conf" "$@" && exit
     fi
     apt_suite_update_ "$suite"
     run_logged "apt-$suite" apt-get -c "$dir/apt.conf" "$@"

@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: Apache-2.0
 #
-# Builds Android's own libraries, servicemanager and the AIDL compiler for this host, once, and prints
-# the folder they are installed in: the only line on standard output. See README.md.
+# Builds Android's own libraries, servicemanager, its tools and the AIDL compiler for this host, once,
+# and prints the folder they are installed in: the only line on standard output. See README.md.
 set -euo pipefail
 
 ROOT=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
@@ -13,11 +13,15 @@ ROOT=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 
 SOURCE_SUITE=trixie
 SOURCE_PACKAGE=android-platform-tools
-SOURCE_SHA256=4893f6a85b205f1df2c35cde5d6ca3bedd5e9f19afdb3b5ac781e647aa2243f4
+declare -A SOURCE_SHA256=(
+  [android-platform-tools]=4893f6a85b205f1df2c35cde5d6ca3bedd5e9f19afdb3b5ac781e647aa2243f4
+  [android-platform-external-libselinux]=d3d4fb747caf4371e7c25e0e38d49d7fefc9422afd81a5ae0ca07bc4404203ac)
 SOURCE_FOLDERS=(
-  external/fmtlib frameworks/native/NOTICE frameworks/native/cmds/servicemanager
+  external/fmtlib frameworks/native/NOTICE frameworks/native/cmds/dumpsys
+  frameworks/native/cmds/service frameworks/native/cmds/servicemanager
   frameworks/native/libs/android_runtime_lazy frameworks/native/libs/binder
-  frameworks/native/libs/fakeservicemanager
+  frameworks/native/libs/binderdebug frameworks/native/libs/fakeservicemanager
+  frameworks/native/services/utils
   libnativehelper/include_jni system/core/libcutils system/core/libprocessgroup
   system/core/libsystem system/core/libutils system/libbase system/logging/liblog)
 
@@ -37,17 +41,20 @@ need_programs() {
   done
 }
 
-is_source_tarball() { [ -f "$1" ] && sha256sum --check --status <<<"$SOURCE_SHA256  $1"; }
+is_source_tarball() { [ -f "$1" ] && sha256sum --check --status <<<"${SOURCE_SHA256[$2]}  $1"; }
 
-# source_tarball: prints its path; downloads it first if need be.
+# source_tarball PACKAGE: prints its path; downloads it first if need be.
 source_tarball() {
-  local tarball=$DOWNLOADS/$SOURCE_PACKAGE-${SOURCE_SHA256:0:16}.orig.tar.xz fetched
-  if ! is_source_tarball "$tarball"; then
-    apt_suite_source "$SOURCE_SUITE" "$work/source" "$SOURCE_PACKAGE"
-    fetched=("$work/source"/*.orig.tar.xz)
-    is_source_tarball "${fetched[0]}" ||
+  local package=$1 tarball fetched
+  tarball=$DOWNLOADS/$package-${SOURCE_SHA256[$package]:0:16}.orig.tar
+  # GNU tar finds out by itself how it is compressed.
+  [ "$package" != "$SOURCE_PACKAGE" ] || tarball+=.xz
+  if ! is_source_tarball "$tarball" "$package"; then
+    apt_suite_source "$SOURCE_SUITE" "$work/source-$package" "$package"
+    fetched=("$work/source-$package"/*.orig.tar.*)
+    is_source_tarball "${fetched[0]}" "$package" ||
       die "${fetched[0]##*/} from Debian $SOURCE_SUITE is not the version this was written for" \
-        "(its sha256 is not $SOURCE_SHA256): try another mirror"
+        "(its sha256 is not ${SOURCE_SHA256[$package]}): try another mirror"
     mkdir -p "$DOWNLOADS"
     mv -f "${fetched[0]}" "$tarball"
   fi
@@ -55,11 +62,13 @@ source_tarball() {
 }
 
 unpack_source() {
-  local tarball patch
-  tarball=$(source_tarball)
+  local tarball selinux patch
+  tarball=$(source_tarball "$SOURCE_PACKAGE")
+  selinux=$(source_tarball android-platform-external-libselinux)
   say "platform: unpack and patch the sources"
-  mkdir "$work/src"
+  mkdir -p "$work/src/external/selinux"
   run_logged platform-unpack tar -xf "$tarball" -C "$work/src" "${SOURCE_FOLDERS[@]/#/./}"
+  run_logged platform-unpack-selinux tar -xf "$selinux" -C "$work/src/external/selinux" libselinux
   for patch in "$ROOT"/platform/patches/*.patch; do
     run_logged platform-patch patch --fuzz=0 -p1 -d "$work/src" -i "$patch"
   done
@@ -101,7 +110,7 @@ install_aidl() {
 }
 
 build_libraries() {
-  say "platform: build the libraries and servicemanager (about a minute)"
+  say "platform: build the libraries and programs (about a minute)"
   # The caller's own flags have no say: the result is kept under a key that does not know them.
   unset CFLAGS CXXFLAGS CPPFLAGS LDFLAGS DESTDIR
   run_logged platform-cmake cmake -G Ninja -S "$ROOT/platform" -B "$work/build" \

@@ -4,8 +4,16 @@
 # Shared by the project's scripts: messages, logs of long steps, the cache folder.
 # Source it with the repository's root in $ROOT.
 
+# What takes a line of progress away, where one can be written over itself.
+ERASE=
+[ ! -t 2 ] || [ "${TERM:-dumb}" = dumb ] || ERASE=$'\r\e[K'
+
 # say TEXT: one line about what is being done (standard error; standard output is for data).
-say() { printf '[%s] %s\n' "$(date +%H:%M:%S)" "$*" >&2; }
+saying=
+say() {
+  saying=$*
+  printf '%s[%s] %s\n' "$ERASE" "$(date +%H:%M:%S)" "$saying" >&2
+}
 
 # die TEXT: a one-line reason, and the end.
 die() { printf 'error: %s\n' "$*" >&2; exit 1; }
@@ -59,15 +67,75 @@ open_logs() {
   done < <(find "$mine" -mindepth 1 -maxdepth 1 -type d -printf '%f\n' | LC_ALL=C sort -r | tail -n +6)
 }
 
-# run_logged NAME COMMAND...: runs a long step with its output in $LOGS/NAME.log.
-# A failure shows the log's end and names the file; the caller sees the exit status.
-run_logged() {
-  local name=$1 log=$LOGS/$1.log status=0
+# done_of LOG: how much is done, as the last that ninja or apt (APT::Status-Fd) says of it in a log.
+done_of() {
+  tail -c 2000 "$1" 2>/dev/null | awk '
+    match($0, /^\[[0-9]+\/[0-9]+\]/) { split(substr($0, 2, RLENGTH - 2), n, "/"); done = n[1] " of " n[2] }
+    /^(dl|pm)status:[^:]*:[0-9.]+:/ { split($0, part, ":"); done = int(part[3]) " %" }
+    END { if (done) print done }'
+}
+
+# follow PATTERN: until standard input ends, tells what is done of how much by the newest of the logs: on
+# a terminal in a line over itself, elsewhere now and then.
+follow() {
+  local amount log told=$SECONDS columns status
+  read -r _ columns < <(stty size <&2 2>/dev/null) || true
+  [ "${columns:-0}" -gt 0 ] || columns=80
+  while :; do
+    status=0
+    read -r -t 1 || status=$?
+    [ "$status" -gt 128 ] || return 0
+    [ -n "$ERASE" ] || [ $((SECONDS - told)) -ge 30 ] || continue
+    told=$SECONDS
+    # shellcheck disable=SC2012,SC2086
+    log=$(ls -t $1 2>/dev/null | head -n 1)
+    amount=$(done_of "$log")
+    [ -n "$amount" ] || continue
+    printf -v amount '[%s] %s: %s' "$(date +%H:%M:%S)" "$amount" "$saying"
+    if [ -n "$ERASE" ]; then printf '%s%s' "$ERASE" "${amount:0:columns - 1}"; else printf '%s\n' "$amount"; fi
+  done >&2
+}
+
+# start_following PATTERN, stop_following: around what takes long. With VELTA_UWB_FOLLOWED somebody else
+# tells what is done.
+follower=
+follower_job=
+start_following() {
+  [ -z "${VELTA_UWB_FOLLOWED:-}" ] || return 0
+  # Not by a signal: it would run the traps of whoever calls this, if it came too early.
+  exec {follower}> >(follow "$1")
+  follower_job=$!
+}
+stop_following() {
+  [ -n "$follower" ] || return 0
+  exec {follower}>&-
+  follower=
+  wait "$follower_job" 2>/dev/null || true
+  printf '%s' "$ERASE" >&2
+}
+
+# run_quietly NAME COMMAND...: runs a step with its output in $LOGS/NAME.log; tells what is done of it.
+run_quietly() {
+  local log=$LOGS/$1.log status=0
   shift
-  "$@" >"$log" 2>&1 || status=$?
+  : >"$log"
+  start_following "$log"
+  if [ -n "$follower" ]; then
+    "$@" >"$log" 2>&1 {follower}>&- || status=$?
+  else
+    "$@" >"$log" 2>&1 || status=$?
+  fi
+  stop_following
+  return "$status"
+}
+
+# run_logged NAME COMMAND...: run_quietly; a failure shows the log's end and names the file.
+run_logged() {
+  local log=$LOGS/$1.log status=0
+  run_quietly "$@" || status=$?
   if [ "$status" -ne 0 ]; then
-    tail -n 25 "$log" >&2
-    printf 'error: %s failed (status %d); the whole log is in %s\n' "$name" "$status" "$log" >&2
+    grep -v '^..status:' "$log" | tail -n 25 >&2 || true
+    printf 'error: %s failed (status %d); the whole log is in %s\n' "$1" "$status" "$log" >&2
     ! grep -qs 'No space left on device' "$log" ||
       printf 'error: the disk is full; ./dev clean and ./dev clean --cache make room\n' >&2
   fi

@@ -26,11 +26,14 @@ room() {
 }
 
 room looper
+room diagnostics looper/
 room net looper/
-room hal net/ looper/
+room hal net/ looper/ diagnostics/
 room host net/ # The choices of an integrator are of net's types.
+room conformance net/ # A client, which also asks the kernel itself.
 room uwbctl/client
 room uwbctl/recording uwbctl/client/
+room uwbctl/world uwbctl/client/ uwbctl/recording/
 room uwbctl/live uwbctl/client/ uwbctl/recording/
 room uwbctl/report uwbctl/client/ uwbctl/recording/
 room uwbctl/commands uwbctl/

@@ -56,8 +56,7 @@ keys() {
     }
     END {
       for (file in hash)
-        # The fuzzers are no part of the build that clang-tidy knows.
-        if (file ~ /\.cpp$/ && file !~ /^fuzz\//) { split("", seen); key = hash["-"]; visit(file); print file, key }
+        if (file ~ /\.cpp$/) { split("", seen); key = hash["-"]; visit(file); print file, key }
     }')
 }
 

@@ -32,6 +32,7 @@ int main(int argc, char** argv) {
     // For what a terminal can show; numbers stay as they are.
     setlocale(LC_CTYPE, "");
     using namespace uwbctl;
+    BufferStandardOutput();
     int status = kDone;
     try {
         status = Run(argc, argv);

@@ -4,7 +4,7 @@
 # platform/build.sh.
 #   Android::log, base, cutils, utils, binder, binder_ndk   static libraries, C++20
 #   Android::binder_fuzz                                    the fuzzer of services, likewise
-#   Android::aidl, Android::servicemanager                  programs
+#   Android::aidl, Android::servicemanager                  programs (bin/ has dumpsys and service as well)
 # and VELTA_ANDROID_AIDL, VELTA_ANDROID_SERVICEMANAGER: the programs' paths.
 
 include(CMakeFindDependencyMacro)

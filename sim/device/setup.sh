@@ -52,7 +52,7 @@ apt_private() {
   local verb=$1
   shift
   "$verb" -o Dir::State::lists="$APT_STATE/lists" -o Dir::Cache="$APT_STATE/cache" \
-    -o APT::Sandbox::User="$(id -un)" "$@"
+    -o APT::Sandbox::User="$(id -un)" -o APT::Status-Fd=1 "$@"
 }
 
 refresh_lists() {

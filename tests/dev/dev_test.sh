@@ -60,7 +60,11 @@ case \$1 in
     echo \"CMAKE_HOME_DIRECTORY:INTERNAL=\$PWD\" >>build/\$2/CMakeCache.txt
     echo 'CMake Warning at CMakeLists.txt: something is odd'
     ;;
-  --build) touch build/\$3/object ;;
+  --build)
+    touch build/\$3/object
+    echo '[3/7] Building something'
+    [ ! -e '$work/slow' ] || sleep 2
+    ;;
 esac"
 
 # ---- What a machine can be like ----
@@ -88,6 +92,11 @@ dev "$checkout" build
 expect "warnings of a configuration are shown" 0 '^CMake Warning at'
 dev "$checkout" build
 equal "what is configured is not configured again" "$(grep -c -- --preset\ dev\ -D "$work/cmake.log")" 1
+touch "$work/slow"
+status=0
+(cd "$checkout" && TERM=vt100 PATH="$work/bin:$PATH" script -qec './dev build' /dev/null) >"$work/output" 2>&1 || status=$?
+expect "a terminal is told what is done of how much" 0 '3 of 7: building \(dev\)'
+rm "$work/slow"
 echo "$work/android-2" >"$work/prefix"
 dev "$checkout" build
 equal "another platform is taken" "$(grep -c "prefix.*android-2" "$checkout/build/dev/CMakeCache.txt")" 1

@@ -5,7 +5,6 @@
 #include <android-base/logging.h>
 #include <android-base/stringprintf.h>
 #include <android-base/strings.h>
-#include <android/binder_manager.h>
 #include <android/binder_process.h>
 #include <signal.h>
 #include <unistd.h>
@@ -16,8 +15,9 @@
 #include <fstream>
 #include <iterator>
 #include <sstream>
-#include <thread>
 #include <utility>
+
+#include "conformance/target.h"
 
 namespace hardware::velta::device {
 namespace {
@@ -40,12 +40,6 @@ std::string Find(const std::vector<std::string>& lines, const std::string& key) 
 
 }  // namespace
 
-std::string Said(const ScopedAStatus& status) {
-    if (status.isOk()) return "OK";
-    if (status.getExceptionCode() != EX_SERVICE_SPECIFIC) return status.getDescription();
-    return StringPrintf("%d: %s", status.getServiceSpecificError(), status.getMessage());
-}
-
 // ---- The device ----
 
 std::string ReadText(const std::string& path) {
@@ -65,15 +59,6 @@ std::string Shell(const std::string& command) {
     for (int c; (c = getc(pipe)) != EOF;) output += static_cast<char>(c);
     EXPECT_EQ(pclose(pipe), 0) << command << ": " << output;
     return output;
-}
-
-bool Eventually(const std::function<bool()>& done) {
-    const auto deadline = std::chrono::steady_clock::now() + 4s;
-    while (!done()) {
-        if (std::chrono::steady_clock::now() > deadline) return false;
-        std::this_thread::sleep_for(10ms);
-    }
-    return true;
 }
 
 int ServicePid() {
@@ -196,114 +181,6 @@ World::Sight World::See(int radio, const std::string& thing, int64_t when_ns) co
             std::atan2(d[2], ground)};
 }
 
-// ---- A client ----
-
-ScopedAStatus FiraEvents::Tell(const char* what, int id, const Addresses& who,
-                               const std::string& why) {
-    std::string text = StringPrintf("%s %d", what, id);
-    for (const UwbAddress& address : who) {
-        text += &address == who.data() ? " " : ",";
-        for (const uint8_t byte : address.address) text += StringPrintf("%02x", byte);
-    }
-    return events.Put(text + why);
-}
-
-Hal::Hal() {
-    const std::string instance = IUwb::descriptor + "/default"s;
-    uwb_ = IUwb::fromBinder(ndk::SpAIBinder(AServiceManager_checkService(instance.c_str())));
-    CHECK(uwb_ != nullptr) << instance << " is not registered; is the service running?";
-}
-
-std::string Hal::Ifaces() const {
-    std::vector<std::string> names;
-    EXPECT_EQ(Said(uwb_->listIfaceNames(&names)), "OK");
-    std::string text;
-    for (const std::string& name : names) text += name + " ";
-    return text;
-}
-
-std::shared_ptr<IUwbIface> Hal::Iface(int radio) const {
-    std::shared_ptr<IUwbIface> iface;
-    EXPECT_EQ(Said(uwb_->getIface(StringPrintf("wpan%d", radio), &iface)), "OK");
-    return iface;
-}
-
-UwbAddress Short(uint16_t address) {
-    return {.address = {static_cast<uint8_t>(address >> 8), static_cast<uint8_t>(address)}};
-}
-
-FiraTwrSession ControllerSession(int id, int channel) {
-    return {.id = id,
-            .deviceType = DeviceType::CONTROLLER,
-            .deviceRole = DeviceRole::INITIATOR,
-            .rangingRoundUsage = RangingRoundUsage::DS_TWR,
-            .multiNodeMode = MultiNodeMode::ONE_TO_MANY,
-            .deviceAddress = Short(0x0001),
-            .destAddressList = {Short(0x1234)},
-            .slotDurationRstu = 2400,
-            .slotsPerRangingRound = 10,
-            .rangingBlockDurationMs = 50,
-            .sessionPriority = 50,
-            .rangingRoundControl = {.hasResultReportPhase = true, .hasDeferredMode = true},
-            .inBandTerminationAttemptCount = 1,
-            .channelNumber = channel,
-            .preambleCodeIndex = 10,
-            .rframeConfig = RframeConfig::SP3,
-            .preambleDuration = PreambleDuration::T64_SYMBOLS,
-            .sfdId = 2,
-            .stsSegmentCount = 1,
-            .vendorId = {0x07, 0x08},
-            .staticStsIV = {1, 2, 3, 4, 5, 6},
-            .aoaResultRequest = AoaResultRequest::REQ_AOA_RESULTS,
-            .resultReportConfig = {true, true, true, true}};
-}
-
-FiraTwrSession ControleeSession(int id) {
-    FiraTwrSession session = ControllerSession(id);
-    session.deviceType = DeviceType::CONTROLEE;
-    session.deviceRole = DeviceRole::RESPONDER;
-    std::swap(session.deviceAddress, session.destAddressList[0]);
-    return session;
-}
-
-FiraClient::FiraClient(const Hal& hal, int radio)
-    : fira(hal.Get(radio, &IUwbIface::firaController)), events(SharedRefBase::make<FiraEvents>()) {
-    EXPECT_EQ(Said(fira->setSessionCallback(events)), "OK");
-}
-
-int FiraClient::Count() {
-    int32_t count = -1;
-    EXPECT_EQ(Said(fira->getSessionCount(&count)), "OK");
-    return count;
-}
-
-FiraCapabilities FiraClient::Capabilities() {
-    FiraCapabilities capabilities;
-    EXPECT_EQ(Said(fira->getCapabilities(&capabilities)), "OK");
-    return capabilities;
-}
-
-void FiraClient::Run(const FiraTwrSession& session) {
-    ASSERT_EQ(Init(session), "OK");
-    ASSERT_EQ(Start(session.id), "OK");
-}
-
-void FiraClient::Halt(int id) {
-    ASSERT_EQ(Stop(id), "OK");
-    ASSERT_EQ(Event(), StringPrintf("stopped %d 0", id));
-    Count();  // The client is told first: what the service does then is done when it answers.
-}
-
-FiraReport FiraClient::Fresh() {
-    const int64_t now_ns = World().now_ns();
-    for (;;) {
-        FiraReport report = Next();
-        if (report.measurements.empty() || report.measurements[0].timestampNs > now_ns) {
-            return report;
-        }
-    }
-}
-
 void ExpectTruth(const FiraTwrMeasurement& measurement, int radio, const std::string& thing) {
     const World world;
     const auto truth = world.See(radio, thing, measurement.timestampNs);
@@ -315,62 +192,6 @@ void ExpectTruth(const FiraTwrMeasurement& measurement, int radio, const std::st
     ASSERT_FALSE(measurement.antennaMeasurements.empty());
     EXPECT_EQ(measurement.antennaMeasurements[0].axis, AoaAxis::AZIMUTH);
     EXPECT_NEAR(measurement.antennaMeasurements[0].angleOfArrival, measurement.azimuth, 1e-9);
-}
-
-namespace {
-
-// The other side of ClientProcess.
-[[noreturn]] void RunClient(const std::string& step) {
-    Hal hal;
-    std::string said = hal.Open();
-    if (step.starts_with("fira-")) {
-        FiraClient fira(hal, 0);
-        said = fira.Init(ControllerSession());
-        if (step != "fira-initialised") said = fira.Start();
-        if (step == "fira-stopping") said = fira.Stop();
-    } else if (step.starts_with("ccc-")) {
-        const auto ccc = hal.Get(0, &IUwbIface::cccController);
-        int64_t time0 = 0;
-        said = Said(ccc->initSession());
-        if (step == "ccc-running") said = Said(ccc->startSession(1, 50, 9, &time0));
-    } else if (step == "simple-running") {
-        const auto simple = hal.Get(0, &IUwbIface::simpleRangingController);
-        simple->setCallback(SharedRefBase::make<SimpleEvents>());
-        simple->startInitiatorMode(1, Short(0x0001), 9);
-        said = Said(simple->setRangings({{.id = 1}}));
-    }
-    printf("%d %s\n", getpid(), said.c_str());
-    fflush(stdout);
-    if (step == "callbacks") {
-        // The service asks this process back for each new one, and always has another to ask for.
-        const auto fira = hal.Get(0, &IUwbIface::firaController);
-        std::vector<std::thread> threads;
-        threads.reserve(4);
-        for (int i = 0; i < 4; i++) {
-            threads.emplace_back([fira] {
-                for (;;) fira->setSessionCallback(SharedRefBase::make<FiraEvents>());
-            });
-        }
-        threads.front().join();
-    }
-    for (;;) pause();
-}
-
-}  // namespace
-
-ClientProcess::ClientProcess(const std::string& step)
-    : output_(
-          popen(("exec device_tests --client=" + step).c_str(), "re")) {  // NOLINT(cert-env33-c)
-    char line[256] = "";
-    if (fgets(line, sizeof(line), output_) == nullptr) return;
-    const std::vector<std::string> parts = Split(android::base::Trim(line), " ");
-    pid_ = std::stoi(parts[0]);
-    said = android::base::Join(std::vector(parts.begin() + 1, parts.end()), " ");
-}
-
-ClientProcess::~ClientProcess() {
-    if (pid_ > 0) kill(pid_, SIGKILL);
-    pclose(output_);
 }
 
 // ---- Fixtures ----
@@ -424,10 +245,11 @@ int main(int argc, char** argv) {
     constexpr char kClient[] = "--client=";
     // The service's own classes need not log: they answer.
     android::base::SetMinimumLogSeverity(android::base::FATAL_WITHOUT_ABORT);
+    hardware::velta::conformance::TheTarget().interfaces = {"wpan0", "wpan1"};
     ABinderProcess_setThreadPoolMaxThreadCount(1);
     ABinderProcess_startThreadPool();
     if (argc > 1 && std::string(argv[1]).starts_with(kClient)) {
-        hardware::velta::device::RunClient(argv[1] + sizeof(kClient) - 1);
+        hardware::velta::conformance::RunClient(argv[1] + sizeof(kClient) - 1);
     }
     ::testing::InitGoogleMock(&argc, argv);
     constexpr char kNotifications[] = "--notifications=";

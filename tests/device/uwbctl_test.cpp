@@ -125,7 +125,7 @@ TEST_F(UwbctlTest, EndsCleanlyHoweverItIsEnded) {
         {std::string(kRange) + "| head -n 2", 0, "block     1"},
         {std::string(kRange) + "> /dev/full", 6, "No space left on device"},
         {std::string(kRange) + "--record /dev/full > /dev/null", 6, "cannot write /dev/full"},
-        {"uwbctl man > /dev/full", 6, "cannot write standard output"},
+        {"uwbctl man > /dev/full", 6, "output: No space left on device"},
         {"uwbctl fira range -p 0x9999 -b 50 -n 3", 7, "no peer has answered in 3 reports"},
         {std::string(kRange) + "> /dev/null & sleep 1; kill -INT $!; wait $!", 0, "Ctrl-C ends it"},
         {std::string(kRange) + "-n 999 > /dev/null & sleep 1; kill -TERM $!; wait $!", 5,

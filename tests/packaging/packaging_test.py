@@ -42,7 +42,7 @@ def tracked(*patterns):
 
 
 def product_sources():
-    return '\n'.join(read(path) for path in tracked('hal/*', 'host/*', 'looper/*', 'net/*', 'main.cpp'))
+    return '\n'.join(read(path) for path in tracked('diagnostics/*', 'hal/*', 'host/*', 'looper/*', 'net/*', 'main.cpp'))
 
 
 def same(what, got, wanted):
@@ -129,6 +129,7 @@ def test_blueprints_build_what_cmake_builds():
         'hardware.velta.uwb-service': cmake_sources('CMakeLists.txt', 'hardware.velta.uwb-service'),
         'libuwbctl': cmake_sources('uwbctl/CMakeLists.txt', 'uwbctl_core'),
         'uwbctl': cmake_sources('uwbctl/CMakeLists.txt', 'uwbctl'),
+        'libvelta_uwb_conformance_client': cmake_sources('conformance/CMakeLists.txt', 'conformance_client'),
         'VtsHalVeltaUwbTargetTest': glob.glob('tests/device/*.cpp')}
     for room in re.search(r'foreach\(room ([^)]*)\)', read(tests)).group(1).split():
         pairs[f'velta_uwb_{room}_tests'] = glob.glob(f'tests/unit/{room}/*.cpp') + glob.glob('tests/unit/*.cpp')
@@ -138,7 +139,8 @@ def test_blueprints_build_what_cmake_builds():
     for name, wanted in pairs.items():
         same(name, sources(name), wanted)
     version = re.search(r'project\([^)]*VERSION ([\d.]+)', read('CMakeLists.txt')).group(1)
-    assert module('uwbctl_defaults')[2]['cflags'] == [f'-DUWBCTL_VERSION="{version}"'], f'not version {version}'
+    for name, define in (('uwbctl_defaults', 'UWBCTL_VERSION'), ('hardware.velta.uwb-service', 'UWB_SERVICE_VERSION')):
+        assert module(name)[2]['cflags'] == [f'-D{define}="{version}"'], f'{name} is not version {version}'
 
 
 def test_interface_module_is_the_frozen_version():

@@ -147,7 +147,7 @@ std::string ToLine(const Measurement& measurement) {
     const std::string head = StringPrintf("%12.6f s  block %5d  %s", seconds, measurement.block,
                                           measurement.peer.c_str());
     if (!measurement.distance_mm) {
-        return head + StringPrintf("  no distance (status 0x%02x)", measurement.status);
+        return head + "  " + StatusText(measurement.status);
     }
     const char* los = !measurement.line_of_sight   ? "-"
                       : *measurement.line_of_sight ? "LOS"

@@ -4,6 +4,7 @@
 #include <poll.h>
 #include <unistd.h>
 
+#include <array>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -14,11 +15,17 @@ void Output::Note(const std::string& text) {
     fprintf(stderr, "uwbctl: %s\n", text.c_str());
 }
 
+void BufferStandardOutput() {
+    // The manual fits. A terminal's lines are to be seen as they come.
+    static std::array<char, size_t{256} * 1024> buffer;
+    if (isatty(STDOUT_FILENO) == 0) setvbuf(stdout, buffer.data(), _IOFBF, buffer.size());
+}
+
 std::string FlushStandardOutput() {
     static std::string failure;
     if (!failure.empty()) return failure;
     errno = 0;
-    // A large piece is written at once, and of its failure only the mark is left.
+    // Of a failure that came earlier only the mark is left.
     if (fflush(stdout) == 0 && ferror(stdout) == 0) return "";
     const int error = errno;
     pollfd reader = {.fd = STDOUT_FILENO, .events = 0, .revents = 0};

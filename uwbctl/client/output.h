@@ -49,6 +49,12 @@ class Output {
 };
 
 /**
+ * Lets standard output take whatever a command prints at once, so that FlushStandardOutput() can
+ * say why it was lost. Before anything is printed.
+ */
+void BufferStandardOutput();
+
+/**
  * Puts out what standard output still holds back.
  *
  * @return why something of it was lost, from then on; empty when nothing was, or only because its

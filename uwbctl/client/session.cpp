@@ -2,6 +2,7 @@
 #include "uwbctl/client/session.h"
 
 #include <android-base/file.h>
+#include <android-base/stringprintf.h>
 #include <android-base/strings.h>
 #include <android/binder_enums.h>
 #include <unistd.h>
@@ -22,6 +23,7 @@ namespace uwbctl {
 namespace {
 
 using namespace ::aidl::hardware::velta::uwb;
+using ::android::base::StringPrintf;
 using Json = nlohmann::ordered_json;
 
 constexpr size_t kShortAddressSize = 2;
@@ -347,6 +349,18 @@ void ApplySetting(const std::string& setting, FiraTwrSession* session) {
     }
     for (; !names.empty(); names.pop_back()) value = Json{{names.back(), Json(value)}};
     ApplyJson(value, "--set " + Shortened(setting), session);
+}
+
+std::string TimingHint(const FiraTwrSession& session) {
+    constexpr double kRstuPerMillisecond = 1200;
+    const double slot_ms = session.slotDurationRstu / kRstuPerMillisecond;
+    const double round_ms = slot_ms * session.slotsPerRangingRound;
+    if (round_ms <= session.rangingBlockDurationMs) return "";
+    return StringPrintf(
+        "\n  a round of %d slots of %.3g ms takes %.4g ms, longer than its block of %d ms: it "
+        "needs a longer --block, or fewer or shorter slots (slotsPerRangingRound, "
+        "slotDurationRstu)",
+        session.slotsPerRangingRound, slot_ms, round_ms, session.rangingBlockDurationMs);
 }
 
 std::vector<UwbAddress> ParsePeers(const std::vector<std::string>& peers) {

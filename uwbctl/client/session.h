@@ -54,6 +54,9 @@ void ApplySessionFile(const std::string& path, FiraTwrSession* session);
  */
 void ApplySetting(const std::string& setting, FiraTwrSession* session);
 
+/** @return what is impossible about a session's timing, as a line of its own; empty for nothing. */
+std::string TimingHint(const FiraTwrSession& session);
+
 /** @return the short addresses of texts such as "0x1234"; throws a Failure that names a bad one. */
 std::vector<::aidl::hardware::velta::uwb::UwbAddress> ParsePeers(
     const std::vector<std::string>& peers);

@@ -94,10 +94,10 @@ ExitStatus RunCcc(Events* events, const CccOptions& options) {
         controller->deinitSession();
         CheckStart(status, "start the CCC session", options.channel);
     }
+    fprintf(stderr, "CCC session on %s; Ctrl-C ends it\n", name.c_str());
     printf("started  UWB time 0 at %lld ms since the epoch, channel %d\n",
            static_cast<long long>(time0_ms), options.channel);
     FlushStandardOutput();
-    fprintf(stderr, "CCC session on %s; Ctrl-C ends it\n", name.c_str());
     RunUntil(events, client, Duration(options),
              [&progress] { return progress->stop_reason.has_value(); });
     const bool by_radio = progress->stop_reason.has_value();

@@ -10,11 +10,6 @@
 namespace uwbctl {
 namespace {
 
-std::string VersionText() {
-    return std::string("uwbctl " UWBCTL_VERSION "\ninterface ") + Client::IUwb::descriptor +
-           ", version " + std::to_string(Client::IUwb::version) + "\nhash " + Client::IUwb::hash;
-}
-
 std::string LikeText(const std::string& word, const std::vector<std::string>& known) {
     const std::string nearest = Nearest(word, known);
     return nearest.empty() ? "" : "; did you mean " + nearest + "?";
@@ -36,6 +31,11 @@ std::string UnknownOption(const CLI::App& command, const std::vector<std::string
 }
 
 }  // namespace
+
+std::string VersionText() {
+    return std::string("uwbctl " UWBCTL_VERSION "\ninterface ") + Client::IUwb::descriptor +
+           ", version " + std::to_string(Client::IUwb::version) + "\nhash " + Client::IUwb::hash;
+}
 
 std::string FullName(const CLI::App& app) {
     const CLI::App* parent = app.get_parent();
@@ -128,6 +128,9 @@ std::unique_ptr<CommandLine> MakeCommandLine() {
     AddCcc(line.get(), app);
     AddSimple(line.get(), app);
     AddMonitor(line.get(), app);
+    AddBugreport(line.get(), app);
+    AddScene(line.get(), app);
+    AddTag(line.get(), app);
     AddHelp(line.get(), app);
     AddManual(line.get(), app);
     AddCompletion(line.get(), app);

@@ -22,6 +22,9 @@ std::unique_ptr<CommandLine> MakeCommandLine();
  */
 std::optional<ExitStatus> Parse(CommandLine* line, std::vector<std::string> words);
 
+/** @return versions of uwbctl and of the interface, a line each; no line's end at the end. */
+std::string VersionText();
+
 /** @return "uwbctl fira range" for the parser of that command. */
 std::string FullName(const CLI::App& app);
 

@@ -11,17 +11,24 @@
 
 namespace uwbctl {
 
-void CheckDistinct(const std::vector<std::string>& addresses) {
+void CheckPeers(const std::vector<std::string>& peers, const std::string& own) {
     std::set<std::vector<uint8_t>> seen;
-    for (const std::string& text : addresses) {
+    const auto own_address = ParseAddress(own);
+    for (const std::string& text : peers) {
         const auto address = ParseAddress(text);
-        if (address && !seen.insert(address->address).second) {
+        if (!address) continue;
+        if (own_address && address->address == own_address->address) {
+            throw Failure(kUsage,
+                          "peer " + text + " is this device itself; --address gives it another");
+        }
+        if (!seen.insert(address->address).second) {
             throw Failure(kUsage, "address " + text + " is there twice");
         }
     }
 }
 
-void CheckStart(const ndk::ScopedAStatus& status, const std::string& asked, int channel) {
+void CheckWithHint(const ndk::ScopedAStatus& status, const std::string& asked,
+                   const std::function<std::string()>& hint) {
     try {
         Check(status, asked);
     } catch (const Failure& failure) {
@@ -29,8 +36,12 @@ void CheckStart(const ndk::ScopedAStatus& status, const std::string& asked, int 
         const bool is_silent =
             status.getServiceSpecificError() ==
             static_cast<int32_t>(::aidl::hardware::velta::uwb::ErrorCode::FAILED);
-        throw Failure(failure.status(), failure.what() + (is_silent ? ChannelHint(channel) : ""));
+        throw Failure(failure.status(), failure.what() + (is_silent ? hint() : ""));
     }
+}
+
+void CheckStart(const ndk::ScopedAStatus& status, const std::string& asked, int channel) {
+    CheckWithHint(status, asked, [channel] { return ChannelHint(channel); });
 }
 
 CLI::Validator NumberRange(int64_t from, int64_t to) {

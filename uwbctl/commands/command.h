@@ -45,8 +45,21 @@ void AddCount(CLI::App* command, uint64_t* count, const std::string& what);
 /** Adds "-t,--time", after how many seconds a command ends by itself. */
 void AddTime(CLI::App* command, int* seconds);
 
-/** Throws a Failure that names an address that is there twice, in whatever spelling. */
-void CheckDistinct(const std::vector<std::string>& addresses);
+/**
+ * Throws a Failure that names a peer that is there twice, in whatever spelling, or is this device
+ * itself.
+ *
+ * @param own this device's address.
+ */
+void CheckPeers(const std::vector<std::string>& peers, const std::string& own);
+
+/**
+ * Check() with a hint where the service gives no reason.
+ *
+ * @param hint what is known of the reason, asked for after a failure only; may return nothing.
+ */
+void CheckWithHint(const ndk::ScopedAStatus& status, const std::string& asked,
+                   const std::function<std::string()>& hint);
 
 /** Check() of the start of ranging on a channel: explains what the service does not. */
 void CheckStart(const ndk::ScopedAStatus& status, const std::string& asked, int channel);
@@ -58,6 +71,7 @@ CLI::Validator NumberRange(int64_t from, int64_t to);
 CLI::Validator SecondsRange();
 
 // Each adds one command, with its options, to the parser.
+void AddBugreport(CommandLine* line, CLI::App* app);
 void AddCcc(CommandLine* line, CLI::App* app);
 void AddCompletion(CommandLine* line, CLI::App* app);
 void AddCountry(CommandLine* line, CLI::App* app);
@@ -69,7 +83,9 @@ void AddManual(CommandLine* line, CLI::App* app);
 void AddMonitor(CommandLine* line, CLI::App* app);
 void AddRecord(CommandLine* line, CLI::App* app);
 void AddReport(CommandLine* line, CLI::App* app);
+void AddScene(CommandLine* line, CLI::App* app);
 void AddSimple(CommandLine* line, CLI::App* app);
+void AddTag(CommandLine* line, CLI::App* app);
 void AddWait(CommandLine* line, CLI::App* app);
 
 }  // namespace uwbctl

@@ -44,6 +44,7 @@ std::string CommandSection(const CLI::App& command) {
 std::string ValueWords(const CLI::App& top, const std::string& type) {
     if (type == "IFACE") return "$(uwbctl ifaces 2>/dev/null)";
     if (type == "COUNTRY") return "$(uwbctl country --list 2>/dev/null)";
+    if (type == "SCENE") return "$(uwbctl scene --names 2>/dev/null) FILE";
     if (type == "FILE") return "FILE";
     if (type == "COMMAND") {
         std::vector<std::string> names;

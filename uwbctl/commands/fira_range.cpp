@@ -176,7 +176,8 @@ ExitStatus FiraRun::Run() {
 void FiraRun::Start() {
     Check(controller_->setSessionCallback(ndk::SharedRefBase::make<SessionCallback>(events_, this)),
           "set the callback");
-    Check(controller_->initNewTwrSession(session_), "initialise the session");
+    CheckWithHint(controller_->initNewTwrSession(session_), "initialise the session",
+                  [this] { return TimingHint(session_); });
     const ScopedAStatus status = controller_->startRangingSession(session_.id);
     if (status.isOk()) return;
     controller_->deinitSession(session_.id);
@@ -264,7 +265,7 @@ std::optional<Control> FiraRun::MakeControl() {
 void FiraRun::ChangeControlees(bool add, const std::vector<std::string>& peers) {
     try {
         const std::vector<UwbAddress> addresses = ParsePeers(peers);
-        CheckDistinct(peers);
+        CheckPeers(peers, AddressText(session_.deviceAddress));
         if (add) {
             Check(controller_->addControlees(session_.id, addresses, std::nullopt),
                   "add controlees");
@@ -307,7 +308,7 @@ FiraTwrSession EffectiveSession(const FiraRangeOptions& options) {
 
 ExitStatus FiraRange(Events* events, const FiraRangeOptions& options) {
     FiraTwrSession session = EffectiveSession(options);
-    CheckDistinct(AddressTexts(session.destAddressList));
+    CheckPeers(AddressTexts(session.destAddressList), AddressText(session.deviceAddress));
     if (session.destAddressList.empty()) {
         throw Failure(kUsage, "range with whom? name each peer with --peer, such as -p 0x1234");
     }

@@ -89,7 +89,7 @@ UwbAddress CheckAddress(const std::string& option, const std::string& text) {
 }
 
 std::vector<RangingRequest> MakeRequests(const SimpleOptions& options) {
-    CheckDistinct(options.peers);
+    CheckPeers(options.peers, options.address);
     std::vector<RangingRequest> requests;
     for (const std::string& text : options.peers) {
         uint64_t peer = 0;

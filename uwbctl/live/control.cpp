@@ -14,7 +14,7 @@
 namespace uwbctl {
 namespace {
 
-constexpr char kHelp[] = "keys: a add, r remove, s sort, arrows scroll, q quit";
+constexpr char kHelp[] = "keys: q quit, a add, r remove, s sort, arrows scroll";
 constexpr int kDelete = 0x7F;
 constexpr int kEscape = 0x1B;
 

@@ -2,6 +2,7 @@
 #include "uwbctl/live/table_frame.h"
 
 #include <android-base/stringprintf.h>
+#include <android-base/strings.h>
 
 #include <algorithm>
 #include <limits>
@@ -78,6 +79,13 @@ std::vector<const PeerEntry*> Sorted(const TableState& state) {
         return false;
     });
     return entries;
+}
+
+// What of the list of keys there is room for, the first of them; of what is being typed its end.
+std::string Prompt(std::string text, size_t columns) {
+    while (text.size() > columns && text.find(", ") != text.npos) text.resize(text.rfind(", "));
+    if (text.size() > columns) text.erase(0, text.size() - columns);
+    return text;
 }
 
 // The first characters of a line, counting a multi-byte one as one.
@@ -163,12 +171,14 @@ std::vector<FrameLine> MakeFrame(const TableState& state, FrameSize size) {
     }
     if (layout.has_more) {
         const size_t below = entries.size() - above - layout.peers;
-        std::string text = "+" + std::to_string(below) + " more";
-        if (above > 0) text += ", " + std::to_string(above) + " above";
-        lines.push_back({{text, Style::kDim}});
+        std::vector<std::string> parts;
+        if (below > 0) parts.push_back("+" + std::to_string(below) + " more");
+        if (above > 0) parts.push_back(std::to_string(above) + " above");
+        lines.push_back({{::android::base::Join(parts, ", "), Style::kDim}});
     }
     if (layout.has_note) lines.push_back({{state.note}});
-    if (layout.has_prompt) lines.push_back({{state.prompt, Style::kDim}});
+    const size_t columns = size.columns != 0 ? size.columns : state.prompt.size();
+    if (layout.has_prompt) lines.push_back({{Prompt(state.prompt, columns), Style::kDim}});
     if (size.columns != 0) {
         for (FrameLine& line : lines) Cut(size.columns, &line);
     }

@@ -17,6 +17,7 @@
 #include <filesystem>
 
 #include "uwbctl/client/session.h"
+#include "uwbctl/client/text.h"
 #include "uwbctl/report/report_charts.h"
 #include "uwbctl/report/report_data.h"
 #include "uwbctl/report/report_style.h"
@@ -225,7 +226,7 @@ std::string LossReasons(const ReportData& data) {
     std::string html;
     for (const auto& [status, count] : reasons) {
         html += (html.empty() ? "" : ", ") + NumberText(static_cast<double>(count)) +
-                StringPrintf("\u00A0with the radio\u2019s status 0x%02x", status);
+                "\u00A0with " + StatusText(status);
     }
     if (missing > 0) {
         html += (html.empty() ? "" : ", ") + NumberText(static_cast<double>(missing)) +

@@ -143,7 +143,7 @@ struct sim_radio {
 	unsigned int n_regions;
 	struct sim_region regions[SIM_MAX_REGIONS];
 
-	const struct sim_body *body;
+	struct sim_body *body;
 	void *slots[SIM_MAX_PARTS];
 
 	/*

@@ -116,7 +116,7 @@ static inline struct list_head *sim_fira_sessions(const struct sim_radio *radio)
 
 struct sim_fira_session *sim_fira_find(const struct sim_radio *radio, u32 id);
 /* Where the peer of this address is that answers the session, or NULL. */
-const struct sim_body *
+struct sim_body *
 sim_fira_find_peer(const struct sim_radio *radio,
 		   const struct sim_fira_session *session, u16 addr);
 

@@ -9,11 +9,6 @@
 #define STATUS_OK 0x00
 #define STATUS_RX_TIMEOUT 0x21
 
-/* Figure of merit straight ahead; it loses one a degree towards the side. */
-#define FOM_LOS 240
-#define FOM_NLOS 120
-#define URAD_PER_DEGREE 17453
-
 /* 32768 is half a turn. */
 static s16 angle_half_turn(s32 urad)
 {
@@ -30,11 +25,6 @@ static s16 angle_quarter_turn(s32 urad)
 	return clamp_t(s64, value, S16_MIN, S16_MAX);
 }
 
-static u8 fom(const struct sim_sight *sight, s32 urad)
-{
-	return (sight->los ? FOM_LOS : FOM_NLOS) - abs(urad) / URAD_PER_DEGREE;
-}
-
 /* One angle of a measurement: what differs between azimuth and elevation. */
 struct angle {
 	int pair_param;
@@ -44,17 +34,18 @@ struct angle {
 	int fom_attr;
 	s32 urad;
 	s32 pdoa_urad;
+	u8 fom;
 	s16 value;
 };
 
 static int put_antenna(struct sk_buff *skb, const struct angle *angle, u8 pair,
-		       bool with_fom, u8 fom_value)
+		       bool with_fom)
 {
 	struct nlattr *nest = nla_nest_start(skb, angle->nest);
 
 	if (!nest || nla_put_u8(skb, FIRA_AOA_ATTR_RX_ANTENNA_PAIR, pair) ||
 	    nla_put_s16(skb, FIRA_AOA_ATTR_AOA, angle_half_turn(angle->urad)) ||
-	    (with_fom && nla_put_u8(skb, FIRA_AOA_ATTR_FOM, fom_value)) ||
+	    (with_fom && nla_put_u8(skb, FIRA_AOA_ATTR_FOM, angle->fom)) ||
 	    nla_put_s16(skb, FIRA_AOA_ATTR_PDOA,
 			angle_half_turn(angle->pdoa_urad)))
 		return -EMSGSIZE;
@@ -64,21 +55,20 @@ static int put_antenna(struct sk_buff *skb, const struct angle *angle, u8 pair,
 
 /* An angle is there when it was asked for and an antenna pair measures it. */
 static int put_angle(struct sk_buff *skb, const struct sim_fira_params *params,
-		     const struct sim_sight *sight, const struct angle *angle)
+		     const struct angle *angle)
 {
 	bool with_fom = sim_fira_get(params, FIRA_SESSION_PARAM_REPORT_AOA_FOM);
-	u8 fom_value = fom(sight, angle->urad);
 
 	if (!sim_fira_get(params, FIRA_SESSION_PARAM_AOA_RESULT_REQ) ||
 	    !sim_fira_has(params, angle->pair_param))
 		return 0;
 	if (put_antenna(skb, angle, sim_fira_get(params, angle->pair_param),
-			with_fom, fom_value))
+			with_fom))
 		return -EMSGSIZE;
 	if (!sim_fira_get(params, angle->report_param))
 		return 0;
 	if (nla_put_s16(skb, angle->attr, angle->value) ||
-	    (with_fom && nla_put_u8(skb, angle->fom_attr, fom_value)))
+	    (with_fom && nla_put_u8(skb, angle->fom_attr, angle->fom)))
 		return -EMSGSIZE;
 	return 0;
 }
@@ -94,6 +84,7 @@ static int put_sight(struct sk_buff *skb, const struct sim_fira_params *params,
 		.fom_attr = FIRA_MEASUREMENT_ATTR_AZIMUTH_FOM,
 		.urad = sight->azimuth_urad,
 		.pdoa_urad = sight->azimuth_pdoa_urad,
+		.fom = sight->azimuth_merit,
 		.value = angle_half_turn(sight->azimuth_urad),
 	};
 	struct angle elevation = {
@@ -104,6 +95,7 @@ static int put_sight(struct sk_buff *skb, const struct sim_fira_params *params,
 		.fom_attr = FIRA_MEASUREMENT_ATTR_ELEVATION_FOM,
 		.urad = sight->elevation_urad,
 		.pdoa_urad = sight->elevation_pdoa_urad,
+		.fom = sight->elevation_merit,
 		.value = angle_quarter_turn(sight->elevation_urad),
 	};
 
@@ -111,9 +103,9 @@ static int put_sight(struct sk_buff *skb, const struct sim_fira_params *params,
 					   FIRA_MEASUREMENT_ATTR_NLOS) ||
 	    nla_put_s32(skb, FIRA_MEASUREMENT_ATTR_DISTANCE_MM,
 			sight->distance_mm) ||
-	    put_angle(skb, params, sight, &azimuth))
+	    put_angle(skb, params, &azimuth))
 		return -EMSGSIZE;
-	return put_angle(skb, params, sight, &elevation);
+	return put_angle(skb, params, &elevation);
 }
 
 /* One measurement of the peer that answers in the given slot. */
@@ -121,7 +113,7 @@ static int put_measurement(struct sk_buff *skb, const struct sim_radio *radio,
 			   const struct sim_fira_session *session, u16 addr,
 			   unsigned int slot, bool *heard)
 {
-	const struct sim_body *peer = sim_fira_find_peer(radio, session, addr);
+	struct sim_body *peer = sim_fira_find_peer(radio, session, addr);
 	struct nlattr *nest = nla_nest_start(skb, slot);
 	struct sim_sight sight;
 	bool answers;

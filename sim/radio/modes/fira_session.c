@@ -74,7 +74,7 @@ static bool sessions_match(const struct sim_fira_session *session,
 	       params_agree(&session->params, &other->params);
 }
 
-const struct sim_body *
+struct sim_body *
 sim_fira_find_peer(const struct sim_radio *radio,
 		   const struct sim_fira_session *session, u16 addr)
 {

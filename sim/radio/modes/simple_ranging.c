@@ -138,7 +138,7 @@ static bool radio_answers(const struct sim_radio *radio,
 	       peer->pan_id == radio->pan_id;
 }
 
-static const struct sim_body *find_peer(const struct sim_radio *radio, u64 addr)
+static struct sim_body *find_peer(const struct sim_radio *radio, u64 addr)
 {
 	struct sim_radio *peer;
 
@@ -161,7 +161,7 @@ static s32 phase(s32 pdoa_urad)
 static int put_result(struct sk_buff *skb, const struct sim_radio *radio,
 		      const struct simple_request *request, u64 when_ns)
 {
-	const struct sim_body *peer = find_peer(radio, request->peer);
+	struct sim_body *peer = find_peer(radio, request->peer);
 	struct nlattr *nest = nla_nest_start(skb,
 					     MCPS802154_ATTR_RANGING_RESULT);
 	struct sim_sight sight;

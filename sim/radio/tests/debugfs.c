@@ -22,11 +22,13 @@ struct text_file {
 	const char *name;
 	/* Both are called with sim_lock held. */
 	void (*show)(struct seq_file *file);
+	/* NULL for a file that is only read. */
 	int (*write)(const char *text, size_t len);
 };
 
 static const struct text_file text_files[] = {
 	{ "world", sim_world_show, sim_world_write },
+	{ "paths", sim_world_show_paths },
 	{ "faults", sim_faults_show, sim_faults_write },
 };
 
@@ -53,6 +55,8 @@ static ssize_t text_write(struct file *file, const char __user *buf, size_t len,
 	char *text;
 	int err;
 
+	if (!text_file->write)
+		return -EINVAL;
 	if (len > DEBUGFS_MAX_WRITE)
 		return -E2BIG;
 	text = memdup_user_nul(buf, len);
@@ -124,8 +128,10 @@ void sim_debugfs_init(void)
 
 	debugfs_root = debugfs_create_dir(KBUILD_MODNAME, NULL);
 	for (i = 0; i < ARRAY_SIZE(text_files); i++)
-		debugfs_create_file(text_files[i].name, 0600, debugfs_root,
-				    (void *)&text_files[i], &text_fops);
+		debugfs_create_file(text_files[i].name,
+				    text_files[i].write ? 0600 : 0400,
+				    debugfs_root, (void *)&text_files[i],
+				    &text_fops);
 	mutex_lock(&sim_lock);
 	sim_for_each_radio(radio)
 		debugfs_add_radio(radio);

@@ -9,7 +9,8 @@
 
 #include "wire/text.h"
 
-#define TEXT_MAX_WORDS 10
+/* An error model with everything that it can say has as many. */
+#define TEXT_MAX_WORDS 40
 
 /*
  * Cuts a line into its words; returns how many, or -EINVAL for too many. A

@@ -1,111 +1,82 @@
 // SPDX-License-Identifier: GPL-2.0
 /*
- * The world as text: the commands that arrange it, and what it is like.
+ * The commands that arrange the world.
  *
  * Lengths are micrometres inside, metres outside.
  */
-#include <linux/ctype.h>
-#include <linux/ktime.h>
-#include <linux/math64.h>
-#include <linux/seq_file.h>
+#include <linux/kernel.h>
+#include <linux/slab.h>
+#include <linux/string.h>
 
 #include "wire/text.h"
+#include "world/clock.h"
+#include "world/decimal.h"
+#include "world/model.h"
 #include "world/noise.h"
 #include "world/places.h"
+#include "world/walls.h"
 
 #define WORLD_MAX_NOISE_MM 10000
 /* More than any two places are apart: no limit. */
 #define WORLD_MAX_RANGE_UM (4 * SIM_WORLD_MAX_UM)
 #define WORLD_MAX_SPEED_UM (1000LL * USEC_PER_SEC)
-
-/* "-1.25" to millionths; at most six decimals count, further ones are cut. */
-static int world_parse_decimal(const char *word, s64 limit, s64 *out)
-{
-	bool negative = *word == '-';
-	s64 scale = USEC_PER_SEC;
-	s64 value = 0;
-
-	if (*word == '-' || *word == '+')
-		word++;
-	if (!isdigit(*word))
-		return -EINVAL;
-	for (; isdigit(*word); word++) {
-		value = value * 10 + (*word - '0') * USEC_PER_SEC;
-		if (value > limit)
-			return -EINVAL;
-	}
-	if (*word == '.') {
-		for (word++; isdigit(*word); word++) {
-			scale /= 10;
-			value += (*word - '0') * scale;
-		}
-	}
-	if (*word || value > limit)
-		return -EINVAL;
-	*out = negative ? -value : value;
-	return 0;
-}
+#define WORLD_MAX_SECONDS (1000000LL * USEC_PER_SEC)
 
 static int world_parse_vec(char **words, s64 limit, struct sim_vec *vec)
 {
-	if (world_parse_decimal(words[0], limit, &vec->x) ||
-	    world_parse_decimal(words[1], limit, &vec->y) ||
-	    world_parse_decimal(words[2], limit, &vec->z))
+	if (sim_decimal_parse(words[0], limit, &vec->x) ||
+	    sim_decimal_parse(words[1], limit, &vec->y) ||
+	    sim_decimal_parse(words[2], limit, &vec->z))
 		return -EINVAL;
 	return 0;
 }
 
-/* X Y Z [VX VY VZ], as of now. */
-static int world_parse_body(char **words, int n, struct sim_body *body)
+/* X Y Z [VX VY VZ]. */
+static int world_parse_place(char **words, int n, struct sim_vec *pos,
+			     struct sim_vec *vel)
 {
-	struct sim_vec vel = {};
-	struct sim_vec pos;
-
+	*vel = (struct sim_vec) {};
 	if (n != 3 && n != 6)
 		return -EINVAL;
-	if (world_parse_vec(words, SIM_WORLD_MAX_UM, &pos))
+	if (world_parse_vec(words, SIM_WORLD_MAX_UM, pos))
 		return -EINVAL;
-	if (n == 6 && world_parse_vec(words + 3, WORLD_MAX_SPEED_UM, &vel))
+	if (n == 6 && world_parse_vec(words + 3, WORLD_MAX_SPEED_UM, vel))
 		return -EINVAL;
-	body->pos = pos;
-	body->vel = vel;
-	body->since_ns = ktime_get_ns();
 	return 0;
 }
 
 static int world_cmd_radio(char **words, int n, bool apply)
 {
-	struct sim_body *place;
-	struct sim_body body;
+	struct sim_vec pos, vel;
+	struct sim_body *body;
 	unsigned int index;
 
 	if (n < 1 || kstrtouint(words[0], 10, &index))
 		return -EINVAL;
-	place = sim_place_of_radio(index);
-	if (!place)
-		return -EINVAL;
-	body = *place;
-	if (world_parse_body(words + 1, n - 1, &body))
+	body = sim_body_of_radio(index);
+	if (!body || world_parse_place(words + 1, n - 1, &pos, &vel))
 		return -EINVAL;
 	if (apply)
-		*place = body;
+		sim_body_put(body, &pos, &vel);
 	return 0;
 }
 
 static int world_cmd_tag(char **words, int n, bool apply)
 {
-	struct sim_body body = { .los = true };
+	struct sim_vec pos, vel;
 	struct sim_tag *tag;
 	u64 addr;
+	int err;
 
-	if (n < 1 || kstrtou64(words[0], 0, &addr))
+	if (n < 1 || kstrtou64(words[0], 0, &addr) ||
+	    world_parse_place(words + 1, n - 1, &pos, &vel))
 		return -EINVAL;
-	tag = sim_tag_find(addr);
-	if (tag)
-		body = tag->body;
-	if (world_parse_body(words + 1, n - 1, &body))
-		return -EINVAL;
-	return apply ? sim_tag_put(addr, &body) : 0;
+	if (!apply)
+		return 0;
+	err = sim_tag_make(addr, &tag);
+	if (!err)
+		sim_body_put(&tag->body, &pos, &vel);
+	return err;
 }
 
 /*
@@ -122,16 +93,36 @@ static int world_parse_tag(const char *word, bool apply, struct sim_tag **tag)
 	return apply && !*tag ? -EINVAL : 0;
 }
 
+/* A tag by its address, or "radio0". */
+static int world_parse_who(const char *word, bool apply, struct sim_body **body)
+{
+	static const char radio[] = "radio";
+	size_t skip = strlen(radio);
+	struct sim_tag *tag;
+	unsigned int index;
+	int err;
+
+	if (!strncmp(word, radio, skip)) {
+		if (kstrtouint(word + skip, 10, &index))
+			return -EINVAL;
+		*body = sim_body_of_radio(index);
+		return *body ? 0 : -EINVAL;
+	}
+	err = world_parse_tag(word, apply, &tag);
+	*body = !err && tag ? &tag->body : NULL;
+	return err;
+}
+
 static int world_cmd_los(char **words, int n, bool apply)
 {
-	struct sim_tag *tag;
+	struct sim_body *body;
 	bool los;
 
 	if (n != 2 || kstrtobool(words[1], &los) ||
-	    world_parse_tag(words[0], apply, &tag))
+	    world_parse_who(words[0], apply, &body))
 		return -EINVAL;
 	if (apply)
-		tag->body.los = los;
+		body->los = los;
 	return 0;
 }
 
@@ -181,11 +172,171 @@ static int world_cmd_range(char **words, int n, bool apply)
 {
 	s64 um;
 
-	if (n != 1 || world_parse_decimal(words[0], WORLD_MAX_RANGE_UM, &um) ||
+	if (n != 1 || sim_decimal_parse(words[0], WORLD_MAX_RANGE_UM, &um) ||
 	    um < 0)
 		return -EINVAL;
 	if (apply)
 		sim_range_um = um;
+	return 0;
+}
+
+/* ---- Paths ---- */
+
+static int world_cmd_path(char **words, int n, bool apply)
+{
+	struct sim_body *body;
+	struct sim_path *path;
+	bool loop;
+
+	if (n != 2 || world_parse_who(words[0], apply, &body))
+		return -EINVAL;
+	loop = !strcmp(words[1], "loop");
+	if (!loop && strcmp(words[1], "once"))
+		return -EINVAL;
+	if (!apply)
+		return 0;
+	path = sim_path_new(loop);
+	if (!path)
+		return -ENOMEM;
+	sim_body_follow(body, path);
+	return 0;
+}
+
+static int world_parse_sight(char **words, int n, enum sim_path_sight *sight)
+{
+	*sight = SIM_PATH_CLEAR;
+	if (!n)
+		return 0;
+	if (!strcmp(words[0], "nlos"))
+		*sight = SIM_PATH_NLOS;
+	else if (!strcmp(words[0], "lost"))
+		*sight = SIM_PATH_LOST;
+	else
+		return -EINVAL;
+	return n > 1 ? -EINVAL : 0;
+}
+
+static int world_cmd_point(char **words, int n, bool apply)
+{
+	struct sim_body *body;
+	struct sim_point point;
+
+	if (n < 5 || world_parse_who(words[0], apply, &body) ||
+	    sim_decimal_parse(words[1], WORLD_MAX_SECONDS, &point.time_us) ||
+	    point.time_us < 0 ||
+	    world_parse_vec(words + 2, SIM_WORLD_MAX_UM, &point.at) ||
+	    world_parse_sight(words + 5, n - 5, &point.sight))
+		return -EINVAL;
+	if (!apply)
+		return 0;
+	return body->path ? sim_path_add(body->path, &point) : -EINVAL;
+}
+
+/* ---- What goes wrong ---- */
+
+static int world_set_model(char **words, int n, struct sim_model *model)
+{
+	int i;
+
+	if (!n || n % 2)
+		return -EINVAL;
+	for (i = 0; i < n; i += 2) {
+		if (sim_model_set(model, words[i], words[i + 1]))
+			return -EINVAL;
+	}
+	return 0;
+}
+
+/* A model begins as the world's. */
+static int world_change_model(char **words, int n, struct sim_model **place)
+{
+	struct sim_model model = sim_model_ideal;
+
+	if (sim_model)
+		model = *sim_model;
+	if (*place)
+		model = **place;
+	if (world_set_model(words, n, &model))
+		return -EINVAL;
+	if (!*place)
+		*place = kmalloc(sizeof(model), GFP_KERNEL);
+	if (!*place)
+		return -ENOMEM;
+	**place = model;
+	return 0;
+}
+
+/* WHO none, or WHO KEY VALUE ...; * is for all that have none of their own. */
+static int world_cmd_model(char **words, int n, bool apply)
+{
+	struct sim_model checked = sim_model_ideal;
+	struct sim_model **place = &sim_model;
+	struct sim_body *body;
+
+	if (n < 2)
+		return -EINVAL;
+	if (strcmp(words[0], "*")) {
+		if (world_parse_who(words[0], apply, &body))
+			return -EINVAL;
+		place = apply ? &body->model : NULL;
+	}
+	if (n == 2 && !strcmp(words[1], "none")) {
+		if (apply) {
+			kfree(*place);
+			*place = NULL;
+		}
+		return 0;
+	}
+	if (!apply)
+		return world_set_model(words + 1, n - 1, &checked);
+	return world_change_model(words + 1, n - 1, place);
+}
+
+static int world_cmd_wall(char **words, int n, bool apply)
+{
+	struct sim_wall wall = { .obstacle = SIM_OBSTACLE_BLOCKS };
+
+	if (n == 5 && !strcmp(words[4], "stops"))
+		wall.obstacle = SIM_OBSTACLE_STOPS;
+	else if (n != 4)
+		return -EINVAL;
+	if (sim_decimal_parse(words[0], SIM_WORLD_MAX_UM, &wall.from.x) ||
+	    sim_decimal_parse(words[1], SIM_WORLD_MAX_UM, &wall.from.y) ||
+	    sim_decimal_parse(words[2], SIM_WORLD_MAX_UM, &wall.to.x) ||
+	    sim_decimal_parse(words[3], SIM_WORLD_MAX_UM, &wall.to.y))
+		return -EINVAL;
+	return apply ? sim_wall_add(&wall) : 0;
+}
+
+/* ---- Time, and a name ---- */
+
+static int world_cmd_rate(char **words, int n, bool apply)
+{
+	s64 rate;
+
+	if (n != 1 || sim_decimal_parse(words[0], SIM_MAX_RATE, &rate) ||
+	    rate < 0)
+		return -EINVAL;
+	if (apply)
+		sim_clock_set_rate(rate);
+	return 0;
+}
+
+static int world_cmd_wait(char **words, int n, bool apply)
+{
+	if (n)
+		return -EINVAL;
+	if (apply)
+		sim_clock_wait();
+	return 0;
+}
+
+static int world_cmd_scene(char **words, int n, bool apply)
+{
+	if (n != 1 || strlen(words[0]) >= sizeof(sim_scene_name))
+		return -EINVAL;
+	if (apply)
+		strscpy(sim_scene_name, words[0], sizeof(sim_scene_name));
 	return 0;
 }
 
@@ -201,6 +352,13 @@ static const struct world_cmd {
 	{ "seed", world_cmd_seed },
 	{ "noise", world_cmd_noise },
 	{ "range", world_cmd_range },
+	{ "path", world_cmd_path },
+	{ "point", world_cmd_point },
+	{ "model", world_cmd_model },
+	{ "wall", world_cmd_wall },
+	{ "rate", world_cmd_rate },
+	{ "wait", world_cmd_wait },
+	{ "scene", world_cmd_scene },
 };
 
 static int world_run_words(char **words, int n, bool apply)
@@ -214,56 +372,4 @@ int sim_world_write(const char *text, size_t len)
 {
 	lockdep_assert_held(&sim_lock);
 	return sim_run_lines("world", text, len, world_run_words);
-}
-
-/* ---- Text ---- */
-
-/* Micrometres as metres with three decimals. */
-static void world_show_metres(struct seq_file *file, s64 um)
-{
-	u64 mm = div_u64(abs(um) + 500, 1000);
-	u32 rest;
-	u64 metres = div_u64_rem(mm, 1000, &rest);
-
-	seq_printf(file, " %s%llu.%03u", um < 0 && mm ? "-" : "", metres, rest);
-}
-
-static void world_show_body(struct seq_file *file, const struct sim_body *body,
-			    u64 when_ns)
-{
-	struct sim_vec pos = sim_position(body, when_ns);
-
-	world_show_metres(file, pos.x);
-	world_show_metres(file, pos.y);
-	world_show_metres(file, pos.z);
-	world_show_metres(file, body->vel.x);
-	world_show_metres(file, body->vel.y);
-	world_show_metres(file, body->vel.z);
-}
-
-void sim_world_show(struct seq_file *file)
-{
-	u64 now_ns = ktime_get_ns();
-	const struct sim_body *place;
-	const struct sim_tag *tag;
-	unsigned int i;
-
-	lockdep_assert_held(&sim_lock);
-	seq_printf(file, "time_ns %llu seed %llu noise_mm %d range", now_ns,
-		   sim_noise_seed(), sim_noise_mm);
-	world_show_metres(file, sim_range_um);
-	seq_putc(file, '\n');
-	for (i = 0; i < SIM_MAX_RADIOS; i++) {
-		place = sim_place_of_radio(i);
-		if (!place)
-			continue;
-		seq_printf(file, "radio %u", i);
-		world_show_body(file, place, now_ns);
-		seq_putc(file, '\n');
-	}
-	list_for_each_entry(tag, &sim_tags, node) {
-		seq_printf(file, "tag 0x%04llx", tag->addr);
-		world_show_body(file, &tag->body, now_ns);
-		seq_printf(file, " los %d\n", tag->body.los);
-	}
 }

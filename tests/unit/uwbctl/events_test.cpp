@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <stdexcept>
+#include <string>
 
 #include "uwbctl/client/output.h"
 
@@ -72,7 +73,8 @@ TEST_F(EventsDeathTest, KnowsWhetherItsOutputArrives) {
     EXPECT_EXIT(
         {
             if (freopen("/dev/full", "w", stdout) == nullptr) exit(2);
-            puts("lost");
+            BufferStandardOutput();
+            puts(std::string(30'000, 'x').c_str());
             Events events;
             const bool is_closed = events.Wait(milliseconds(0)) == Wake::kOutputClosed;
             exit(is_closed && FlushStandardOutput() == "No space left on device" ? 0 : 1);

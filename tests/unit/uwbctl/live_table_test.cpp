@@ -64,10 +64,26 @@ TEST(TableFrame, FitsAnyTerminalAndSaysWhatIsLeftOut) {
             if (rows < 3) continue;
             const size_t above = std::min(scrolled, left_out);
             EXPECT_LT(left_out, 20U) << rows;
-            EXPECT_EQ(all.find("+" + std::to_string(left_out - above) + " more") != all.npos,
-                      left_out > 0)
+            const size_t below = left_out - above;
+            EXPECT_EQ(all.find("+" + std::to_string(below) + " more") != all.npos, below > 0)
                 << all;
+            EXPECT_EQ(all.find(std::to_string(above) + " above\n") != all.npos, above > 0) << all;
         }
+    }
+}
+
+TEST(TableFrame, NoKeyIsNamedByHalfAndTheEndOfWhatIsTypedIsSeen) {
+    const struct {
+        const char* prompt;
+        size_t columns;
+        const char* shown;
+    } kCases[] = {{"keys: q quit, a add, r remove", 29, "keys: q quit, a add, r remove"},
+                  {"keys: q quit, a add, r remove", 28, "keys: q quit, a add"},
+                  {"keys: q quit, a add, r remove", 14, "keys: q quit"},
+                  {"add 0x1234 0x56_", 12, "0x1234 0x56_"}};
+    for (const auto& [prompt, columns, shown] : kCases) {
+        const auto frame = MakeFrame({.prompt = prompt}, {.rows = 9, .columns = columns});
+        EXPECT_EQ(PlainText(frame.back()), shown);
     }
 }
 

@@ -1,0 +1,73 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "conformance/client_process.h"
+
+#include <android-base/file.h>
+#include <android-base/strings.h>
+#include <signal.h>
+#include <unistd.h>
+
+#include <thread>
+#include <vector>
+
+#include "conformance/fira_client.h"
+#include "conformance/target.h"
+
+namespace hardware::velta::conformance {
+
+using ::android::base::Split;
+
+void RunClient(const std::string& step) {
+    Hal hal;
+    std::string said = hal.Open();
+    if (step.starts_with("fira-")) {
+        FiraClient fira(hal, 0);
+        said = fira.Init(ControllerSession());
+        if (step != "fira-initialised") said = fira.Start();
+        if (step == "fira-stopping") said = fira.Stop();
+    } else if (step.starts_with("ccc-")) {
+        const auto ccc = hal.Get(0, &IUwbIface::cccController);
+        int64_t time0 = 0;
+        said = Said(ccc->initSession());
+        if (step == "ccc-running")
+            said = Said(ccc->startSession(1, 50, TheTarget().channel, &time0));
+    } else if (step == "simple-running") {
+        const auto simple = hal.Get(0, &IUwbIface::simpleRangingController);
+        simple->setCallback(SharedRefBase::make<SimpleEvents>());
+        simple->startInitiatorMode(1, Short(0x0001), TheTarget().channel);
+        said = Said(simple->setRangings({{.id = 1}}));
+    }
+    printf("%d %s\n", getpid(), said.c_str());
+    fflush(stdout);
+    if (step == "callbacks") {
+        // The service asks this process back for each new one, and always has another to ask for.
+        const auto fira = hal.Get(0, &IUwbIface::firaController);
+        std::vector<std::thread> threads;
+        threads.reserve(4);
+        for (int i = 0; i < 4; i++) {
+            threads.emplace_back([fira] {
+                for (;;) fira->setSessionCallback(SharedRefBase::make<FiraEvents>());
+            });
+        }
+        threads.front().join();
+    }
+    for (;;) pause();
+}
+
+ClientProcess::ClientProcess(const std::string& step)
+    : output_(popen(("exec " + android::base::GetExecutablePath() + " --client=" + step +
+                     TheTarget().Options())
+                        .c_str(),
+                    "re")) {  // NOLINT(cert-env33-c)
+    char line[256] = "";
+    if (fgets(line, sizeof(line), output_) == nullptr) return;
+    const std::vector<std::string> parts = Split(android::base::Trim(line), " ");
+    pid_ = std::stoi(parts[0]);
+    said = android::base::Join(std::vector(parts.begin() + 1, parts.end()), " ");
+}
+
+ClientProcess::~ClientProcess() {
+    if (pid_ > 0) kill(pid_, SIGKILL);
+    pclose(output_);
+}
+
+}  // namespace hardware::velta::conformance

@@ -1,0 +1,63 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "diagnostics/dump_delivery.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <utility>
+
+namespace hardware::velta {
+
+DumpDelivery::~DumpDelivery() {
+    while (!pending_.empty()) End(pending_.begin());
+}
+
+bool DumpDelivery::Deliver(int fd, std::string text) {
+    Pending pending = {.fd = android::base::unique_fd(fcntl(fd, F_DUPFD_CLOEXEC, 0)),
+                       .flags = fcntl(fd, F_GETFL),
+                       .text = std::move(text)};
+    if (pending.fd.get() < 0 || pending.flags < 0) return false;
+    fcntl(pending.fd.get(), F_SETFL, pending.flags | O_NONBLOCK);
+    if (Write(&pending)) {
+        Restore(pending);
+        return true;
+    }
+    if (pending_.size() == kMaxPending) End(pending_.begin());
+    const int own = pending.fd.get();
+    pending_.push_back(std::move(pending));
+    event_loop_->WatchFileDescriptor(own, EventLoop::kModeOutput,
+                                     [this](int ready) { OnWritable(ready); });
+    return true;
+}
+
+bool DumpDelivery::Write(Pending* pending) {
+    while (pending->written < pending->text.size()) {
+        const ssize_t count = write(pending->fd.get(), pending->text.data() + pending->written,
+                                    pending->text.size() - pending->written);
+        if (count < 0 && errno == EINTR) continue;
+        if (count < 0 && errno == EAGAIN) return false;
+        if (count <= 0) return true;  // Nobody reads it any more.
+        pending->written += static_cast<size_t>(count);
+    }
+    return true;
+}
+
+void DumpDelivery::Restore(const Pending& pending) {
+    fcntl(pending.fd.get(), F_SETFL, pending.flags);
+}
+
+void DumpDelivery::OnWritable(int fd) {
+    const auto pending = std::find_if(pending_.begin(), pending_.end(),
+                                      [fd](const Pending& it) { return it.fd.get() == fd; });
+    if (pending != pending_.end() && Write(&*pending)) End(pending);
+}
+
+void DumpDelivery::End(std::list<Pending>::iterator pending) {
+    event_loop_->StopWatchFileDescriptor(pending->fd.get());
+    Restore(*pending);
+    pending_.erase(pending);
+}
+
+}  // namespace hardware::velta

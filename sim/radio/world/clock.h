@@ -1,0 +1,31 @@
+/* SPDX-License-Identifier: GPL-2.0 */
+/*
+ * The world's time. Radios live in CLOCK_MONOTONIC, and so do their reports;
+ * what moves, moves in the world's time, which may go faster, slower, or wait.
+ */
+#ifndef SIM_CLOCK_H
+#define SIM_CLOCK_H
+
+#include <linux/types.h>
+
+/* How much faster the world may be, in millionths. */
+#define SIM_MAX_RATE (3600 * 1000000LL)
+
+/* The world's time is CLOCK_MONOTONIC's again. */
+void sim_clock_reset(void);
+
+/* The world's time at a time of CLOCK_MONOTONIC, and now; nanoseconds. */
+u64 sim_clock_at(u64 real_ns);
+u64 sim_clock_now(void);
+
+/* How many seconds of the world pass in one of ours, in millionths. */
+void sim_clock_set_rate(s64 rate);
+s64 sim_clock_rate(void);
+
+/* From now on the world stands still until something is measured. */
+void sim_clock_wait(void);
+bool sim_clock_waits(void);
+/* Something is measured, of that time of CLOCK_MONOTONIC. */
+void sim_clock_measured(u64 real_ns);
+
+#endif /* SIM_CLOCK_H */

@@ -1,0 +1,71 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "uwbctl/world/replay.h"
+
+#include <cmath>
+#include <map>
+
+#include "uwbctl/client/client.h"
+
+namespace uwbctl {
+namespace {
+
+constexpr double kNanosPerSecond = 1e9;
+constexpr double kMmPerMetre = 1000;
+// What the scene's file allows between two points.
+constexpr double kShortestLeg = 1e-3;
+
+// Where a radio at the origin, which looks along y, has seen the peer.
+Vec3 PlaceOf(const Measurement& measurement) {
+    const double metres = static_cast<double>(*measurement.distance_mm) / kMmPerMetre;
+    const double azimuth = measurement.azimuth ? measurement.azimuth->radians : 0;
+    const double elevation = measurement.elevation ? measurement.elevation->radians : 0;
+    return {.x = metres * std::cos(elevation) * std::sin(azimuth),
+            .y = metres * std::cos(elevation) * std::cos(azimuth),
+            .z = metres * std::sin(elevation)};
+}
+
+void AddPoint(const Measurement& measurement, double seconds, Path* path) {
+    Waypoint point{.seconds = seconds};
+    const bool has_answered = measurement.status == 0 && measurement.distance_mm;
+    if (has_answered) {
+        point.at = PlaceOf(measurement);
+        if (!measurement.line_of_sight.value_or(true)) point.sight = Sight::kBlocked;
+        if (path->points.empty() && seconds >= kShortestLeg) {
+            path->points.push_back({.seconds = 0, .at = point.at, .sight = Sight::kLost});
+        }
+    } else {
+        // Whoever was never there has no place to be lost at.
+        if (path->points.empty()) return;
+        point.at = path->points.back().at;
+        point.sight = Sight::kLost;
+    }
+    if (!path->points.empty() && seconds < path->points.back().seconds + kShortestLeg) return;
+    path->points.push_back(point);
+}
+
+}  // namespace
+
+Scene ReplayScene(const Recording& recording) {
+    std::map<std::string, Path> paths;
+    const int64_t begin =
+        recording.measurements.empty() ? 0 : recording.measurements.front().timestamp_ns;
+    for (const Measurement& measurement : recording.measurements) {
+        const double seconds =
+            static_cast<double>(measurement.timestamp_ns - begin) / kNanosPerSecond;
+        AddPoint(measurement, seconds, &paths[measurement.peer]);
+    }
+    Scene scene{.noise_mm = 0, .waits = true};
+    for (auto& [peer, path] : paths) {
+        const auto id = ParseThingId(peer);
+        if (!id || path.points.empty()) continue;
+        path.is_loop = false;
+        Thing& thing = scene.things.emplace_back();
+        thing.id = *id;
+        thing.at = path.points.front().at;
+        thing.path = std::move(path);
+    }
+    if (scene.things.empty()) throw Failure(kUsage, "nobody has answered in this recording");
+    return scene;
+}
+
+}  // namespace uwbctl
