@@ -8,7 +8,7 @@ cd "$ROOT"
 # shellcheck source=scripts/common.sh
 . scripts/common.sh
 
-readonly BUILD=build/bench
+BUILD=build/bench
 readonly SERVICE=hardware.velta.uwb-service
 readonly FLOORS=(uwb_bare_package uwb_bare_service uwb_fira_floor)
 readonly GUEST_GROUPS=(calls netlink sessions reports rate ranging footprint)
@@ -18,7 +18,7 @@ usage() {
 usage: ./dev bench [OPTION]...
 
   --quick          two rounds, each shorter: under three minutes
-  --smoke          one round of everything, as short as can be: do the benchmarks work?
+  --smoke          one round of everything, as short as can be, of build/dev: do the benchmarks work?
   --rounds N       how often each figure is taken (5)
   --only LIST      calls,netlink,sessions,reports,rate,ranging,footprint,size,host (all of them)
   --service FILE   measure this binary of the service in place of this tree's
@@ -40,7 +40,7 @@ mode=full
 only=
 service=
 rev=
-output=$BUILD/result.json
+output=build/bench/result.json
 before=
 page=
 steady=--steady
@@ -70,8 +70,9 @@ done
 for group in ${only//,/ }; do
   [[ " ${GUEST_GROUPS[*]} size host " == *" $group "* ]] || die "bench: there is no figure '$group'"
 done
+[ "$mode" != smoke ] || BUILD=build/dev  # What ./dev test has built anyway.
 if [ -z "$page" ]; then
-  page=$BUILD/performance.md
+  page=build/bench/performance.md
   if [ "$mode" = full ] && [ -z "$only$service$rev" ]; then page=docs/performance.md; fi
 fi
 
@@ -108,7 +109,11 @@ stripped_size() {
 }
 
 say "building (bench)"
-build_tree . "$BUILD" bench
+if [ "$mode" = smoke ]; then
+  run_logged bench cmake --build "$BUILD" --target bench || die "the build of the benchmarks failed"
+else
+  build_tree . "$BUILD" bench
+fi
 sim/device/build_module.sh "$BUILD/radio" || die "the virtual radio could not be built"
 what="this tree, $(git describe --always --dirty)"
 other=$service$rev
@@ -174,6 +179,7 @@ meta=(
 )
 mkdir -p "$(dirname "$output")"
 "$BUILD/bin/uwb_bench_report" "$output" --samples "$samples" "${meta[@]}" --page "$page" \
+  --notes bench/report/notes.md \
   ${before:+--before "$before"} | tee "$work/table" || status=$?
 if [ "$mode" != full ]; then say "$mode: $rounds round(s), shorter than a full run: only an impression"; fi
 say "the run is in $output, the page in $page"

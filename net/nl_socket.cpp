@@ -269,9 +269,10 @@ void NlSocket::SetLostHandler(std::function<void()> on_lost) {
 }
 
 void NlSocket::CheckLost(int result) {
-    // Nothing there, a stray answer and a refusal are no losses.
+    // Nothing there, a stray answer, a refusal and a list that changed while it was told are no
+    // losses.
     if (result >= 0 || !watching_ || !on_lost_ || reader_->was_refused_ || result == -NLE_AGAIN ||
-        result == -NLE_INTR || result == -NLE_SEQ_MISMATCH) {
+        result == -NLE_INTR || result == -NLE_SEQ_MISMATCH || result == -NLE_DUMP_INTR) {
         return;
     }
     // Later: whoever reads here may be in the middle of starting a session.

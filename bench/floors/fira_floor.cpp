@@ -4,6 +4,11 @@
 // a relay that turns each netlink report into one oneway binder call without converting it.
 //   uwb_fira_floor NAME RECEIVE_BUFFER     radio 0; RECEIVE_BUFFER 0 leaves the socket's own
 //   uwb_fira_floor NAME convert            the relay converts each report, by hand
+//   uwb_fira_floor NAME alike              calls take the sockets, checks and log lines of the
+//   service
+#define LOG_TAG "velta.uwb.Floor"
+
+#include <android-base/logging.h>
 #include <netlink/attr.h>
 #include <netlink/genl/genl.h>
 #include <netlink/msg.h>
@@ -17,6 +22,7 @@
 #include "bench/floors/plain_radio.h"
 #include "bench/floors/plain_report.h"
 #include "bench/floors/polled_process.h"
+#include "host/stderr_logger.h"
 #include "net/mcps802154.h"
 
 namespace hardware::velta::bench {
@@ -26,8 +32,11 @@ using namespace ::aidl::hardware::velta::uwb;
 
 class FiraFloor : public FloorController {
   public:
-    FiraFloor(int receive_buffer, bool converts)
-        : radio_(0), receive_buffer_(receive_buffer), converts_(converts) {}
+    FiraFloor(int receive_buffer, bool converts, Manner manner)
+        : radio_(0, manner),
+          manner_(manner),
+          receive_buffer_(receive_buffer),
+          converts_(converts) {}
 
     int report_fd() const { return radio_.report_fd(); }
     void OnReport();
@@ -38,10 +47,17 @@ class FiraFloor : public FloorController {
     }
     Status initNewTwrSession(const FiraTwrSession& session) override;
     Status startRangingSession(int32_t id) override {
+        radio_.Say({__func__});
         return Answer(radio_.Start(id, receive_buffer_));
     }
-    Status stopRangingSession(int32_t id) override { return Answer(radio_.Stop(id)); }
-    Status deinitSession(int32_t id) override { return Answer(radio_.Deinit(id)); }
+    Status stopRangingSession(int32_t id) override {
+        radio_.Say({__func__});
+        return Answer(radio_.Stop(id));
+    }
+    Status deinitSession(int32_t id) override {
+        radio_.Say({__func__});
+        return Answer(radio_.Deinit(id));
+    }
     Status reset() override {
         // Closing the starter's socket stops what runs.
         return Answer(radio_.Stopped() && (id_ == 0 || radio_.Deinit(id_)));
@@ -51,6 +67,7 @@ class FiraFloor : public FloorController {
     static Status Answer(bool ok) { return ok ? Status::ok() : Unsupported(); }
 
     PlainRadio radio_;
+    Manner manner_;
     int receive_buffer_;
     bool converts_;
     int32_t id_ = 0;
@@ -62,6 +79,7 @@ class FiraFloor : public FloorController {
 };
 
 FloorController::Status FiraFloor::initNewTwrSession(const FiraTwrSession& session) {
+    if (manner_ == Manner::kAlike) LOG(INFO) << __func__ << ":" << session.toString();
     id_ = data_.sessionId = session.id;
     measurements_.clear();
     for (const UwbAddress& address : session.destAddressList) {
@@ -110,9 +128,11 @@ int main(int argc, char** argv) {
     using namespace hardware::velta::bench;
     if (argc != 3) return 2;
     const bool converts = strcmp(argv[2], "convert") == 0;
+    const Manner manner = strcmp(argv[2], "alike") == 0 ? Manner::kAlike : Manner::kBare;
+    android::base::SetLogger(hardware::velta::LogToStderr);
     // What is no number leaves the buffer as it is.
     const auto receive_buffer = static_cast<int>(strtol(argv[2], nullptr, 10));
-    const auto floor = ndk::SharedRefBase::make<FiraFloor>(receive_buffer, converts);
+    const auto floor = ndk::SharedRefBase::make<FiraFloor>(receive_buffer, converts, manner);
     RunPolled(
         floor->asBinder(), FloorInstance(argv[1]), [&] { return floor->report_fd(); },
         [&] { floor->OnReport(); });

@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
+#define LOG_TAG "velta.uwb.Floor"
+
 #include "bench/floors/plain_radio.h"
 
+#include <android-base/logging.h>
 #include <net/if.h>
 #include <netlink/attr.h>
 #include <netlink/genl/ctrl.h>
@@ -27,6 +30,8 @@ constexpr int kAttrPage = 7;
 constexpr int kAttrChannel = 8;
 constexpr int kUwbPage = 4;
 
+constexpr size_t kMessageSize = size_t{32} * 1024;
+
 // As the kernel puts lists: without the flag that libnl sets on every nest.
 nlattr* Open(nl_msg* msg, int type) {
     nlattr* nest = nla_nest_start(msg, type);
@@ -36,6 +41,24 @@ nlattr* Open(nl_msg* msg, int type) {
 
 uint16_t Short(const ::aidl::hardware::velta::uwb::UwbAddress& address) {
     return static_cast<uint16_t>(address.address[0] << 8 | address.address[1]);
+}
+
+// Connected, as the service's sockets are; null when the kernel refuses.
+nl_sock* NewSocket() {
+    nl_sock* socket = nl_socket_alloc();
+    if (genl_connect(socket) != 0) {
+        nl_socket_free(socket);
+        return nullptr;
+    }
+    nl_socket_set_msg_buf_size(socket, kMessageSize);
+    nl_socket_disable_msg_peek(socket);
+    return socket;
+}
+
+bool ReadFlags(int fd, const std::string& iface, ifreq* request) {
+    *request = {};
+    strncpy(request->ifr_name, iface.c_str(), IFNAMSIZ - 1);
+    return ioctl(fd, SIOCGIFFLAGS, request) == 0;
 }
 
 bool PutControlees(nl_msg* msg, const PlainRadio::FiraTwrSession& session) {
@@ -52,9 +75,12 @@ bool PutControlees(nl_msg* msg, const PlainRadio::FiraTwrSession& session) {
 
 }  // namespace
 
-PlainRadio::PlainRadio(uint32_t radio)
-    : radio_(radio), iface_("wpan" + std::to_string(radio)), requests_(nl_socket_alloc()) {
-    if (genl_connect(requests_) != 0) abort();
+PlainRadio::PlainRadio(uint32_t radio, Manner manner)
+    : radio_(radio),
+      manner_(manner),
+      iface_("wpan" + std::to_string(radio)),
+      requests_(NewSocket()) {
+    if (requests_ == nullptr) abort();
     mcps_ = genl_ctrl_resolve(requests_, MCPS802154_GENL_NAME);
     ieee_ = genl_ctrl_resolve(requests_, "nl802154");
     if (mcps_ < 0 || ieee_ < 0) abort();
@@ -69,6 +95,23 @@ bool PlainRadio::Call(nl_sock* socket, nl_msg* msg) {
     const bool ok = nl_send_auto(socket, msg) >= 0 && nl_wait_for_ack(socket) == 0;
     nlmsg_free(msg);
     return ok;
+}
+
+bool PlainRadio::Request(nl_msg* msg) {
+    if (manner_ == Manner::kBare) return Call(requests_, msg);
+    nl_sock* socket = NewSocket();
+    if (socket == nullptr) return false;
+    constexpr timeval kPatience = {.tv_sec = 1, .tv_usec = 0};
+    setsockopt(nl_socket_get_fd(socket), SOL_SOCKET, SO_RCVTIMEO, &kPatience, sizeof(kPatience));
+    const bool ok = Call(socket, msg);
+    Say({"SendAndAwaitAck: Received ACK"});
+    nl_socket_free(socket);
+    return ok;
+}
+
+void PlainRadio::Say(std::initializer_list<const char*> lines) const {
+    if (manner_ == Manner::kBare) return;
+    for (const char* line : lines) LOG(INFO) << line;
 }
 
 nl_msg* PlainRadio::NewIeee(uint8_t command) const {
@@ -105,8 +148,8 @@ nl_msg* PlainRadio::NewStrideRequest(int32_t id) const {
     });
 }
 
-bool PlainRadio::SendState(nl_sock* socket, uint8_t call, int32_t id) {
-    return Call(socket, NewCall(call, id, {}));
+bool PlainRadio::SendState(uint8_t call, int32_t id) {
+    return Request(NewCall(call, id, {}));
 }
 
 bool PlainRadio::SetRegion() {
@@ -120,13 +163,17 @@ bool PlainRadio::SetRegion() {
     nla_put_string(msg, MCPS802154_REGION_ATTR_NAME, MCPS802154_REGION_FIRA);
     nla_nest_end(msg, region);
     nla_nest_end(msg, list);
-    return Call(requests_, msg);
+    return Request(msg);
 }
 
 bool PlainRadio::GetPhy() {
     nl_msg* msg = NewIeee(kGetWpanPhy);
-    const bool ok = nl_send_auto(requests_, msg) >= 0 && nl_recvmsgs_default(requests_) == 0 &&
-                    nl_wait_for_ack(requests_) == 0;
+    const bool is_bare = manner_ == Manner::kBare;
+    nl_sock* socket = is_bare ? requests_ : NewSocket();
+    // What comes behind the answer goes with a socket that is not kept.
+    const bool ok = socket != nullptr && nl_send_auto(socket, msg) >= 0 &&
+                    nl_recvmsgs_default(socket) == 0 && (!is_bare || nl_wait_for_ack(socket) == 0);
+    if (!is_bare) nl_socket_free(socket);
     nlmsg_free(msg);
     return ok;
 }
@@ -135,14 +182,19 @@ bool PlainRadio::SetChannel(int channel) {
     nl_msg* msg = NewIeee(kSetChannel);
     nla_put_u8(msg, kAttrPage, kUwbPage);
     nla_put_u8(msg, kAttrChannel, static_cast<uint8_t>(channel));
-    return Call(requests_, msg);
+    return Request(msg);
 }
 
 bool PlainRadio::SetUp(bool up) {
+    ifreq request;
+    if (manner_ == Manner::kAlike) {
+        const int fd = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+        const bool ok = ReadFlags(fd, iface_, &request);
+        close(fd);
+        if (ok && ((request.ifr_flags & IFF_UP) != 0) == up) return true;
+    }
     const int fd = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-    ifreq request = {};
-    strncpy(request.ifr_name, iface_.c_str(), IFNAMSIZ - 1);
-    bool ok = ioctl(fd, SIOCGIFFLAGS, &request) == 0;
+    bool ok = ReadFlags(fd, iface_, &request);
     if (ok && ((request.ifr_flags & IFF_UP) != 0) != up) {
         request.ifr_flags = static_cast<short>(request.ifr_flags ^ IFF_UP);
         ok = ioctl(fd, SIOCSIFFLAGS, &request) == 0;
@@ -151,43 +203,65 @@ bool PlainRadio::SetUp(bool up) {
     return ok;
 }
 
+bool PlainRadio::CheckDown() {
+    Say({"OnSessionChanged"});
+    return manner_ == Manner::kBare || SetUp(false);
+}
+
 bool PlainRadio::Init(const FiraTwrSession& session) {
-    return GetPhy() && SetChannel(session.channelNumber) && SetUp(false) && SetRegion() &&
-           SendState(requests_, FIRA_CALL_SESSION_INIT, session.id) &&
-           Call(requests_, NewCall(FIRA_CALL_SESSION_SET_PARAMS, session.id,
-                                   [&](nl_msg* msg) {
-                                       nlattr* nest = Open(msg, FIRA_CALL_ATTR_SESSION_PARAMS);
-                                       const bool ok = PutPlainSessionParams(msg, session);
-                                       nla_nest_end(msg, nest);
-                                       return ok;
-                                   })) &&
-           Call(requests_, NewCall(FIRA_CALL_NEW_CONTROLEE, session.id,
-                                   [&](nl_msg* msg) { return PutControlees(msg, session); }));
+    Say({"GetPhyInfo", "SendAndAwaitResponse", "SendAndAwaitResponse: Read message"});
+    if (!GetPhy()) return false;
+    Say({"SetChannel: Set channel to 9"});
+    if (!SetChannel(session.channelNumber)) return false;
+    Say({"OnPreSessionOpen fira", "SetRegion"});
+    if (!SetUp(false) || !SetRegion()) return false;
+    Say({"InitSession"});
+    if (!SendState(FIRA_CALL_SESSION_INIT, session.id)) return false;
+    Say({"ConfigTwrSession", "PutMainSessionParams", "PutTimingsParams", "PutBehaviorParams",
+         "PutRadioParams", "PutAntennaParams", "PutCryptoParams", "PutReportParams"});
+    if (!Request(NewCall(FIRA_CALL_SESSION_SET_PARAMS, session.id, [&](nl_msg* msg) {
+            nlattr* nest = Open(msg, FIRA_CALL_ATTR_SESSION_PARAMS);
+            const bool ok = PutPlainSessionParams(msg, session);
+            nla_nest_end(msg, nest);
+            return ok;
+        }))) {
+        return false;
+    }
+    Say({"AddControlees"});
+    return Request(NewCall(FIRA_CALL_NEW_CONTROLEE, session.id,
+                           [&](nl_msg* msg) { return PutControlees(msg, session); })) &&
+           CheckDown();
 }
 
 bool PlainRadio::Start(int32_t id, int receive_buffer) {
-    reports_ = nl_socket_alloc();
-    if (!SetUp(true) || genl_connect(reports_) != 0) return false;
+    Say({"OnPreSessionStart", "SubscribeCallback", "StartSession"});
+    if (!SetUp(true) || (reports_ = NewSocket()) == nullptr) return false;
     if (receive_buffer > 0) {
         // The kernel tells twice what it was given.
         const int size = receive_buffer / 2;
         setsockopt(nl_socket_get_fd(reports_), SOL_SOCKET, SO_RCVBUFFORCE, &size, sizeof(size));
     }
-    return SendState(reports_, FIRA_CALL_SESSION_START, id);
+    const bool ok = Call(reports_, NewCall(FIRA_CALL_SESSION_START, id, {}));
+    Say({"SendAndAwaitAck: Received ACK", "OnSessionChanged"});
+    return ok;
 }
 
 bool PlainRadio::Stop(int32_t id) {
-    return SendState(requests_, FIRA_CALL_SESSION_STOP, id);
+    Say({"StopSession"});
+    return SendState(FIRA_CALL_SESSION_STOP, id);
 }
 
 bool PlainRadio::Stopped() {
+    Say({"UnsubscribeCallback", "CloseRangingSocket", "StopWatchNetlinkSocket"});
     if (reports_ != nullptr) nl_socket_free(reports_);
     reports_ = nullptr;
+    Say({"OnSessionChanged"});
     return SetUp(false);
 }
 
 bool PlainRadio::Deinit(int32_t id) {
-    return SendState(requests_, FIRA_CALL_SESSION_DEINIT, id);
+    Say({"DeinitSession"});
+    return SendState(FIRA_CALL_SESSION_DEINIT, id) && CheckDown();
 }
 
 int PlainRadio::report_fd() const {

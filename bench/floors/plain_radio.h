@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <initializer_list>
 #include <string>
 #include <vector>
 
@@ -18,16 +19,28 @@ namespace hardware::velta::bench {
 bool PutPlainSessionParams(nl_msg* msg,
                            const ::aidl::hardware::velta::uwb::FiraTwrSession& session);
 
+/** How a PlainRadio goes about its work. */
+enum class Manner {
+    /** One socket for requests; nothing is asked that is known already; nothing is logged. */
+    kBare,
+    /**
+     * As the service has to: a socket for each request, so that no late answer meets another
+     * request, the interface's state asked before it is changed and after each call, and each step
+     * a line in the log.
+     */
+    kAlike,
+};
+
 /**
- * One radio's FiRa region by plain libnl: the messages that the service sends for a session, over
- * one socket for requests and one for reports. A refused step is false; nothing is logged.
+ * One radio's FiRa region by plain libnl: the messages that the service sends for a session, and a
+ * socket for reports. A refused step is false.
  */
 class PlainRadio {
   public:
     using FiraTwrSession = ::aidl::hardware::velta::uwb::FiraTwrSession;
 
     /** @param radio 0 for wpan0 and so on. Ends the process when the driver is not there. */
-    explicit PlainRadio(uint32_t radio);
+    explicit PlainRadio(uint32_t radio, Manner manner = Manner::kBare);
     ~PlainRadio();
     PlainRadio(const PlainRadio&) = delete;
     PlainRadio& operator=(const PlainRadio&) = delete;
@@ -52,9 +65,16 @@ class PlainRadio {
     nl_msg* NewStrideRequest(int32_t id) const;
     nl_sock* request_socket() { return requests_; }
 
+    /** Logs each line, if this is to be logged. */
+    void Say(std::initializer_list<const char*> lines) const;
+
   private:
     bool Call(nl_sock* socket, nl_msg* msg);
-    bool SendState(nl_sock* socket, uint8_t call, int32_t id);
+    // On the socket for requests, or on one of its own.
+    bool Request(nl_msg* msg);
+    bool SendState(uint8_t call, int32_t id);
+    // What the service does whenever a session has changed.
+    bool CheckDown();
     bool SetRegion();
     bool SetChannel(int channel);
     bool GetPhy();
@@ -63,6 +83,7 @@ class PlainRadio {
     nl_msg* NewCall(uint8_t call, int32_t id, const std::function<bool(nl_msg*)>& put) const;
 
     uint32_t radio_;
+    Manner manner_;
     std::string iface_;
     nl_sock* requests_;
     nl_sock* reports_ = nullptr;

@@ -4,6 +4,8 @@
 #include <CLI/CLI.hpp>
 #include <fstream>
 #include <iostream>
+#include <iterator>
+#include <optional>
 
 #include "bench/common/run_main.h"
 #include "bench/report/result.h"
@@ -27,6 +29,13 @@ ordered_json ReadRun(const std::string& path) {
     return ordered_json::parse(file);
 }
 
+std::string ReadText(const std::string& path) {
+    std::ifstream file(path);
+    std::string text(std::istreambuf_iterator<char>(file), {});
+    if (!file) throw std::runtime_error(path + " cannot be read");
+    return text;
+}
+
 void Write(const std::string& path, const std::string& text) {
     std::ofstream file(path);
     file << text;
@@ -34,7 +43,7 @@ void Write(const std::string& path, const std::string& text) {
 }
 
 int Run(int argc, char** argv) {
-    std::string samples, run_path, before_path, page;
+    std::string samples, run_path, before_path, page, notes;
     std::vector<std::string> meta;
     CLI::App app("Tables of benchmark results.");
     app.add_option("run", run_path, "a run's JSON; written when there are --samples")->required();
@@ -42,6 +51,7 @@ int Run(int argc, char** argv) {
     app.add_option("--meta", meta, "NAME=TEXT about the run");
     app.add_option("--before", before_path, "JSON of an earlier run to compare with");
     app.add_option("--page", page, "write the page for the documents here");
+    app.add_option("--notes", notes, "what the page says about the goals, as it stands in a file");
     CLI11_PARSE(app, argc, argv);
     if (!samples.empty()) {
         std::ifstream file(samples);
@@ -50,12 +60,9 @@ int Run(int argc, char** argv) {
     const Result result = ReadResult(ReadRun(run_path));
     std::cout << TerminalTable(result);
     if (page.empty()) return 0;
-    if (before_path.empty()) {
-        Write(page, Page(result, nullptr));
-    } else {
-        const Result before = ReadResult(ReadRun(before_path));
-        Write(page, Page(result, &before));
-    }
+    std::optional<Result> before;
+    if (!before_path.empty()) before = ReadResult(ReadRun(before_path));
+    Write(page, Page(result, before ? &*before : nullptr, notes.empty() ? "" : ReadText(notes)));
     return 0;
 }
 

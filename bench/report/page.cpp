@@ -28,7 +28,10 @@ log filtered. Floors, in the same process and in turn for each request: plain li
 `initNewTwrSession`, `startRangingSession`, `stopRangingSession`, `deinitSession`, with the log at
 INFO: the time inside the calls. Floor: `bench/floors/fira_floor.cpp`, the same messages to the
 kernel by plain libnl (`plain_radio.cpp`) behind the same binder calls, one socket for all requests
-and one for reports. System calls are counted by strace, from the first call to the last, what the
+and one for reports, no log. "The same work by hand": the same, but with a socket for each request,
+the interface's state asked whenever the service asks it, and as many lines of log as the service
+writes, which all belong to what the service has to do; what it costs beyond that is its own doing.
+System calls are counted by strace, from the first call to the last, what the
 loop does in between included.)"},
     {"ranging reports", R"(
 Age of a report when the client's callback has it, counted from the timestamp of its ranging block,
@@ -143,7 +146,7 @@ std::string Missed(const Result& result) {
 
 }  // namespace
 
-std::string Page(const Result& result, const Result* before) {
+std::string Page(const Result& result, const Result* before, const std::string& notes) {
     std::string text =
         "# Performance\n\n"
         "<!-- Made by ./dev bench from its JSON; not to be edited. -->\n\n"
@@ -159,6 +162,7 @@ std::string Page(const Result& result, const Result* before) {
     text += Meta("this run", result);
     if (before != nullptr) text += Meta("the run before", *before);
     text += "## Goals\n\n" + Missed(result);
+    if (!notes.empty()) text += notes + "\n";
     for (const Group& group : kGroups) {
         const std::string table = Table(group.name, result, before);
         if (!table.empty()) {

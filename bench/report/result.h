@@ -68,6 +68,6 @@ std::string Digits(double value);
 std::string TerminalTable(const Result& result);
 
 /** @return the page for the documents. @param before an earlier run to compare with, or null. */
-std::string Page(const Result& result, const Result* before);
+std::string Page(const Result& result, const Result* before, const std::string& notes);
 
 }  // namespace hardware::velta::bench
