@@ -6,7 +6,7 @@ set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")"
 to=${1:-.}
 head=$'# SPDX-License-Identifier: Apache-2.0\n# Made from system_calls by generate.sh.'
-mapfile -t calls < <(grep -v '^#' system_calls)
+mapfile -t calls < <(grep -E "^[a-z]" system_calls)
 {
   echo "$head"
   printf '%s: 1\n' "${calls[@]}"
