@@ -14,6 +14,8 @@
 #include <ctime>
 #include <string>
 
+#include "looper/coarse_clock.h"
+
 namespace hardware::velta {
 namespace {
 
@@ -25,7 +27,7 @@ constexpr int64_t kNanosecondsPerMillisecond = 1000000;
 constexpr unsigned int kLogSeconds = 2;
 
 // What the signal handler sees. It runs on the loop's thread.
-std::atomic<int64_t> g_since = kIdle;  // Milliseconds of the monotonic clock.
+std::atomic<int64_t> g_since = kIdle;  // Milliseconds of CoarseClock.
 std::atomic<int64_t> g_limit = 0;      // Milliseconds.
 std::atomic<int> g_fd = StallGuard::kTask;
 std::atomic<bool> g_is_armed = false;
@@ -33,11 +35,9 @@ timer_t g_timer;
 
 static_assert(std::atomic<int64_t>::is_always_lock_free);
 
-// Good to a tick of the kernel, and read from memory: this is asked several times a report.
 int64_t NowMilliseconds() {
-    timespec now = {};
-    clock_gettime(CLOCK_MONOTONIC_COARSE, &now);
-    return now.tv_sec * kMillisecondsPerSecond + now.tv_nsec / kNanosecondsPerMillisecond;
+    return std::chrono::floor<std::chrono::milliseconds>(CoarseClock::now().time_since_epoch())
+        .count();
 }
 
 void SetTimer(int64_t milliseconds) {

@@ -119,7 +119,7 @@ int NlMessageReader::Dispatch(size_t size, const std::function<int(nl_msg*)>& ha
 }
 
 bool NlMessageReader::IsLate() const {
-    return deadline_ != kNever && std::chrono::steady_clock::now() >= deadline_;
+    return deadline_ != kNever && CoarseClock::now() >= deadline_;
 }
 
 uint16_t ToShortAddress(const std::vector<uint8_t>& bytes, bool* ok) {

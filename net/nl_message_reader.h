@@ -12,6 +12,8 @@
 #include <memory>
 #include <vector>
 
+#include "looper/coarse_clock.h"
+
 namespace hardware::velta {
 
 /** As much as the kernel puts into one part of a dump; reports are shorter. */
@@ -56,13 +58,13 @@ class NlMessageReader {
     /** Called with each error reply. */
     std::function<int(nlmsgerr*)> on_error_;
     /** When a read gives up although messages keep coming. */
-    std::chrono::steady_clock::time_point deadline_ = kNever;
+    CoarseClock::time_point deadline_ = kNever;
 
     /** Whether the last read ended with an error reply, which is an answer and no failure. */
     bool was_refused_ = false;
 
     /** No deadline. */
-    static constexpr auto kNever = std::chrono::steady_clock::time_point::max();
+    static constexpr auto kNever = CoarseClock::time_point::max();
 
     /** @return whether the deadline is over. */
     bool IsLate() const;

@@ -129,7 +129,7 @@ bool NlSocket::SendAndAwaitAck(nl_msg* msg, std::function<int(nl_msg*)> on_valid
 
     bool acked = false;
     int error = 0;
-    reader_->deadline_ = std::chrono::steady_clock::now() + kExchangeTimeout;
+    reader_->deadline_ = CoarseClock::now() + kExchangeTimeout;
     reader_->on_ack_ = [&acked](nl_msg*) {
         LOG(INFO) << kFunction << ": Received ACK";
         acked = true;
@@ -183,7 +183,7 @@ bool NlSocket::SendAndAwaitResponse(nl_msg* msg, std::function<void(nl_msg*)> on
     };
 
     int result = nl_send_auto(socket_, msg);
-    reader_->deadline_ = std::chrono::steady_clock::now() + kExchangeTimeout;
+    reader_->deadline_ = CoarseClock::now() + kExchangeTimeout;
     const bool was_sent = result >= 0;
     if (!was_sent) {
         LOG(WARNING) << kFunction << ": Error sending netlink message: " << nl_geterror(result);
