@@ -82,6 +82,14 @@ std::string AgeText(std::chrono::seconds age) {
     return CountText(static_cast<uint64_t>(seconds / kHour), "hour") + " ago";
 }
 
+// Which country's it is, and since when.
+std::string WhoseText(const LoadedCountry& loaded, const CalibrationFiles& files) {
+    std::string text = loaded.code.empty() ? "for no known country" : loaded.code;
+    text += ", loaded by uwbctl " + AgeText(loaded.age);
+    if (!files.problem().empty() || files.Look(loaded.code).has_own_file) return text;
+    return text + " (has no file of its own: the default one)";
+}
+
 }  // namespace
 
 CalibrationFiles CalibrationFiles::Find() {
@@ -163,12 +171,9 @@ std::string InForceText() {
     const auto loaded = RememberedCountry();
     if (!loaded) return "not known: the service does not tell, and uwbctl has loaded none";
     const CalibrationFiles files = CalibrationFiles::Find();
-    const CountryCalibration calibration = files.Look(loaded->code);
-    std::string text = loaded->code.empty() ? "for no known country" : loaded->code;
-    text += ", loaded by uwbctl " + AgeText(loaded->age);
-    if (!files.problem().empty()) return text;
-    if (!calibration.has_own_file) text += " (has no file of its own: the default one)";
-    return text + "; " + BansText(calibration.banned_channels);
+    const std::string whose = WhoseText(*loaded, files);
+    if (!files.problem().empty()) return whose;
+    return whose + "; " + BansText(files.Look(loaded->code).banned_channels);
 }
 
 std::string ChannelHint(int channel) {
@@ -179,10 +184,10 @@ std::string ChannelHint(int channel) {
     const bool is_banned = std::find(banned.begin(), banned.end(), channel) != banned.end();
     // What is known to allow it is not to blame.
     if (loaded && files.problem().empty() && !is_banned) return "";
-    return std::string("\n  ") +
-           (is_banned ? "the calibration in force bans channel " + number + ": "
-                      : "the calibration in force may ban channel " + number + "; it is: ") +
-           InForceText() + "\n  \"uwbctl country --show\" lists the countries";
+    return std::string("\n  the calibration in force ") +
+           (is_banned ? "bans channel " + number + ": " + WhoseText(*loaded, files)
+                      : "may ban channel " + number + "; it is: " + InForceText()) +
+           "\n  \"uwbctl country --show\" lists the countries";
 }
 
 }  // namespace uwbctl
