@@ -27,8 +27,6 @@
 namespace hardware::velta {
 namespace {
 
-using ::ndk::SharedRefBase;
-
 // What a round does; seeds know the numbers.
 enum Action : uint8_t {
     kParcels,
@@ -101,7 +99,7 @@ class Rounds {
     }
 
     void Parcels() {
-        const auto size = input_.ConsumeIntegral<uint8_t>();
+        const size_t size = input_.ConsumeIntegral<uint8_t>();
         const std::vector<uint8_t> bytes = input_.ConsumeBytes<uint8_t>(size * 2);
         android::fuzzService(world_.Objects(), FuzzedDataProvider(bytes.data(), bytes.size()));
         android::IPCThreadState::self()->clearCallingIdentity();
@@ -129,7 +127,7 @@ class Rounds {
         if ((odd & 1) != 0) session.stsConfig = World::FiraSession().stsConfig;
         if ((odd & 2) != 0) session.aoaType = decltype(session.aoaType)(odd >> 4);
         if ((odd & 4) != 0) session.sfdId = input_.ConsumeIntegral<int8_t>();
-        if ((odd & 8) != 0) session.channelNumber = input_.ConsumeIntegral<int8_t>();
+        if ((odd & 8) != 0) session.channelNumber = input_.ConsumeIntegralInRange<int>(-128, 127);
         if ((odd & 16) != 0) session.deviceType = decltype(session.deviceType)(odd >> 6);
         if ((odd & 32) != 0) session.vendorId = input_.ConsumeBytes<uint8_t>(odd >> 6);
         if ((odd & 64) != 0) session.rframeConfig = decltype(session.rframeConfig)(odd);

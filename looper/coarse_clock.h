@@ -15,6 +15,7 @@ struct CoarseClock {
     using rep = duration::rep;
     using period = duration::period;
     using time_point = std::chrono::time_point<CoarseClock>;
+    // NOLINTNEXTLINE(readability-identifier-naming): as in <chrono>
     static constexpr bool is_steady = true;
 
     static time_point now() noexcept {
