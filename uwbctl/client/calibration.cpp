@@ -171,7 +171,7 @@ std::string InForceText() {
     const auto loaded = RememberedCountry();
     if (!loaded) return "not known: the service does not tell, and uwbctl has loaded none";
     const CalibrationFiles files = CalibrationFiles::Find();
-    const std::string whose = WhoseText(*loaded, files);
+    std::string whose = WhoseText(*loaded, files);
     if (!files.problem().empty()) return whose;
     return whose + "; " + BansText(files.Look(loaded->code).banned_channels);
 }
