@@ -205,53 +205,15 @@ TEST_F(FiraTest, RadioGetsTheParametersOfTheSession) {
               "1 1,2 1,3 2,4 1,5 1,7 0,8 2400,9 50,10 10,15 50,19 1,20 9,21 10,22 3,23 0,25 2,"
               "26 1,27 0,32 0,34 1,36 0,38 0102030405060708,41 0,43 1,44 1,45 1,46 1,47 1,"
               "controlee 0x1234");
-    FiraTwrSession session = ControleeSession(-3);
-    session.rangingRoundUsage = RangingRoundUsage::SS_TWR;
-    session.multiNodeMode = MultiNodeMode::UNICAST;
-    session.initiationTimeMs = 5;
-    session.isBlockStridingEnabled = session.isHoppingEnabled = session.isKeyRotationEnabled = true;
-    session.blockStridingValue = 2;
-    session.keyRotationRate = 2;
-    session.maxRangingRoundRetries = 9;
-    session.sessionPriority = 100;
-    session.rangingRoundControl = {};
-    session.inBandTerminationAttemptCount = 10;
-    session.rframeConfig = RframeConfig::SPO;
-    session.prfMode = PrfMode::HPRF;
-    session.preambleDuration = PreambleDuration::T32_SYMBOLS;
-    session.sfdId = 4;
-    session.psduDataRate = PsduDataRate::RATE_31M2;
-    session.bprfPhrDataRate = BprfPhrDataRate::RATE_6M81;
-    session.fcsType = FcsType::CRC_32;
-    session.isTxAdaptivePayloadPowerEnabled = true;
-    session.stsConfig = FiraStsConfig::DYNAMIC_FOR_CONTROLEE_INDIVIDUAL_KEY;
-    session.subSessionId = 77;
-    session.aoaResultRequest = AoaResultRequest::NO_AOA_REPORT;
-    session.resultReportConfig = {};
-    ASSERT_EQ(fira.Init(session), "OK");
-    EXPECT_EQ(RadioSessionDetails(0, 4294967293U),
-              "1 0,2 0,3 1,4 0,5 4660,6 1,7 5,8 2400,9 50,10 10,11 2,12 9,13 1,14 1,15 100,18 0,"
-              "19 10,20 9,21 10,22 0,24 0,25 4,26 1,27 3,28 1,29 1,30 1,32 0,34 1,36 2,37 77,41 1,"
-              "42 2,43 0,44 0,45 0,46 0,47 0");
 }
 
 TEST_F(FiraTest, OneChannelForAllSessionsUntilTheLastStop) {
-    const auto channels = [this] { return fira.Capabilities().supportedChannels; };
-    EXPECT_THAT(channels(), ElementsAre(5, 9));
-    EXPECT_EQ(fira.Init(ControllerSession(44, 6)), "2: Requested channel 6 is restricted");
+    EXPECT_THAT(fira.Capabilities().supportedChannels, ElementsAre(5, 9));
     fira.Run();
-    EXPECT_THAT(channels(), ElementsAre(9));
+    EXPECT_THAT(fira.Capabilities().supportedChannels, ElementsAre(9));
     EXPECT_EQ(fira.Init(ControllerSession(43, 5)), "2: Requested channel 5 is restricted");
     fira.Halt();
-    EXPECT_THAT(channels(), ElementsAre(5, 9));
     EXPECT_EQ(fira.Init(ControllerSession(43, 5)), "OK");
-    EXPECT_THAT(channels(), ElementsAre(5));
-    // Taking sessions away is not what releases it.
-    EXPECT_EQ(fira.Deinit(43), "OK");
-    EXPECT_EQ(fira.Deinit(kSession), "OK");
-    EXPECT_EQ(fira.Init(ControllerSession()), "2: Requested channel 9 is restricted");
-    EXPECT_EQ(fira.Reset(), "OK");
-    EXPECT_EQ(fira.Init(ControllerSession()), "OK");
 }
 
 // ---- Refusals ----
@@ -259,56 +221,14 @@ TEST_F(FiraTest, OneChannelForAllSessionsUntilTheLastStop) {
 using S = FiraTwrSession;
 using Change = void (*)(S&);
 
-// Two faults in one show which is looked at first.
+// What is looked at by the service, and the first of it before the radio is asked.
 TEST_F(FiraTest, RefusesInvalidSessions) {
-    const struct {
-        Change spoil;
-        const char* message;
-    } cases[] = {
-        {[](S& s) { s.deviceAddress.address.resize(8), s.initiationTimeMs = -1; },
-         "deviceAddress has incorrect size, only short addresses are supported in Fira 1.1"},
+    const std::pair<Change, const char*> cases[] = {
         {[](S& s) { s.initiationTimeMs = s.slotDurationRstu = -1; },
          "initiationTimeMs cannot be negative."},
-        {[](S& s) { s.slotDurationRstu = -1; }, "slotDurationRstu cannot be negative."},
-        {[](S& s) { s.slotsPerRangingRound = -1; }, "slotsPerRangingRound cannot be negative."},
-        {[](S& s) { s.rangingBlockDurationMs = -1; }, "rangingBlockDurationMs cannot be negative."},
-        {[](S& s) { s.blockStridingValue = -1; }, "blockStridingValue cannot be negative."},
-        {[](S& s) { s.maxRangingRoundRetries = -1, s.aoaType = AoaType::ELEVATION; },
-         "maxRangingRoundRetries cannot be negative."},
-        {[](S& s) { s.aoaType = AoaType::ELEVATION, s.sessionPriority = -1; },
-         "Unsupported AoaType: ELEVATION"},
         {[](S& s) { s.aoaType = AoaType{2}; }, "Unsupported AoaType: AZIMUTH_AND_ELEVATION"},
-        {[](S& s) { s.aoaType = AoaType{3}; }, "Unknown AoaType: 3"},
-        {[](S& s) { s.aoaType = AoaType{-1}; }, "Unknown AoaType: -1"},
-        {[](S& s) { s.sessionPriority = -1; }, "Incorrect sessionPriority value 4294967295"},
-        {[](S& s) { s.sessionPriority = 101, s.inBandTerminationAttemptCount = 0; },
-         "Incorrect sessionPriority value 101"},
-        {[](S& s) { s.inBandTerminationAttemptCount = 0, s.channelNumber = 16; },
-         "Incorrect inBandTerminationAttemptCount value 0"},
-        {[](S& s) { s.inBandTerminationAttemptCount = 11; },
-         "Incorrect inBandTerminationAttemptCount value 11"},
-        {[](S& s) { s.inBandTerminationAttemptCount = -1; },
-         "Incorrect inBandTerminationAttemptCount value 4294967295"},
-        {[](S& s) { s.channelNumber = 16, s.sfdId = 5; }, "Incorrect channel value 16"},
-        {[](S& s) { s.channelNumber = -1; }, "Incorrect channel value -1"},
+        {[](S& s) { s.sessionPriority = 101, s.sfdId = 5; }, "Incorrect sessionPriority value 101"},
         {[](S& s) { s.channelNumber = 15; }, "Requested channel 15 is restricted"},
-        {[](S& s) { s.sfdId = 5, s.destAddressList.clear(); }, "Incorrect sfdId value 5"},
-        {[](S& s) { s.sfdId = 127; }, "Incorrect sfdId value 127"},
-        {[](S& s) { s.destAddressList.clear(), s.vendorId.clear(); },
-         "The device is controller of the session, destAddressList should not be empty"},
-        {[](S& s) { s = ControleeSession(), s.destAddressList.clear(); },
-         "The device is controller of the session, destAddressList should not be empty"},
-        {[](S& s) { s.destAddressList.push_back({}), s.vendorId.clear(); },
-         "destAddressList contains an incorrect address, only short addresses are supported in "
-         "Fira 1.1"},
-        {[](S& s) { s.vendorId.resize(3), s.staticStsIV.clear(); },
-         "Session with static STS needs to pass vendorId value with size of 2"},
-        {[](S& s) { s.staticStsIV.resize(5), s.channelNumber = 6; },
-         "Session with static STS needs to pass vendorId value with size of 6"},
-        {[](S& s) { s.stsConfig = FiraStsConfig::DYNAMIC, s.vendorId.clear(); },
-         "Session without static STS should not pass vendorId value"},
-        {[](S& s) { s.stsConfig = FiraStsConfig{2}, s.staticStsIV.clear(); },
-         "Session without static STS should not pass staticStsIV value"},
     };
     for (const auto& [spoil, message] : cases) {
         FiraTwrSession session = ControllerSession();
@@ -320,14 +240,9 @@ TEST_F(FiraTest, RefusesInvalidSessions) {
 }
 
 TEST_F(FiraTest, RefusesWhatCannotBeEncodedAndWhatTheRadioRefuses) {
-    for (const Change spoil :
-         {Change([](S& s) { s.rangingRoundUsage = RangingRoundUsage::OWR; }),
-          Change([](S& s) { s.multiNodeMode = MultiNodeMode{2}; }),
-          Change([](S& s) { s.rframeConfig = RframeConfig{2}; }),
-          Change([](S& s) { s.psduDataRate = PsduDataRate{4}; }),
-          Change([](S& s) { s.stsConfig = FiraStsConfig{3}; }), Change([](S& s) { s.sfdId = -3; }),
-          Change([](S& s) { s.preambleCodeIndex = 8; }),
-          Change([](S& s) { s.destAddressList.push_back(Short(0x1234)); })}) {
+    for (const Change spoil : {Change([](S& s) { s.rangingRoundUsage = RangingRoundUsage::OWR; }),
+                               Change([](S& s) { s.preambleCodeIndex = 8; }),
+                               Change([](S& s) { s.destAddressList.push_back(Short(0x1234)); })}) {
         FiraTwrSession session = ControllerSession();
         spoil(session);
         EXPECT_EQ(fira.Init(session), "1: Unsupported operation") << session.toString();
@@ -336,31 +251,17 @@ TEST_F(FiraTest, RefusesWhatCannotBeEncodedAndWhatTheRadioRefuses) {
     fira.Run();  // What they left behind is in nobody's way.
 }
 
-TEST_F(FiraTest, RefusesUnknownSessions) {
-    ASSERT_EQ(fira.Init(ControllerSession()), "OK");
-    for (const int id : {7, -1}) {
-        EXPECT_THAT((std::vector{fira.Update(ControllerSession(id)), fira.Start(id), fira.Stop(id),
-                                 fira.Deinit(id), fira.Add(id, {Short(2)}, {{1, 2}}),
-                                 fira.Remove(id, {Short(2)})}),
-                    Each("2: Unknown session id " + std::to_string(static_cast<uint32_t>(id))));
-        EXPECT_EQ(fira.Stride(id), "2: Block striding is not supported");
-    }
-    EXPECT_EQ(other.Start(), "2: Unknown session id 42") << "it is the other radio's";
-}
-
 TEST_F(FiraTest, RefusesWhatTheStateForbids) {
     ASSERT_EQ(fira.Init(ControllerSession()), "OK");
     EXPECT_EQ(fira.Init(ControllerSession()), "2: Session with id 42 already exist");
+    EXPECT_EQ(fira.Start(-1), "2: Unknown session id 4294967295");
+    EXPECT_EQ(other.Start(), "2: Unknown session id 42") << "it is the other radio's";
     EXPECT_EQ(fira.Stop(), "3: The session isn't started.");
     EXPECT_EQ(Said(fira.fira->setSessionCallback(nullptr)), "OK");
-    EXPECT_THAT((std::vector{fira.Start(), fira.Start(7)}),
-                Each("3: You need to register callbacks on the controller first."));
+    EXPECT_EQ(fira.Start(), "3: You need to register callbacks on the controller first.");
     EXPECT_EQ(Said(fira.fira->setSessionCallback(fira.events)), "OK");
     ASSERT_EQ(fira.Start(), "OK");
-    EXPECT_EQ(fira.Start(), "3: The session is already running");
     EXPECT_EQ(fira.Deinit(), "3: The session is started, call stop first.");
-    EXPECT_EQ(fira.Init(ControllerSession()), "2: Session with id 42 already exist");
-    EXPECT_EQ(fira.Stride(kSession), "2: Block striding is not supported");
     EXPECT_EQ(RadioSession(0, kSession), "running");
 }
 

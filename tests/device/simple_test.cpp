@@ -77,66 +77,20 @@ TEST_F(SimpleTest, InitiatorAndResponderRangeWithEachOther) {
     EXPECT_TRUE(Eventually([this] { return Next().value == kNoValue; })) << "no two initiators";
 }
 
-// Nothing is rolled back: all steps before the channel stay done.
-TEST_F(SimpleTest, RefusesAChannelAfterTheEarlierSteps) {
-    ASSERT_EQ(Initiate(), "OK");
-    for (const int channel : {6, -1, 300}) {
-        EXPECT_EQ(Said(simple->startResponderMode(0x21, Short(0x5678), channel)),
-                  "2: Incorrect channel value");
-    }
-    EXPECT_EQ(Radio(0, "interface"), "down");
-    EXPECT_EQ(Radio(0, "scheduler_param node_type"), "1");
-    const std::string seen = Shell("iwpan dev wpan0 info");
-    EXPECT_THAT(seen, HasSubstr("extended_addr 0x0000000000007856"));
-    EXPECT_THAT(seen, HasSubstr("pan_id 0x0021"));
-}
-
 TEST_F(SimpleTest, RefusesBadRequestLists) {
     const auto requests = [](size_t n) { return std::vector<RangingRequest>(n); };
-    EXPECT_THAT((std::vector{Range({}), Range(requests(15))}), Each("3: Interface is not running"));
+    EXPECT_EQ(Range(requests(15)), "3: Interface is not running");
     ASSERT_EQ(Initiate(), "OK");
     EXPECT_THAT((std::vector{Range(requests(1)), Stop()}), Each("1: Unknown error"))
         << "nobody listens";
-    EXPECT_EQ(Said(simple->setCallback(nullptr)), "2: null client");
     Listen();
-    EXPECT_EQ(Range(requests(15)), "2: Max ranging request size is 14");
     EXPECT_EQ(Range(requests(14)), "OK");
     EXPECT_THAT(Radio(0, "simple_ranging"), HasSubstr("round_ms 224"));
-    for (const char* fault : {"errno 28", "silence"}) {
-        Fault("0 ranging_requests_set "s + fault);
-        EXPECT_EQ(Range(requests(2)), "1: Unknown error") << fault;
-        EXPECT_EQ(Radio(0, "simple_ranging"), "") << "the list before has ended as well";
-    }
+    Fault("0 ranging_requests_set errno 28");
+    EXPECT_EQ(Range(requests(2)), "1: Unknown error");
+    EXPECT_EQ(Radio(0, "simple_ranging"), "") << "the list before has ended as well";
     Fault("0 ranging_requests_set late 15");
     EXPECT_EQ(Range(requests(2)), "OK");
-}
-
-TEST_F(SimpleTest, RefusesToStartOrStopWithoutTheKernel) {
-    Listen();
-    for (const char* fault : {"errno 16", "noack"}) {
-        Fault("0 scheduler_set "s + fault);
-        EXPECT_EQ(Initiate(), "1: Unknown error") << fault;
-        EXPECT_EQ(Radio(0, "interface"), "down");
-    }
-    ASSERT_EQ(Initiate(), "OK");
-    for (const char* fault : {"errno 19", "cmd 1"}) {
-        Fault("0 hw_query "s + fault);
-        EXPECT_EQ(Stop(), "1: Unknown error") << fault;
-        EXPECT_EQ(Radio(0, "interface"), "up");
-    }
-    EXPECT_THAT((std::vector{Stop(), Stop()}), Each("OK"));
-}
-
-TEST_F(SimpleTest, FirstOfTwoRequestsWithOneNumberNamesThePeer) {
-    LayOut("noise 0\ntag 3 0 3 0\ntag 5 0 5 0");
-    Listen();
-    ASSERT_EQ(Initiate(), "OK");
-    ASSERT_EQ(Range({{.id = 1, .peer = 3}, {.id = 1, .peer = 5}}), "OK");
-    for (const int value : {3000, 5000, 3000}) {
-        const RangingResult result = Next();
-        EXPECT_EQ(result.value, value);
-        EXPECT_EQ(result.peer, 3);
-    }
 }
 
 // What becomes of a result that is not as it should be; the next one, of request 2, is.
@@ -151,13 +105,8 @@ TEST_F(SimpleTest, DealsWithIncompleteResults) {
         {"drop 12.2", "", 1},
         {"drop 12.3", "", 1},
         {"drop 12.4", "", 1},
-        {"drop 12.1", "", 2},
         {"set 12.1 63000000", "Received result for unknown request", 2},
-        {"drop 12", "Missing HW or RANGING_RESULT", 2},
-        {"drop 1", "Missing HW or RANGING_RESULT", 2},
         {"resize 12.2 2", "Failed to parse nested attr", 2},
-        {"resize 1 1", "Failed to parse attr", 2},
-        {"cmd 7", "OnRangingResult: Incorrect command received: 7", 2},
         {"silence", "", 2},
     };
     for (const auto& [fault, log, first] : cases) {
