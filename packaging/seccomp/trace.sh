@@ -13,5 +13,5 @@ trap 'rm -rf "$out"' EXIT
   --add "$(command -v strace):/bin/strace" --add "$ROOT/tests/device/run.sh:/bin/run-device-tests" -- sh -c '
     export SERVICE_UNDER="strace -D -f -qq -c -A -U name -o /out/calls"
     export GTEST_FILTER="-*AccessTest.*" # They want it confined.
-    service-stop && service-start && run-device-tests' >&2 || true
+    service-stop && service-start && dumpsys hardware.velta.uwb.IUwb/default && run-device-tests' >&2 || true
 awk '/^[a-z_0-9]+$/ && !/^(syscall|total)$/' "$out/calls" | LC_ALL=C sort -u

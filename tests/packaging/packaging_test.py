@@ -28,7 +28,7 @@ PATHS = ('srcs', 'src', 'init_rc', 'vintf_fragments', 'license_text', 'test_conf
 SERVICE_KEYWORDS = {'interface': 2, 'class': None, 'user': 1, 'group': None, 'capabilities': None}
 POLICY_MACROS = {
     'hal_server_domain', 'init_daemon_domain', 'binder_use', 'binder_call', 'add_service', 'get_prop', 'set_prop',
-    'vendor_internal_prop'}
+    'vendor_internal_prop', 'dump_hal'}
 
 
 def read(path):
@@ -224,7 +224,7 @@ def test_calibration_that_is_listed_is_installed():
 def policy_statements():
     text = '\n'.join(read(path) for path in sorted(glob.glob(ANDROID + 'sepolicy/*.te')))
     text = re.sub(r'#.*', '', text)
-    pattern = r'\s*(?:(type|allow|allowxperm)\s+([^;]*);|(\w+)\(([^()]*)\))'
+    pattern = r'\s*(?:(type|allow|allowxperm|dontaudit)\s+([^;]*);|(\w+)\(([^()]*)\))'
     position, found = 0, []
     while text[position:].strip():
         match = re.compile(pattern).match(text, position)
@@ -238,7 +238,7 @@ def test_policy_labels_what_is_installed():
     statements = policy_statements()
     types = {text.split(',')[0].strip() for word, text in statements if word == 'type'}
     types |= {text for word, text in statements if word == 'vendor_internal_prop'}
-    macros = {word for word, _ in statements} - {'type', 'allow', 'allowxperm'}
+    macros = {word for word, _ in statements} - {'type', 'allow', 'allowxperm', 'dontaudit'}
     assert macros <= POLICY_MACROS, f'unknown macros {macros - POLICY_MACROS}'
     used = {name for _, text in statements for name in re.findall(r'\w*velta_uwb\w*', text)}
     labels = {}
@@ -255,8 +255,16 @@ def test_policy_labels_what_is_installed():
     name, _, instance = manifest()
     assert labels[f'{name}.{instance}'] == 'hal_velta_uwb_service'
     allowed = {name for word, text in statements if word == 'allowxperm' for name in re.findall(r'SIOC\w+', text)}
-    # if_nametoindex() asks for an index.
-    same('ioctls', allowed, set(re.findall(r'SIOC\w+', read('net/interface_tool.cpp'))) | {'SIOCGIFINDEX'})
+    # if_nametoindex() asks for an index; nothing in the service for the address of the factory.
+    same('ioctls', allowed | {'SIOCETHTOOL'},
+         set(re.findall(r'SIOC\w+', read('net/interface_tool.cpp'))) | {'SIOCGIFINDEX'})
+
+
+def test_lists_of_system_calls_are_the_same():
+    with tempfile.TemporaryDirectory() as out:
+        subprocess.run(['packaging/seccomp/generate.sh', out], check=True)
+        for name in os.listdir(out):
+            assert read(f'{out}/{name}') == read(f'packaging/seccomp/{name}'), f'{name}: run generate.sh'
 
 
 def test_porting_guide_names_everything():
