@@ -27,8 +27,8 @@ REFERENCES = ('defaults', 'static_libs', 'shared_libs', 'header_libs', 'default_
 PATHS = ('srcs', 'src', 'init_rc', 'vintf_fragments', 'license_text', 'test_config', 'export_include_dirs')
 SERVICE_KEYWORDS = {'interface': 2, 'class': None, 'user': 1, 'group': None, 'capabilities': None}
 POLICY_MACROS = {
-    'hal_server_domain', 'init_daemon_domain', 'binder_use', 'binder_call', 'add_service', 'get_prop', 'set_prop',
-    'vendor_internal_prop'}
+    'hal_server_domain', 'init_daemon_domain', 'binder_use', 'binder_call', 'add_service', 'dump_hal', 'get_prop',
+    'set_prop', 'vendor_internal_prop'}
 
 
 def read(path):
