@@ -239,7 +239,7 @@ TEST_F(OddClientTest, CollectedByABugReport) {
     fira.Run();
     const std::string report = Shell("uwbctl bugreport -");
     for (const char* part : {"interface hardware.velta.uwb.IUwb, version 1", "  state: running",
-                             "descriptor 3: /dev/binder", "interface wpan0: up",
+                             ": /dev/binder\n", "interface wpan0: up",
                              "mcps802154_sim: ", "staticStsIV: [hidden]",
                              "deviceAddress: UwbAddress{address: [hidden]}"}) {
         EXPECT_THAT(report, HasSubstr(part));

@@ -336,6 +336,9 @@ TEST_F(FaultTest, SessionsSurviveWhatHappensToTheirRadio) {
 
 // A service that may not: told as such, and no worse.
 TEST_F(FaultTest, SaysWhichCapabilityItLacks) {
+    constexpr char kConfig[] = "/etc/vdev/config";
+    const std::string config = ReadText(kConfig);
+    WriteText(kConfig, config + "VDEV_CONFINED=\n");  // Which would give it back.
     std::thread([] {
         prctl(PR_CAPBSET_DROP, CAP_NET_ADMIN);  // Of this thread, and of what it starts.
         RestartService();
@@ -344,6 +347,7 @@ TEST_F(FaultTest, SaysWhichCapabilityItLacks) {
     EXPECT_EQ(hal.Open(), "OK");
     EXPECT_EQ(FiraClient(hal, 0).Init(ControllerSession()), "1: Failed to set correct channel");
     EXPECT_THAT(NewLog(), HasSubstr("Nl error: -1\n"));
+    WriteText(kConfig, config);
     RestartService();
     hal = Hal();
 }
