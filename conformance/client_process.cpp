@@ -3,9 +3,11 @@
 
 #include <android-base/file.h>
 #include <android-base/strings.h>
+#include <fcntl.h>
 #include <signal.h>
 #include <unistd.h>
 
+#include <functional>
 #include <thread>
 #include <vector>
 
@@ -16,9 +18,37 @@ namespace hardware::velta::conformance {
 
 using ::android::base::Split;
 
+namespace {
+
+// Calls what anyone may call, and what nobody has.
+void Flood(const Hal& hal) {
+    std::vector<std::string> names;
+    std::vector<int64_t> indexes;
+    std::shared_ptr<IUwbIface> iface;
+    const int null = open("/dev/null", O_WRONLY | O_CLOEXEC);
+    for (;;) {
+        hal->listIfaceNames(&names);
+        hal->getIface(std::string(10000, 'x'), &iface);
+        hal->listHardwareIndex(&indexes);
+        hal->open(SharedRefBase::make<BnUwbClientCallback>());
+        hal.Dump(null);
+    }
+}
+
+// Runs what never returns on four threads.
+void OnThreads(const std::function<void()>& run) {
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 4; i++) threads.emplace_back(run);
+    threads.front().join();
+}
+
+}  // namespace
+
 void RunClient(const std::string& step) {
+    constexpr uid_t kNobodyUser = 65534;
+    if (step == "flood-stranger") EXPECT_EQ(setuid(kNobodyUser), 0);
     Hal hal;
-    std::string said = hal.Open();
+    std::string said = step == "close" ? Said(hal->close()) : hal.Open();
     if (step.starts_with("fira-")) {
         FiraClient fira(hal, 0);
         said = fira.Init(ControllerSession());
@@ -41,15 +71,11 @@ void RunClient(const std::string& step) {
     if (step == "callbacks") {
         // The service asks this process back for each new one, and always has another to ask for.
         const auto fira = hal.Get(0, &IUwbIface::firaController);
-        std::vector<std::thread> threads;
-        threads.reserve(4);
-        for (int i = 0; i < 4; i++) {
-            threads.emplace_back([fira] {
-                for (;;) fira->setSessionCallback(SharedRefBase::make<FiraEvents>());
-            });
-        }
-        threads.front().join();
+        OnThreads([fira] {
+            for (;;) fira->setSessionCallback(SharedRefBase::make<FiraEvents>());
+        });
     }
+    if (step.starts_with("flood")) OnThreads([&hal] { Flood(hal); });
     for (;;) pause();
 }
 

@@ -10,7 +10,8 @@ namespace hardware::velta::conformance {
  * Another process of this program that is a client: it takes the steps to "open",
  * "fira-initialised", "fira-running", "fira-stopping", "ccc-initialised", "ccc-running" or
  * "simple-running" and stays there until it is killed; or "callbacks", after which it keeps setting
- * new ones.
+ * new ones. "close" closes what others hold; "flood" calls without end from several threads, and
+ * "flood-stranger" does so as another user.
  */
 class ClientProcess {
   public:

@@ -3,6 +3,7 @@
 
 #include <aidl/hardware/velta/uwb/BnUwbClientCallback.h>
 #include <aidl/hardware/velta/uwb/IUwb.h>
+#include <android/binder_ibinder.h>
 #include <gtest/gtest.h>
 
 #include <functional>
@@ -30,6 +31,10 @@ class Hal {
     Hal();
     IUwb* operator->() const { return uwb_.get(); }
     std::string Open() { return Said(uwb_->open(SharedRefBase::make<BnUwbClientCallback>())); }
+    /** Has the service write its dump to a descriptor. */
+    binder_status_t Dump(int fd) const {
+        return AIBinder_dump(uwb_->asBinder().get(), fd, nullptr, 0);
+    }
     /** @return names of the interfaces, with a blank behind each. */
     std::string Ifaces() const;
     /** @param radio 0 or 1: the target's first or second interface. */

@@ -110,9 +110,11 @@ ScopedAStatus FiraController::initNewTwrSession(const FiraTwrSession& session) {
         !fira_region_utils_->ConfigTwrSession(hw_index_, session) ||
         (is_controller &&
          !fira_region_utils_->AddControlees(hw_index_, id, session.destAddressList, nullptr))) {
+        left_behind_.insert(id);  // Some of it may have been done.
         NotifySessionChanged();
         return Unsupported();
     }
+    left_behind_.erase(id);
     sessions_[id] = {};
     current_channel_ = static_cast<int8_t>(session.channelNumber);
     NotifySessionChanged();
@@ -243,6 +245,7 @@ ScopedAStatus FiraController::deinitSession(int32_t session_id) {
 
 ScopedAStatus FiraController::reset() {
     LOG(INFO) << __func__;
+    for (const auto& [id, state] : sessions_) left_behind_.insert(id);
     sessions_.clear();
     active_session_count_ = 0;
     current_channel_ = kNoChannel;
@@ -313,7 +316,9 @@ void FiraController::Abandon() {
     if (fira_region_utils_ != nullptr && fira_region_utils_->IsSubscribed(hw_index_, this)) {
         fira_region_utils_->UnsubscribeCallback(hw_index_);
     }
-    for (const auto& [id, state] : sessions_) fira_region_utils_->DeinitSession(hw_index_, id);
+    for (const auto& [id, state] : sessions_) left_behind_.insert(id);
+    for (const uint32_t id : left_behind_) fira_region_utils_->DeinitSession(hw_index_, id);
+    left_behind_.clear();
     sessions_.clear();
     active_session_count_ = 0;
     current_channel_ = kNoChannel;

@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <map>
 #include <memory>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -115,6 +116,8 @@ class FiraController : public ::aidl::hardware::velta::uwb::BnFiraController, pu
     FiraRegionUtils* fira_region_utils_;
     std::shared_ptr<IFiraSessionCallback> session_callback_;
     std::map<uint32_t, SessionState> sessions_;
+    // Not ours any more, or never quite, but the kernel may have them.
+    std::set<uint32_t> left_behind_;
     int32_t active_session_count_;
     ControllerListener* listener_;
     int8_t current_channel_;

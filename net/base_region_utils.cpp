@@ -66,6 +66,9 @@ bool BaseRegionUtils::StartCallMessageWithParams(nl_msg* msg, uint32_t hw_index,
                                                  nlattr** call, nlattr** params) const {
     if (!StartCallMessage(msg, hw_index, call_id, call)) return false;
     *params = StartNest(msg, MCPS802154_REGION_CALL_ATTR_PARAMS);
+    if (*params == nullptr) {
+        LOG(ERROR) << __func__ << " " << name_ << ": Error creating MCPS message";
+    }
     return *params != nullptr;
 }
 

@@ -142,10 +142,6 @@ TEST_F(CountryTest, SaysWhichKeysFailed) {
         {"xtal_trim = 0x20 // a comment", "OK"},
     };
     for (const auto& [key, said] : cases) EXPECT_EQ(ApplyKeys(key + "\n"), said) << key;
-    for (const char* fault : {"errno 5", "silence", "cmd 9"}) {
-        Fault("0 calibration_set "s + fault);
-        EXPECT_EQ(ApplyKeys("xtal_trim = 3\n"), driver) << fault;
-    }
     for (const char* fault : {"0 calibration_set drop 10", "0 report_keys all"}) {
         Fault(fault);
         EXPECT_EQ(ApplyKeys("xtal_trim = 3\ntemperature_ref = 2\n"), "OK") << fault;

@@ -75,6 +75,12 @@ std::string NotificationsMode() {
     return g_notifications;
 }
 
+long ServiceDescriptors() {
+    const std::filesystem::directory_iterator folder("/proc/" + std::to_string(ServicePid()) +
+                                                     "/fd");
+    return std::distance(begin(folder), end(folder));
+}
+
 void RestartService(const std::string& properties, const std::string& signal) {
     constexpr char kShipped[] = "/etc/velta-uwb/build.prop";
     constexpr char kMode[] = "ro.vendor.uwb.hal.notifications=";

@@ -30,7 +30,10 @@ std::string ReadText(const std::string& path);
 void WriteText(const std::string& path, const std::string& text);
 /** Runs a command; @return what it printed. */
 std::string Shell(const std::string& command);
+
 int ServicePid();
+/** @return how many descriptors the service has open. */
+long ServiceDescriptors();
 /** @param properties the file that the service is to read its system properties from. */
 void RestartService(const std::string& properties = "", const std::string& signal = "TERM");
 /** @return how the service reads notifications in this run: "event" or "poll". */

@@ -98,15 +98,22 @@ TEST_F(NotificationsTest, AThreadThatHangsForGoodEndsTheService) {
     hal = Hal();
 }
 
-TEST_F(NotificationsTest, RefusesToStartWithAnOptionThatItDoesNotKnow) {
+TEST_F(NotificationsTest, RefusesToStartWithOptionsThatItCannotTake) {
+    std::vector<std::pair<std::string, std::string>> cases = {
+        {"", "Properties file: /tmp/bad.prop: No such file"},
+        {"nonsense", "Properties file: /tmp/bad.prop:1: not a \"key=value\" line: nonsense"}};
     for (const char* option :
          {"notifications=often", "stall_limit_s=-1", "stall_limit_s=2", "log_level=LOUD"}) {
         const std::string line = "ro.vendor.uwb.hal."s + option;
-        WriteText("/tmp/bad.prop", line + "\n");
+        cases.emplace_back(line, line.substr(0, line.find('=')) + ": \"");
+    }
+    for (const auto& [line, says] : cases) {
+        Shell("rm -f /tmp/bad.prop");
+        if (!line.empty()) WriteText("/tmp/bad.prop", line + "\n");
         const std::string ended = Shell(
             "{ VELTA_UWB_PROPERTIES=/tmp/bad.prop hardware.velta.uwb-service; echo status $?;}");
         EXPECT_THAT(ended, HasSubstr("status 1"));
-        EXPECT_THAT(ended, HasSubstr(line.substr(0, line.find('=')) + ": \""));
+        EXPECT_THAT(ended, HasSubstr(says));
     }
 }
 

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 
 // Who may hold the hardware, what it consists of, and what objects do when it is closed.
-#include <filesystem>
-
 #include "tests/device/device_test.h"
 
 namespace hardware::velta::device {
@@ -46,57 +44,16 @@ TEST_F(RootTest, RefusesASecondClientAndLeavesTheFirstAlone) {
     EXPECT_EQ(fira.Init(ControllerSession()), "OK");
 }
 
-// At each step of a client: what its radio is doing then.
-struct ClientStep {
-    const char *step, *key, *value;
-};
-
-class KilledClientTest : public RootTest, public ::testing::WithParamInterface<ClientStep> {};
-
-TEST_P(KilledClientTest, LeavesACleanDeviceToTheNext) {
-    const auto& [step, key, value] = GetParam();
-    if (step == "fira-stopping"s) Fault("0 fira.stopped silence");
-    {
-        const ClientProcess first(step);
-        ASSERT_EQ(first.said, "OK");
-        ASSERT_THAT(Radio(0, key), StartsWith(value));
-    }
-    // The service notices by itself, and refuses others until then.
-    EXPECT_TRUE(Eventually([] { return RadioUnrest(0).empty(); }));
-    EXPECT_TRUE(Eventually([this] { return hal.Open() == "OK"; }));
-    EXPECT_EQ(Radio(0, "scheduler"), "default");
-    EXPECT_EQ(RadioSession(0, kSession), "none");
-    FiraClient fira(hal, 0);
-    fira.Run();
-    EXPECT_EQ(fira.Next().data.blockIndex, 0);
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Steps, KilledClientTest,
-    ::testing::Values(ClientStep{"open", "scheduler", "default"},
-                      ClientStep{"fira-initialised", "fira_session 42", "state idle"},
-                      ClientStep{"fira-running", "fira_session 42", "state running"},
-                      ClientStep{"fira-stopping", "fira_session 42", "state "},
-                      ClientStep{"ccc-initialised", "region", "0 nfcc_coex"},
-                      ClientStep{"ccc-running", "ccc", "state running"},
-                      ClientStep{"simple-running", "simple_ranging", "portid"}),
-    [](const auto& info) { return "Client" + std::to_string(info.index); });
-
 TEST_F(RootTest, OpeningAndClosingKeepsNoDescriptor) {
     const auto once = [this] {
         ASSERT_EQ(hal.Open(), "OK");
         FiraClient(hal, 0).Run();
         ASSERT_EQ(Said(hal->close()), "OK");
     };
-    const auto descriptors = [] {
-        const std::filesystem::directory_iterator folder("/proc/" + std::to_string(ServicePid()) +
-                                                         "/fd");
-        return std::distance(begin(folder), end(folder));
-    };
     once();
-    const auto before = descriptors();
+    const auto before = ServiceDescriptors();
     for (int i = 0; i < 5; i++) once();
-    EXPECT_EQ(descriptors(), before);
+    EXPECT_EQ(ServiceDescriptors(), before);
 }
 
 // All that a client may keep, and every call on it, while the next client ranges.

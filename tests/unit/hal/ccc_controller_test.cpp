@@ -129,8 +129,11 @@ TEST_F(CccControllerTest, LeavesNothingBehind) {
     ASSERT_TRUE(Configure("0", "70"));
     EXPECT_TRUE(ccc_->initSession().isOk());
     Start();
+    journal_.failing = {"driver"};  // Which stops nothing.
     ccc_->Abandon();
     EXPECT_EQ(Trace(), "ccc-stop 3; socket-closed; driver 3 auto_sleep_margin=70,");
+    EXPECT_EQ(log_.lines().back(),
+              "W velta.uwb.CccController AbandonFailed to enable deepsleep, continue anyway");
     EXPECT_EQ(ccc_region_.callback(), nullptr);
     EXPECT_EQ(ccc_->SessionCount(), 0);
     // The client may go on calling, without effect: its arguments count first.

@@ -5,8 +5,10 @@
 #include <gtest/gtest.h>
 #include <net/if.h>
 #include <netlink/genl/genl.h>
+#include <netlink/msg.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <csignal>
 
 #include "net/unique_nl_msg.h"
@@ -21,6 +23,11 @@ using ::testing::EndsWith;
 using ::testing::StartsWith;
 
 constexpr uint32_t kNone = 0xFFFFFFFF;
+
+struct Request {
+    std::string sent, reply;  // Without a reply it awaits the acknowledgement.
+    std::function<bool()> run;
+};
 
 class RequestsTest : public RadioTest {
   protected:
@@ -39,59 +46,62 @@ class RequestsTest : public RadioTest {
         return ok;
     }
 
+    std::vector<Request> Requests() {
+        return {
+            {"1+dump", "2", [this] { return mcps_.ListHardware(&ok_), ok_; }},
+            {"1 1=w5", "2", [this] { return mcps_.GetHardwareInfo(5, &ok_), ok_; }},
+            {"9 1=w5 10!{1!{1='spi_pid'} 1!{1='kt7100_pid'}}", "9",
+             [this] { return mcps_.GetSpiPids(5, pids_); }},
+            {"3 1=w5 3='default'", "", [this] { return SetScheduler(0, kNone, kNone, false); }},
+            {"3 1=w5 3='simple-ranging'", "",
+             [this] { return SetScheduler(1, kNone, kNone, false); }},
+            {"4 1=w5 3='endless'", "", [this] { return SetScheduler(2, kNone, kNone, true); }},
+            {"3 1=w5 3='on_demand'", "", [this] { return SetScheduler(3, kNone, kNone, false); }},
+            {"3 1=w5 3='7'", "", [this] { return SetScheduler(7, kNone, kNone, false); }},
+            {"4 1=w5 3='default' 4!{1=w5}", "", [this] { return SetScheduler(0, 5, kNone, true); }},
+            {"3 1=w5 3='default' 4!{2=w0}", "",
+             [this] { return SetScheduler(0, kNone, 0, false); }},
+            {"4 1=w5 3='default' 4!{1=w6 2=w1}", "",
+             [this] { return SetScheduler(0, 6, 1, true); }},
+            {"3 1=w5 3='endless' 5{1{1=w0 2='simple_ranging'}}", "",
+             [this] { return mcps_.SetRegion(5, kSimpleRangingRegion); }},
+            {"3 1=w5 3='endless' 5{1{1=w0 2='9'}}", "", [this] { return mcps_.SetRegion(5, {9}); }},
+            {"3 1=w5 3='on_demand' 5{1{1=w1 2='fira'} 2{1=w0 2='nfcc_coex'}}", "",
+             [this] { return mcps_.SetAllRegions(5); }},
+            {"5+dump", "7", [this] { return ieee_.ListDevices(&ok_), ok_; }},
+            {"1 " + lo_, "3 1=w0 24{2{0{1=x}}}", [this] { return ieee_.GetPhyInfo("lo", &phy_); }},
+            {"9 " + lo_ + " 7=b4 8=b0", "", [this] { return ieee_.SetChannel("lo", 0); }},
+            {"9 " + lo_ + " 7=b4 8=b15", "", [this] { return ieee_.SetChannel("lo", 15); }},
+            {"10 " + lo_ + " 9=h0xBEEF", "", [this] { return ieee_.SetPanId("lo", 0xBEEF); }},
+            {"11 " + lo_ + " 10=h0x1234", "",
+             [this] {
+                 return ieee_.SetShortMacAddress("lo", {0x12, 0x34});
+             }},
+            {Call("fira", "1 5{1=w42}"), "", [this] { return fira_.InitSession(5, 42); }},
+            {Call("fira", "3 5{1=w42}"), "", [this] { return fira_.StopSession(5, 42); }},
+            {Call("fira", "4 5{1=w42}"), "", [this] { return fira_.DeinitSession(5, 42); }},
+            {Call("fira", "6 5{1=w42 3{1{1=h0x1234} 2{1=h0xABCD}}}"), "",
+             [this] { return fira_.AddControlees(5, 42, two_, nullptr); }},
+            {Call("fira", "6 5{1=w42 3{1{1=h0x1234 2=w7} 2{1=h0xABCD 2=w-1}}}"), "",
+             [this] { return fira_.AddControlees(5, 42, two_, &ids_); }},
+            {Call("fira", "7 5{1=w42 3{1{1=h0x1234} 2{1=h0xABCD}}}"), "",
+             [this] { return fira_.RemoveControlees(5, 42, two_); }},
+            {Call("fira", "5 5{1=w42 2{11=w300}}"), "",
+             [this] { return fira_.UpdateBlockStriding(5, 42, 300); }},
+            {Call("nfcc_coex", "1"), "", [this] { return ccc_.StopCccSession(5); }},
+        };
+    }
+
+    bool ok_ = false;
+    McpsUtils::SpiPids pids_;
+    PhyInfo phy_;
     const std::string lo_ = "3=w" + std::to_string(if_nametoindex("lo"));  // Every host has it.
     const std::vector<UwbAddress> two_ = {UwbAddress{{0x12, 0x34}}, UwbAddress{{0xAB, 0xCD}}};
     const std::vector<int> ids_ = {7, -1};
 };
 
 TEST_F(RequestsTest, EachIsOneMessageOnASocketOfItsOwn) {
-    bool ok = false;
-    McpsUtils::SpiPids pids;
-    PhyInfo phy;
-    const struct {
-        std::string sent, reply;  // Without a reply it awaits the acknowledgement.
-        std::function<bool()> run;
-    } kCases[] = {
-        {"1+dump", "2", [&] { return mcps_.ListHardware(&ok), ok; }},
-        {"1 1=w5", "2", [&] { return mcps_.GetHardwareInfo(5, &ok), ok; }},
-        {"9 1=w5 10!{1!{1='spi_pid'} 1!{1='kt7100_pid'}}", "9",
-         [&] { return mcps_.GetSpiPids(5, pids); }},
-        {"3 1=w5 3='default'", "", [&] { return SetScheduler(0, kNone, kNone, false); }},
-        {"3 1=w5 3='simple-ranging'", "", [&] { return SetScheduler(1, kNone, kNone, false); }},
-        {"4 1=w5 3='endless'", "", [&] { return SetScheduler(2, kNone, kNone, true); }},
-        {"3 1=w5 3='on_demand'", "", [&] { return SetScheduler(3, kNone, kNone, false); }},
-        {"3 1=w5 3='7'", "", [&] { return SetScheduler(7, kNone, kNone, false); }},
-        {"4 1=w5 3='default' 4!{1=w5}", "", [&] { return SetScheduler(0, 5, kNone, true); }},
-        {"3 1=w5 3='default' 4!{2=w0}", "", [&] { return SetScheduler(0, kNone, 0, false); }},
-        {"4 1=w5 3='default' 4!{1=w6 2=w1}", "", [&] { return SetScheduler(0, 6, 1, true); }},
-        {"3 1=w5 3='endless' 5{1{1=w0 2='simple_ranging'}}", "",
-         [&] { return mcps_.SetRegion(5, kSimpleRangingRegion); }},
-        {"3 1=w5 3='endless' 5{1{1=w0 2='9'}}", "", [&] { return mcps_.SetRegion(5, {9}); }},
-        {"3 1=w5 3='on_demand' 5{1{1=w1 2='fira'} 2{1=w0 2='nfcc_coex'}}", "",
-         [&] { return mcps_.SetAllRegions(5); }},
-        {"5+dump", "7", [&] { return ieee_.ListDevices(&ok), ok; }},
-        {"1 " + lo_, "3 1=w0 24{2{0{1=x}}}", [&] { return ieee_.GetPhyInfo("lo", &phy); }},
-        {"9 " + lo_ + " 7=b4 8=b0", "", [&] { return ieee_.SetChannel("lo", 0); }},
-        {"9 " + lo_ + " 7=b4 8=b15", "", [&] { return ieee_.SetChannel("lo", 15); }},
-        {"10 " + lo_ + " 9=h0xBEEF", "", [&] { return ieee_.SetPanId("lo", 0xBEEF); }},
-        {"11 " + lo_ + " 10=h0x1234", "",
-         [&] {
-             return ieee_.SetShortMacAddress("lo", {0x12, 0x34});
-         }},
-        {Call("fira", "1 5{1=w42}"), "", [&] { return fira_.InitSession(5, 42); }},
-        {Call("fira", "3 5{1=w42}"), "", [&] { return fira_.StopSession(5, 42); }},
-        {Call("fira", "4 5{1=w42}"), "", [&] { return fira_.DeinitSession(5, 42); }},
-        {Call("fira", "6 5{1=w42 3{1{1=h0x1234} 2{1=h0xABCD}}}"), "",
-         [&] { return fira_.AddControlees(5, 42, two_, nullptr); }},
-        {Call("fira", "6 5{1=w42 3{1{1=h0x1234 2=w7} 2{1=h0xABCD 2=w-1}}}"), "",
-         [&] { return fira_.AddControlees(5, 42, two_, &ids_); }},
-        {Call("fira", "7 5{1=w42 3{1{1=h0x1234} 2{1=h0xABCD}}}"), "",
-         [&] { return fira_.RemoveControlees(5, 42, two_); }},
-        {Call("fira", "5 5{1=w42 2{11=w300}}"), "",
-         [&] { return fira_.UpdateBlockStriding(5, 42, 300); }},
-        {Call("nfcc_coex", "1"), "", [&] { return ccc_.StopCccSession(5); }},
-    };
-    for (const auto& [sent, reply, run] : kCases) {
+    for (const auto& [sent, reply, run] : Requests()) {
         kernel_.calls.clear();
         kernel_.Reply({reply});
         EXPECT_TRUE(run());
@@ -103,6 +113,56 @@ TEST_F(RequestsTest, EachIsOneMessageOnASocketOfItsOwn) {
         EXPECT_FALSE(WithoutSockets(run)) << sent;
         kernel_.sent.clear();
     }
+}
+
+// However small: a message is sent whole, or not at all and with a reason in the log.
+TEST_F(RequestsTest, MessagesThatDoNotFitAreNotSent) {
+    std::vector<Request> requests = Requests();
+    ConfigUtils config;
+    requests.push_back({"calibration", "8",
+                        [&] { return config.Set("k", "1"), mcps_.ConsumeCalibration(5, config); }});
+    requests.push_back({"requests", "", [this] {
+                            return mcps_.SetRangingRequests(5, {{1, 2, 3}, {4, 5, 6}});
+                        }});
+    requests.push_back({"start", "", [this] { return fira_.StartSession(5, 42); }});
+    requests.push_back({"ccc start", "", [this] { return ccc_.StartCccSession(5, 1, 9); }});
+    using namespace ::aidl::hardware::velta::uwb;
+    const FiraTwrSession session = {.rangingRoundUsage = RangingRoundUsage::DS_TWR,
+                                    .deviceAddress = two_[0],
+                                    .destAddressList = two_,
+                                    .rframeConfig = RframeConfig::SP3,
+                                    .preambleDuration = PreambleDuration::T64_SYMBOLS,
+                                    .vendorId = {1, 2},
+                                    .staticStsIV = {1, 2, 3, 4, 5, 6}};
+    requests.push_back({"config", "", [&] { return fira_.ConfigTwrSession(5, session); }});
+    kernel_.sockets_left = 1 << 20;
+    constexpr size_t kHeaders = NLMSG_HDRLEN + GENL_HDRLEN;
+    for (const auto& [sent, reply, run] : requests) {
+        size_t refused = 0;
+        bool is_whole = false;
+        for (size_t room = kHeaders; room <= 1024; room += 4) {
+            nlmsg_set_default_size(room);
+            kernel_.sent.clear();
+            kernel_.answers.clear();
+            kernel_.Reply({reply});
+            const size_t lines = log_.lines().size();
+            const bool ok = run();
+            EXPECT_EQ(ok, !kernel_.sent.empty()) << sent << " in " << room;
+            EXPECT_TRUE(ok || !is_whole) << sent << " fits into less than " << room;
+            is_whole = ok;
+            if (ok) continue;
+            refused++;
+            const auto& log = log_.lines();
+            EXPECT_TRUE(std::any_of(log.begin() + static_cast<ptrdiff_t>(lines), log.end(),
+                                    [](const auto& line) { return line.starts_with("E "); }))
+                << sent << " in " << room;
+        }
+        EXPECT_TRUE(is_whole) << sent;
+        // A request for all needs no more than its header.
+        EXPECT_EQ(refused == 0, sent.ends_with("+dump")) << sent;
+    }
+    nlmsg_set_default_size(static_cast<size_t>(getpagesize()));
+    kernel_.sent.clear();
 }
 
 TEST_F(RequestsTest, StartsStayOnAWatchedSocket) {

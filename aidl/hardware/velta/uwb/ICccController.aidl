@@ -42,6 +42,6 @@ interface ICccController {
      */
     CccCapabilities getCapabilities();
 
-    /** Sets the callback, replacing the previous one. */
+    /** Sets the callback, replacing the previous one, whoever set it. */
     void setCallback(in @nullable ICccControllerCallback callback);
 }

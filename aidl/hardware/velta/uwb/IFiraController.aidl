@@ -15,7 +15,7 @@ import hardware.velta.uwb.UwbAddress;
  */
 @VintfStability
 interface IFiraController {
-    /** Sets the callback of all sessions, replacing the previous one. */
+    /** Sets the callback of all sessions, replacing the previous one, whoever set it. */
     void setSessionCallback(in @nullable IFiraSessionCallback callback);
 
     /** Forgets the callback; reports are dropped until there is another one. */

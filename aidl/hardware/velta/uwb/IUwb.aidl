@@ -7,8 +7,14 @@ import hardware.velta.uwb.IUwbIface;
 /**
  * The UWB hardware service, registered as "hardware.velta.uwb.IUwb/default".
  *
- * One client at a time opens the hardware. Every failure of every interface of this package is
- * a service-specific error with a code of ErrorCode and a message.
+ * One client at a time opens the hardware. Who may call at all is the platform's to say; of those
+ * who may, each can call everything, whoever holds the hardware: there is one, with one state. A
+ * second client's close() ends the first one's sessions, its applyCountryRestriction() takes them
+ * down, and the callback that was set last is the one that is told. Nobody is told of another's
+ * close(): whoever held the hardware finds its objects as close() says.
+ *
+ * Every failure of every interface of this package is a service-specific error with a code of
+ * ErrorCode and a message.
  */
 @VintfStability
 interface IUwb {
@@ -26,8 +32,8 @@ interface IUwb {
     void open(in @nullable IUwbClientCallback callback);
 
     /**
-     * Gives the hardware back: sessions end, interfaces go down. Not an error when nothing is
-     * open.
+     * Gives the hardware back, whoever holds it: sessions end without a word to their callbacks,
+     * interfaces go down. Not an error when nothing is open.
      *
      * Objects that the client still holds answer, but drive nothing any more. Arguments and states
      * are checked first, as ever and in the same order: sessions are gone, so that a FiRa session
