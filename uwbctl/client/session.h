@@ -57,6 +57,9 @@ void ApplySetting(const std::string& setting, FiraTwrSession* session);
 /** @return what is impossible about a session's timing, as a line of its own; empty for nothing. */
 std::string TimingHint(const FiraTwrSession& session);
 
+/** Gives this device the usual short address of its role, unless it has one. */
+void FillDeviceAddress(FiraTwrSession* session);
+
 /** @return the short addresses of texts such as "0x1234"; throws a Failure that names a bad one. */
 std::vector<::aidl::hardware::velta::uwb::UwbAddress> ParsePeers(
     const std::vector<std::string>& peers);

@@ -45,25 +45,6 @@ void AddCount(CLI::App* command, uint64_t* count, const std::string& what);
 /** Adds "-t,--time", after how many seconds a command ends by itself. */
 void AddTime(CLI::App* command, int* seconds);
 
-/**
- * Throws a Failure that names a peer that is there twice, in whatever spelling, or is this device
- * itself.
- *
- * @param own this device's address.
- */
-void CheckPeers(const std::vector<std::string>& peers, const std::string& own);
-
-/**
- * Check() with a hint where the service gives no reason.
- *
- * @param hint what is known of the reason, asked for after a failure only; may return nothing.
- */
-void CheckWithHint(const ndk::ScopedAStatus& status, const std::string& asked,
-                   const std::function<std::string()>& hint);
-
-/** Check() of the start of ranging on a channel: explains what the service does not. */
-void CheckStart(const ndk::ScopedAStatus& status, const std::string& asked, int channel);
-
 /** @return a check of numbers whose limits are not part of the help. */
 CLI::Validator NumberRange(int64_t from, int64_t to);
 

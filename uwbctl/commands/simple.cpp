@@ -10,6 +10,7 @@
 #include <limits>
 #include <utility>
 
+#include "uwbctl/client/checks.h"
 #include "uwbctl/client/output.h"
 #include "uwbctl/client/text.h"
 
