@@ -11,6 +11,9 @@
 
 namespace uwbctl {
 
+using ::aidl::hardware::velta::uwb::RangingRequest;
+using ::aidl::hardware::velta::uwb::UwbAddress;
+
 void CheckPeers(const std::vector<std::string>& peers, const std::string& own) {
     std::set<std::vector<uint8_t>> seen;
     const auto own_address = ParseAddress(own);
@@ -25,6 +28,29 @@ void CheckPeers(const std::vector<std::string>& peers, const std::string& own) {
             throw Failure(kUsage, "address " + text + " is there twice");
         }
     }
+}
+
+UwbAddress CheckAnyAddress(const std::string& text) {
+    const auto address = ParseAddress(text);
+    if (address && address->address.size() > 1) return *address;
+    throw Failure(kUsage,
+                  "not an address: " + text + " (expected 2 to 8 bytes as 0x1234 or 12:34)");
+}
+
+std::vector<RangingRequest> MakeRequests(const std::vector<std::string>& peers,
+                                         const std::string& own, int param) {
+    CheckPeers(peers, own);
+    std::vector<RangingRequest> requests;
+    for (const std::string& text : peers) {
+        uint64_t peer = 0;
+        for (const uint8_t byte : CheckAnyAddress(text).address) peer = peer << 8 | byte;
+        RangingRequest request;
+        request.id = static_cast<int32_t>(requests.size()) + 1;
+        request.param = param;
+        request.peer = static_cast<int64_t>(peer);
+        requests.push_back(request);
+    }
+    return requests;
 }
 
 void CheckWithHint(const ndk::ScopedAStatus& status, const std::string& asked,

@@ -260,6 +260,15 @@ bool IsSecret(const std::string& member) {
            (lower.find("key") != lower.npos && lower.find("keyrotation") == lower.npos);
 }
 
+Json PublicSessionToJson(const FiraTwrSession& session) {
+    const Json all = SessionToJson(session);
+    Json known = Json::object();
+    for (const auto& [name, value] : all.items()) {
+        if (!IsSecret(name)) known[name] = value;
+    }
+    return known;
+}
+
 void ApplySessionFile(const std::string& path, FiraTwrSession* session) {
     const bool is_input = path == "-";
     const std::string name = is_input ? "standard input" : path;

@@ -44,6 +44,9 @@ void ApplyJson(const nlohmann::ordered_json& json, const std::string& where,
  */
 bool IsSecret(const std::string& member);
 
+/** SessionToJson() without the members that are secret: what may be kept and shown. */
+nlohmann::ordered_json PublicSessionToJson(const FiraTwrSession& session);
+
 /** ApplyJson() of a file's contents, "-" for standard input; throws a Failure that names the file.
  */
 void ApplySessionFile(const std::string& path, FiraTwrSession* session);
