@@ -3,7 +3,21 @@
 
 #include <limits>
 
+#include "uwbctl/client/session.h"
+
 namespace uwbctl {
+namespace {
+
+std::string PresetText() {
+    std::string text = "Session to start from:";
+    for (const SessionPreset& preset : SessionPresets()) {
+        text += std::string(" ") + preset.name + " (" + preset.description + ");";
+    }
+    text.back() = '.';
+    return text;
+}
+
+}  // namespace
 
 CLI::Validator NumberRange(int64_t from, int64_t to) {
     return CLI::Range(from, to).description("");
@@ -11,6 +25,14 @@ CLI::Validator NumberRange(int64_t from, int64_t to) {
 
 CLI::Validator SecondsRange() {
     return NumberRange(0, std::numeric_limits<int>::max());
+}
+
+void AddPreset(CLI::App* command, std::string* preset) {
+    std::string names;
+    for (const SessionPreset& known : SessionPresets()) {
+        names += (names.empty() ? "" : "|") + std::string(known.name);
+    }
+    command->add_option("--preset", *preset, PresetText())->type_name(names);
 }
 
 void AddIface(CLI::App* command, std::string* iface) {

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "uwbctl/client/client.h"
+#include "uwbctl/serve/serve.h"
 
 namespace uwbctl {
 
@@ -16,6 +17,8 @@ struct CommandLine {
     std::unique_ptr<CLI::App> app;
     /** Set by parsing; empty when only help was asked for. */
     std::function<ExitStatus(Events* events)> run;
+    /** What was typed. */
+    std::vector<std::string> words;
 };
 
 /** Adds a subcommand whose options live as long as it does. */
@@ -31,6 +34,9 @@ CLI::App* AddCommand(CommandLine* line, CLI::App* parent, const std::string& nam
     });
     return command;
 }
+
+/** Adds the option that names a preset of sessions. */
+void AddPreset(CLI::App* command, std::string* preset);
 
 /** Adds the option that names an interface. */
 void AddIface(CLI::App* command, std::string* iface);
@@ -65,6 +71,8 @@ void AddMonitor(CommandLine* line, CLI::App* app);
 void AddRecord(CommandLine* line, CLI::App* app);
 void AddReport(CommandLine* line, CLI::App* app);
 void AddScene(CommandLine* line, CLI::App* app);
+/** @param serve what it does; null starts the program that has the web server. */
+void AddServe(CommandLine* line, CLI::App* app, ServeFunction serve);
 void AddSimple(CommandLine* line, CLI::App* app);
 void AddTag(CommandLine* line, CLI::App* app);
 void AddWait(CommandLine* line, CLI::App* app);
