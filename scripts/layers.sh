@@ -36,6 +36,7 @@ room uwbctl/recording uwbctl/client/
 room uwbctl/world uwbctl/client/ uwbctl/recording/
 room uwbctl/live uwbctl/client/ uwbctl/recording/
 room uwbctl/report uwbctl/client/ uwbctl/recording/
+room uwbctl/serve uwbctl/client/ uwbctl/recording/ uwbctl/report/ uwbctl/world/ version/
 room uwbctl/commands uwbctl/ version/
 room sim/radio/wire net/mcps802154.h
 room sim/radio/world net/mcps802154.h wire/

@@ -20,6 +20,8 @@ ROOT=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)
 DEVICE=$CACHE/device
 # What the guest loads at boot, without what those need in turn.
 BOOT_MODULES=(virtio_pci virtio_console 9pnet_virtio 9p binder_linux ieee802154_socket mac802154)
+# Loaded only where a port is forwarded.
+NET_MODULES=(virtio_net)
 # There for whoever wants to compare with the kernel's own simulated radio.
 OTHER_MODULES=(mac802154_hwsim)
 
@@ -160,14 +162,19 @@ modules_for() {
   done | awk '$1 == "insmod" && !seen[$2]++ { print $2 }'
 }
 modules_for "${BOOT_MODULES[@]}" >"$new/boot.files"
-modules_for "${BOOT_MODULES[@]}" "${OTHER_MODULES[@]}" >"$new/all.files"
+modules_for "${NET_MODULES[@]}" >"$new/net.files"
+modules_for "${BOOT_MODULES[@]}" "${NET_MODULES[@]}" "${OTHER_MODULES[@]}" >"$new/all.files"
 while read -r file; do
   # Without their signatures: checking those would take a quarter of a second of each boot.
   objcopy --strip-debug "$file" "$guest/lib/modules/$release/${file##*/}"
 done <"$new/all.files"
-while read -r file; do
-  echo "/lib/modules/$release/${file##*/}"
-done <"$new/boot.files" >"$guest/lib/modules/boot"
+for list in boot net; do
+  while read -r file; do
+    # The kernel has loaded those already.
+    [ $list = boot ] || ! grep -qxF -- "$file" "$new/boot.files" || continue
+    echo "/lib/modules/$release/${file##*/}"
+  done <"$new/$list.files" >"$guest/lib/modules/$list"
+done
 depmod -b "$guest" "$release" 2>/dev/null || true
 
 (cd "$guest" && find . -print0 | LC_ALL=C sort -z |
@@ -175,7 +182,7 @@ depmod -b "$guest" "$release" 2>/dev/null || true
 ln -s "$kernel/vmlinux" "$new/vmlinux"
 ln -s "$kernel/usr/src/$headers" "$new/headers"
 echo "$release" >"$new/release"
-rm -rf "$new/packages" "$guest" "$new/boot.files" "$new/all.files"
+rm -rf "$new/packages" "$guest" "$new"/{boot,net,all}.files
 touch "$new/complete"
 chmod 755 "$new"
 rm -rf "$current"

@@ -22,7 +22,7 @@ AIDL_PACKAGE = 'hardware.velta.uwb'
 # What a platform tree has, and the product that wants uwbctl brings.
 PLATFORM_MODULES = {
     'libbase', 'libbinder', 'libbinder_ndk', 'libcutils', 'libgmock', 'libgtest', 'liblog', 'libnl', 'libutils',
-    'libcli11_headers', 'libncurses', 'libnlohmann_json_headers'}
+    'libcli11_headers', 'libcpphttplib_headers', 'libncurses', 'libnlohmann_json_headers'}
 REFERENCES = ('defaults', 'static_libs', 'shared_libs', 'header_libs', 'default_applicable_licenses')
 PATHS = ('srcs', 'src', 'init_rc', 'vintf_fragments', 'license_text', 'test_config', 'export_include_dirs')
 SERVICE_KEYWORDS = {'interface': 2, 'class': None, 'user': 1, 'group': None, 'capabilities': None}
@@ -131,6 +131,8 @@ def test_blueprints_build_what_cmake_builds():
         'libuwbctl': cmake_sources('uwbctl/CMakeLists.txt', 'uwbctl_core'),
         'uwbctl': cmake_sources('uwbctl/CMakeLists.txt', 'uwbctl'),
         'libvelta_uwb_conformance_client': cmake_sources('conformance/CMakeLists.txt', 'conformance_client'),
+        'libuwbctl_serve': cmake_sources('uwbctl/CMakeLists.txt', 'uwbctl_serve'),
+        'uwbctl-serve': cmake_sources('uwbctl/CMakeLists.txt', 'uwbctl-serve'),
         'VtsHalVeltaUwbTargetTest': glob.glob('tests/device/*.cpp')}
     for room in re.search(r'foreach\(room ([^)]*)\)', read(tests)).group(1).split():
         pairs[f'velta_uwb_{room}_tests'] = glob.glob(f'tests/unit/{room}/*.cpp') + glob.glob('tests/unit/*.cpp')

@@ -91,11 +91,19 @@ void Check(const ScopedAStatus& status, const std::string& asked) {
                   what + status.getMessage() + " (" + CodeName(code) + ")" + Advice(code));
 }
 
+// What a death finds, on a thread of binder's, even when the client is gone by then.
+struct Client::DeathNotice {
+    Events* events;
+    std::shared_ptr<bool> has_died;
+};
+
 Client::Client(Events* events)
-    : events_(events), death_recipient_(AIBinder_DeathRecipient_new([](void* cookie) {
-          auto* client = static_cast<Client*>(cookie);
-          client->events_->Post([client] { client->has_died_ = true; });
+    : death_recipient_(AIBinder_DeathRecipient_new([](void* cookie) {
+          const auto* notice = static_cast<DeathNotice*>(cookie);
+          notice->events->Post([has_died = notice->has_died] { *has_died = true; });
       })) {
+    AIBinder_DeathRecipient_setOnUnlinked(
+        death_recipient_.get(), [](void* cookie) { delete static_cast<DeathNotice*>(cookie); });
     service_ = FindService();
     if (service_ == nullptr) {
         throw Failure(kNoService, "the UWB service is not there (" + InstanceName() +
@@ -103,12 +111,18 @@ Client::Client(Events* events)
     }
     ABinderProcess_setThreadPoolMaxThreadCount(1);
     ABinderProcess_startThreadPool();
-    AIBinder_linkToDeath(service_->asBinder().get(), death_recipient_.get(), this);
+    notice_ = std::make_unique<DeathNotice>(DeathNotice{events, has_died_}).release();
+    AIBinder_linkToDeath(service_->asBinder().get(), death_recipient_.get(), notice_);
 }
 
 Client::~Client() {
-    AIBinder_unlinkToDeath(service_->asBinder().get(), death_recipient_.get(), this);
+    AIBinder_unlinkToDeath(service_->asBinder().get(), death_recipient_.get(), notice_);
+    Close();
+}
+
+void Client::Close() {
     if (is_open_) service_->close();
+    is_open_ = false;
 }
 
 std::shared_ptr<IUwb> Client::FindService() {
@@ -163,7 +177,7 @@ std::shared_ptr<Client::IUwbIface> Client::GetIface(std::string* name) {
 }
 
 void Client::CheckAlive() const {
-    if (has_died_) throw Failure(kNoService, "the UWB service has died");
+    if (*has_died_) throw Failure(kNoService, "the UWB service has died");
 }
 
 Ended RunUntil(Events* events, const Client& client, milliseconds patience,

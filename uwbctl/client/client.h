@@ -57,7 +57,7 @@ class Client {
 
     /** Connects; a Failure names what is missing. events must outlive the client. */
     explicit Client(Events* events);
-    /** Closes the hardware if Open() took it. */
+    /** Close(). */
     ~Client();
     Client(const Client&) = delete;
     Client& operator=(const Client&) = delete;
@@ -74,6 +74,9 @@ class Client {
     /** As Open(), but @return false when another client has it: much can be read all the same. */
     bool TryOpen();
 
+    /** Gives the hardware back if Open() took it. */
+    void Close();
+
     /** @return the interface of that name, or the only or first one for an empty name. */
     std::shared_ptr<IUwbIface> GetIface(std::string* name);
 
@@ -83,11 +86,15 @@ class Client {
     void CheckAlive() const;
 
   private:
-    Events* events_;
+    struct DeathNotice;
+
     std::shared_ptr<IUwb> service_;
     ndk::ScopedAIBinder_DeathRecipient death_recipient_;
+    // Binder's from the link to its end.
+    DeathNotice* notice_ = nullptr;
     bool is_open_ = false;
-    bool has_died_ = false;
+    // The notice of a death may still be under way when this is gone.
+    std::shared_ptr<bool> has_died_ = std::make_shared<bool>(false);
 };
 
 /** How RunUntil() ended. */

@@ -17,6 +17,7 @@
 
 #include "uwbctl/client/client.h"
 #include "uwbctl/client/json.h"
+#include "uwbctl/client/session_members.h"
 #include "uwbctl/client/text.h"
 
 namespace uwbctl {
@@ -34,67 +35,12 @@ constexpr size_t kMostShown = 80;
 // More than any member of a member has.
 constexpr size_t kMostNames = 4;
 
+constexpr char kControllerAddress[] = "0x0001";
+constexpr char kControleeAddress[] = "0x0002";
+
 constexpr char kPhoneToTag[] = "phone-to-tag";
 constexpr char kIndoorPositioning[] = "indoor-positioning";
 constexpr char kFast[] = "fast";
-
-// The members of a session, once for both directions.
-template <typename Visitor>
-void Visit(FiraTwrSession* s, Visitor&& visit) {
-    visit("id", &s->id);
-    visit("deviceType", &s->deviceType);
-    visit("deviceRole", &s->deviceRole);
-    visit("rangingRoundUsage", &s->rangingRoundUsage);
-    visit("multiNodeMode", &s->multiNodeMode);
-    visit("deviceAddress", &s->deviceAddress);
-    visit("destAddressList", &s->destAddressList);
-    visit("initiationTimeMs", &s->initiationTimeMs);
-    visit("slotDurationRstu", &s->slotDurationRstu);
-    visit("slotsPerRangingRound", &s->slotsPerRangingRound);
-    visit("rangingBlockDurationMs", &s->rangingBlockDurationMs);
-    visit("blockStridingValue", &s->blockStridingValue);
-    visit("maxRangingRoundRetries", &s->maxRangingRoundRetries);
-    visit("isHoppingEnabled", &s->isHoppingEnabled);
-    visit("isBlockStridingEnabled", &s->isBlockStridingEnabled);
-    visit("sessionPriority", &s->sessionPriority);
-    visit("rangingRoundControl", &s->rangingRoundControl);
-    visit("inBandTerminationAttemptCount", &s->inBandTerminationAttemptCount);
-    visit("channelNumber", &s->channelNumber);
-    visit("preambleCodeIndex", &s->preambleCodeIndex);
-    visit("rframeConfig", &s->rframeConfig);
-    visit("prfMode", &s->prfMode);
-    visit("preambleDuration", &s->preambleDuration);
-    visit("sfdId", &s->sfdId);
-    visit("stsSegmentCount", &s->stsSegmentCount);
-    visit("psduDataRate", &s->psduDataRate);
-    visit("bprfPhrDataRate", &s->bprfPhrDataRate);
-    visit("fcsType", &s->fcsType);
-    visit("isTxAdaptivePayloadPowerEnabled", &s->isTxAdaptivePayloadPowerEnabled);
-    visit("aoaType", &s->aoaType);
-    visit("stsConfig", &s->stsConfig);
-    visit("subSessionId", &s->subSessionId);
-    visit("vendorId", &s->vendorId);
-    visit("staticStsIV", &s->staticStsIV);
-    visit("isKeyRotationEnabled", &s->isKeyRotationEnabled);
-    visit("keyRotationRate", &s->keyRotationRate);
-    visit("aoaResultRequest", &s->aoaResultRequest);
-    visit("resultReportConfig", &s->resultReportConfig);
-}
-
-template <typename Visitor>
-void Visit(RangingRoundControl* c, Visitor&& visit) {
-    visit("hasResultReportPhase", &c->hasResultReportPhase);
-    visit("measurementReportType", &c->measurementReportType);
-    visit("hasDeferredMode", &c->hasDeferredMode);
-}
-
-template <typename Visitor>
-void Visit(ResultReportConfig* c, Visitor&& visit) {
-    visit("hasTimeOfFlightReport", &c->hasTimeOfFlightReport);
-    visit("hasAngleOfArrivalAzimuthReport", &c->hasAngleOfArrivalAzimuthReport);
-    visit("hasAngleOfArrivalElevationReport", &c->hasAngleOfArrivalElevationReport);
-    visit("hasAngleOfArrivalFigureOfMeritReport", &c->hasAngleOfArrivalFigureOfMeritReport);
-}
 
 Json BytesToJson(const std::vector<uint8_t>& bytes) {
     std::string text;
@@ -135,7 +81,7 @@ struct Writer {
             return BytesToJson(*value);
         } else {
             Json object = Json::object();
-            Visit(value, Writer{&object});
+            VisitMembers(value, Writer{&object});
             return object;
         }
     }
@@ -190,7 +136,7 @@ class Reader {
             *value = is_empty ? T() : ReadAddress(where, json).address;
         } else {
             Reader members(json, where);
-            Visit(value, members);
+            VisitMembers(value, members);
             members.CheckAllRead();
         }
     }
@@ -301,7 +247,7 @@ Json SessionToJson(const FiraTwrSession& session) {
 
 void ApplyJson(const Json& json, const std::string& where, FiraTwrSession* session) {
     Reader reader(json, where);
-    Visit(session, reader);
+    VisitMembers(session, reader);
     reader.CheckAllRead();
 }
 
@@ -312,6 +258,15 @@ bool IsSecret(const std::string& member) {
     // How keys are rotated is none.
     return lower == "vendorid" || lower == "staticstsiv" ||
            (lower.find("key") != lower.npos && lower.find("keyrotation") == lower.npos);
+}
+
+Json PublicSessionToJson(const FiraTwrSession& session) {
+    const Json all = SessionToJson(session);
+    Json known = Json::object();
+    for (const auto& [name, value] : all.items()) {
+        if (!IsSecret(name)) known[name] = value;
+    }
+    return known;
 }
 
 void ApplySessionFile(const std::string& path, FiraTwrSession* session) {
@@ -361,6 +316,13 @@ std::string TimingHint(const FiraTwrSession& session) {
         "needs a longer --block, or fewer or shorter slots (slotsPerRangingRound, "
         "slotDurationRstu)",
         session.slotsPerRangingRound, slot_ms, round_ms, session.rangingBlockDurationMs);
+}
+
+void FillDeviceAddress(FiraTwrSession* session) {
+    if (!session->deviceAddress.address.empty()) return;
+    const bool is_controlee = session->deviceType == DeviceType::CONTROLEE;
+    session->deviceAddress =
+        ParsePeers({is_controlee ? kControleeAddress : kControllerAddress}).front();
 }
 
 std::vector<UwbAddress> ParsePeers(const std::vector<std::string>& peers) {

@@ -44,6 +44,9 @@ void ApplyJson(const nlohmann::ordered_json& json, const std::string& where,
  */
 bool IsSecret(const std::string& member);
 
+/** SessionToJson() without the members that are secret: what may be kept and shown. */
+nlohmann::ordered_json PublicSessionToJson(const FiraTwrSession& session);
+
 /** ApplyJson() of a file's contents, "-" for standard input; throws a Failure that names the file.
  */
 void ApplySessionFile(const std::string& path, FiraTwrSession* session);
@@ -56,6 +59,9 @@ void ApplySetting(const std::string& setting, FiraTwrSession* session);
 
 /** @return what is impossible about a session's timing, as a line of its own; empty for nothing. */
 std::string TimingHint(const FiraTwrSession& session);
+
+/** Gives this device the usual short address of its role, unless it has one. */
+void FillDeviceAddress(FiraTwrSession* session);
 
 /** @return the short addresses of texts such as "0x1234"; throws a Failure that names a bad one. */
 std::vector<::aidl::hardware::velta::uwb::UwbAddress> ParsePeers(

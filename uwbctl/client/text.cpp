@@ -75,6 +75,13 @@ std::string AddressText(const UwbAddress& address) {
     return text;
 }
 
+std::vector<std::string> AddressTexts(const std::vector<UwbAddress>& addresses) {
+    std::vector<std::string> texts;
+    texts.reserve(addresses.size());
+    for (const UwbAddress& address : addresses) texts.push_back(AddressText(address));
+    return texts;
+}
+
 std::string CountText(uint64_t count, const std::string& what) {
     return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
 }

@@ -19,6 +19,10 @@ std::optional<::aidl::hardware::velta::uwb::UwbAddress> ParseAddress(const std::
 /** @return "0x1234" for a short address, "12:34:..." for any other. */
 std::string AddressText(const ::aidl::hardware::velta::uwb::UwbAddress& address);
 
+/** @return AddressText() of each. */
+std::vector<std::string> AddressTexts(
+    const std::vector<::aidl::hardware::velta::uwb::UwbAddress>& addresses);
+
 /** @return the items with ", " between them; "none" for no items. */
 template <typename T, typename ToText>
 std::string Join(const std::vector<T>& items, ToText to_text) {

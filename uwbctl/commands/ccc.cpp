@@ -9,6 +9,7 @@
 #include <optional>
 #include <utility>
 
+#include "uwbctl/client/checks.h"
 #include "uwbctl/client/output.h"
 
 namespace uwbctl {

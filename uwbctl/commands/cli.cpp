@@ -92,6 +92,7 @@ std::optional<ExitStatus> Parse(CommandLine* line, std::vector<std::string> word
     if (!Commands(*command).empty() && !has_options) {
         throw Failure(kUsage, "which command? \"" + FullName(*command) + " --help\" lists them");
     }
+    line->words = words;
     try {
         std::reverse(words.begin(), words.end());  // As the parser wants them.
         line->app->parse(words);
@@ -106,7 +107,7 @@ std::optional<ExitStatus> Parse(CommandLine* line, std::vector<std::string> word
     return std::nullopt;
 }
 
-std::unique_ptr<CommandLine> MakeCommandLine() {
+std::unique_ptr<CommandLine> MakeCommandLine(ServeFunction serve) {
     auto line = std::make_unique<CommandLine>();
     line->app = std::make_unique<CLI::App>("Drives the UWB service from a terminal.", "uwbctl");
     CLI::App* app = line->app.get();
@@ -129,6 +130,7 @@ std::unique_ptr<CommandLine> MakeCommandLine() {
     AddReport(line.get(), app);
     AddCcc(line.get(), app);
     AddSimple(line.get(), app);
+    AddServe(line.get(), app, serve);
     AddMonitor(line.get(), app);
     AddBugreport(line.get(), app);
     AddScene(line.get(), app);

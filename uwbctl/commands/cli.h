@@ -10,8 +10,11 @@
 
 namespace uwbctl {
 
-/** @return uwbctl's command line; it must not be moved, its parser writes into it. */
-std::unique_ptr<CommandLine> MakeCommandLine();
+/**
+ * @param serve as RunProgram() has it.
+ * @return uwbctl's command line; it must not be moved, its parser writes into it.
+ */
+std::unique_ptr<CommandLine> MakeCommandLine(ServeFunction serve = nullptr);
 
 /**
  * Parses what was typed. Help that was asked for goes to standard output; a Failure tells what is

@@ -1,48 +1,23 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "uwbctl/commands/command.h"
 
-#include <aidl/hardware/velta/uwb/ErrorCode.h>
-
 #include <limits>
-#include <set>
 
-#include "uwbctl/client/calibration.h"
-#include "uwbctl/client/text.h"
+#include "uwbctl/client/session.h"
 
 namespace uwbctl {
+namespace {
 
-void CheckPeers(const std::vector<std::string>& peers, const std::string& own) {
-    std::set<std::vector<uint8_t>> seen;
-    const auto own_address = ParseAddress(own);
-    for (const std::string& text : peers) {
-        const auto address = ParseAddress(text);
-        if (!address) continue;
-        if (own_address && address->address == own_address->address) {
-            throw Failure(kUsage,
-                          "peer " + text + " is this device itself; --address gives it another");
-        }
-        if (!seen.insert(address->address).second) {
-            throw Failure(kUsage, "address " + text + " is there twice");
-        }
+std::string PresetText() {
+    std::string text = "Session to start from:";
+    for (const SessionPreset& preset : SessionPresets()) {
+        text += std::string(" ") + preset.name + " (" + preset.description + ");";
     }
+    text.back() = '.';
+    return text;
 }
 
-void CheckWithHint(const ndk::ScopedAStatus& status, const std::string& asked,
-                   const std::function<std::string()>& hint) {
-    try {
-        Check(status, asked);
-    } catch (const Failure& failure) {
-        // Any other code comes with a message that says it all.
-        const bool is_silent =
-            status.getServiceSpecificError() ==
-            static_cast<int32_t>(::aidl::hardware::velta::uwb::ErrorCode::FAILED);
-        throw Failure(failure.status(), failure.what() + (is_silent ? hint() : ""));
-    }
-}
-
-void CheckStart(const ndk::ScopedAStatus& status, const std::string& asked, int channel) {
-    CheckWithHint(status, asked, [channel] { return ChannelHint(channel); });
-}
+}  // namespace
 
 CLI::Validator NumberRange(int64_t from, int64_t to) {
     return CLI::Range(from, to).description("");
@@ -50,6 +25,14 @@ CLI::Validator NumberRange(int64_t from, int64_t to) {
 
 CLI::Validator SecondsRange() {
     return NumberRange(0, std::numeric_limits<int>::max());
+}
+
+void AddPreset(CLI::App* command, std::string* preset) {
+    std::string names;
+    for (const SessionPreset& known : SessionPresets()) {
+        names += (names.empty() ? "" : "|") + std::string(known.name);
+    }
+    command->add_option("--preset", *preset, PresetText())->type_name(names);
 }
 
 void AddIface(CLI::App* command, std::string* iface) {

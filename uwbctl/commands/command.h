@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "uwbctl/client/client.h"
+#include "uwbctl/serve/serve.h"
 
 namespace uwbctl {
 
@@ -16,6 +17,8 @@ struct CommandLine {
     std::unique_ptr<CLI::App> app;
     /** Set by parsing; empty when only help was asked for. */
     std::function<ExitStatus(Events* events)> run;
+    /** What was typed. */
+    std::vector<std::string> words;
 };
 
 /** Adds a subcommand whose options live as long as it does. */
@@ -32,6 +35,9 @@ CLI::App* AddCommand(CommandLine* line, CLI::App* parent, const std::string& nam
     return command;
 }
 
+/** Adds the option that names a preset of sessions. */
+void AddPreset(CLI::App* command, std::string* preset);
+
 /** Adds the option that names an interface. */
 void AddIface(CLI::App* command, std::string* iface);
 
@@ -44,25 +50,6 @@ void AddCount(CLI::App* command, uint64_t* count, const std::string& what);
 
 /** Adds "-t,--time", after how many seconds a command ends by itself. */
 void AddTime(CLI::App* command, int* seconds);
-
-/**
- * Throws a Failure that names a peer that is there twice, in whatever spelling, or is this device
- * itself.
- *
- * @param own this device's address.
- */
-void CheckPeers(const std::vector<std::string>& peers, const std::string& own);
-
-/**
- * Check() with a hint where the service gives no reason.
- *
- * @param hint what is known of the reason, asked for after a failure only; may return nothing.
- */
-void CheckWithHint(const ndk::ScopedAStatus& status, const std::string& asked,
-                   const std::function<std::string()>& hint);
-
-/** Check() of the start of ranging on a channel: explains what the service does not. */
-void CheckStart(const ndk::ScopedAStatus& status, const std::string& asked, int channel);
 
 /** @return a check of numbers whose limits are not part of the help. */
 CLI::Validator NumberRange(int64_t from, int64_t to);
@@ -84,6 +71,8 @@ void AddMonitor(CommandLine* line, CLI::App* app);
 void AddRecord(CommandLine* line, CLI::App* app);
 void AddReport(CommandLine* line, CLI::App* app);
 void AddScene(CommandLine* line, CLI::App* app);
+/** @param serve what it does; null starts the program that has the web server. */
+void AddServe(CommandLine* line, CLI::App* app, ServeFunction serve);
 void AddSimple(CommandLine* line, CLI::App* app);
 void AddTag(CommandLine* line, CLI::App* app);
 void AddWait(CommandLine* line, CLI::App* app);

@@ -1,10 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <algorithm>
-#include <cctype>
 #include <cstdio>
 #include <optional>
 
 #include "uwbctl/client/calibration.h"
+#include "uwbctl/client/country.h"
 #include "uwbctl/client/text.h"
 #include "uwbctl/commands/command.h"
 
@@ -18,39 +17,6 @@ struct CountryOptions {
     bool shows = false;
     bool lists = false;
 };
-
-std::string Name(const std::string& code) {
-    return code.empty() ? "no known country" : "country " + code;
-}
-
-// The service takes any text and loads the default for what it does not know.
-std::string CheckCode(const std::string& typed) {
-    std::string code = typed;
-    std::transform(code.begin(), code.end(), code.begin(),
-                   [](unsigned char letter) { return toupper(letter); });
-    const bool is_code =
-        code.size() == 2 && code.find_first_not_of("ABCDEFGHIJKLMNOPQRSTUVWXYZ") == code.npos;
-    if (!code.empty() && !is_code) {
-        throw Failure(kUsage, "not a country code: " + typed + " (two letters, such as FR)");
-    }
-    return code;
-}
-
-// Says what the service has loaded, as far as the files can be seen.
-std::string LoadedText(const CalibrationFiles& files, const std::string& code) {
-    if (!files.problem().empty()) {
-        std::string text = "calibration of " + Name(code) + " loaded";
-        if (code.empty()) return text;
-        return text + ", or the default one in its place: whether " + code +
-               " has its own is not known (" + files.problem() + ")";
-    }
-    const CountryCalibration calibration = files.Look(code);
-    const std::string bans = BansText(calibration.banned_channels);
-    if (calibration.has_own_file) return "calibration of " + Name(code) + " loaded: it " + bans;
-    return Name(code) + " has no calibration of its own: the default one is loaded, which " + bans +
-           ", whatever the law there says (countries with their own: " +
-           Join(files.Countries(), [](const std::string& known) { return known; }) + ")";
-}
 
 ExitStatus Show(const CalibrationFiles& files) {
     printf("in force  %s\n", InForceText().c_str());
@@ -82,13 +48,10 @@ ExitStatus Country(Events* events, const CountryOptions& options) {
             "which country? Such as FR, or \"\" where it is not known; --show tells what is "
             "in force");
     }
-    const std::string code = CheckCode(*options.code);
+    const std::string code = CheckCountry(*options.code);
     Client client(events);
     client.Open();
-    Check(client.service()->applyCountryRestriction(code),
-          "apply the calibration of " + Name(code));
-    RememberCountry(code);
-    fprintf(stderr, "%s\n", LoadedText(files, code).c_str());
+    fprintf(stderr, "%s\n", ApplyCountry(client.service(), code).c_str());
     return kDone;
 }
 

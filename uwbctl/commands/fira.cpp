@@ -15,25 +15,6 @@ namespace {
 
 constexpr int kMaxBlockMs = 3600000;
 
-std::string Choices(const std::vector<std::string>& values) {
-    return android::base::Join(values, '|');
-}
-
-std::vector<std::string> PresetNames() {
-    std::vector<std::string> names;
-    for (const SessionPreset& preset : SessionPresets()) names.emplace_back(preset.name);
-    return names;
-}
-
-std::string PresetText() {
-    std::string text = "Session to start from:";
-    for (const SessionPreset& preset : SessionPresets()) {
-        text += std::string(" ") + preset.name + " (" + preset.description + ");";
-    }
-    text.back() = '.';
-    return text;
-}
-
 // Who ranges with whom.
 void AddPeerOptions(CLI::App* command, FiraRangeOptions* options) {
     AddIface(command, &options->iface);
@@ -51,8 +32,7 @@ void AddPeerOptions(CLI::App* command, FiraRangeOptions* options) {
 
 void AddSessionOptions(CLI::App* command, FiraRangeOptions* options) {
     const std::vector<std::string> angles = {"none", "azimuth", "elevation", "both"};
-    command->add_option("--preset", options->preset, PresetText())
-        ->type_name(Choices(PresetNames()));
+    AddPreset(command, &options->preset);
     command
         ->add_option("--session-file", options->session_file,
                      "JSON file with members of the session, as --dump-session prints them; - for "
@@ -68,7 +48,7 @@ void AddSessionOptions(CLI::App* command, FiraRangeOptions* options) {
         ->type_name("MS")
         ->check(NumberRange(1, kMaxBlockMs));
     command->add_option("--angles", options->angles, "Angles to measure")
-        ->type_name(Choices(angles))
+        ->type_name(android::base::Join(angles, '|'))
         ->check(CLI::IsMember(angles).description(""));
     command
         ->add_option("--set", options->settings,

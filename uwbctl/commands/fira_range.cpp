@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "uwbctl/commands/fira_range.h"
 
-#include <aidl/hardware/velta/uwb/BnFiraSessionCallback.h>
 #include <aidl/hardware/velta/uwb/IFiraController.h>
 #include <android-base/stringprintf.h>
 #include <unistd.h>
@@ -9,10 +8,11 @@
 #include <cstdio>
 #include <utility>
 
+#include "uwbctl/client/checks.h"
+#include "uwbctl/client/controlees.h"
 #include "uwbctl/client/measurement.h"
+#include "uwbctl/client/session_callback.h"
 #include "uwbctl/client/text.h"
-#include "uwbctl/commands/command.h"
-#include "uwbctl/commands/controlees.h"
 #include "uwbctl/live/control.h"
 #include "uwbctl/recording/recorder.h"
 
@@ -24,21 +24,11 @@ using ::android::base::StringPrintf;
 using ::ndk::ScopedAStatus;
 using std::chrono::milliseconds;
 
-constexpr char kControllerAddress[] = "0x0001";
-constexpr char kControleeAddress[] = "0x0002";
-
 // The radio reports a stop after the round that it is in.
 constexpr milliseconds kStopPatience{5000};
 // Without a report for so many blocks, and a second on top, the radio is taken for dead.
 constexpr int kPatienceBlocks = 10;
 constexpr milliseconds kPatienceExtra{1000};
-
-std::vector<std::string> AddressTexts(const std::vector<UwbAddress>& addresses) {
-    std::vector<std::string> texts;
-    texts.reserve(addresses.size());
-    for (const UwbAddress& address : addresses) texts.push_back(AddressText(address));
-    return texts;
-}
 
 void SetAngles(const std::string& angles, FiraTwrSession* session) {
     session->aoaResultRequest =
@@ -57,7 +47,7 @@ struct Progress {
 };
 
 // One session from its initialisation to its end.
-class FiraRun {
+class FiraRun : public SessionListener, public std::enable_shared_from_this<FiraRun> {
   public:
     FiraRun(Events* events, const FiraRangeOptions& options, FiraTwrSession session)
         : events_(events),
@@ -71,10 +61,10 @@ class FiraRun {
 
     ExitStatus Run();
 
-    // What the callbacks post.
-    void OnReport(const FiraRangingData& data, const std::vector<FiraTwrMeasurement>& measurements);
-    void OnEvent(const char* event, const std::vector<UwbAddress>& peers);
-    void OnStopped(int reason) { progress_.stop_reason = reason; }
+    void OnReport(const FiraRangingData& data,
+                  const std::vector<FiraTwrMeasurement>& measurements) override;
+    void OnControlees(const std::string& event, const std::vector<std::string>& peers) override;
+    void OnStopped(int reason) override { progress_.stop_reason = reason; }
 
   private:
     void Start();
@@ -98,46 +88,6 @@ class FiraRun {
     std::string end_reason_;
 };
 
-class SessionCallback : public BnFiraSessionCallback {
-  public:
-    SessionCallback(Events* events, FiraRun* run) : events_(events), run_(run) {}
-
-    ScopedAStatus onTwrResult(const FiraRangingData& data,
-                              const std::vector<FiraTwrMeasurement>& measurements) override {
-        return Post([run = run_, data, measurements] { run->OnReport(data, measurements); });
-    }
-    ScopedAStatus onControleesAdded(int32_t, const std::vector<UwbAddress>& peers) override {
-        return PostEvent("controlees_added", peers);
-    }
-    ScopedAStatus onControleesAddFailed(int32_t, const std::vector<UwbAddress>& peers,
-                                        int32_t) override {
-        return PostEvent("controlees_add_failed", peers);
-    }
-    ScopedAStatus onControleesRemoved(int32_t, const std::vector<UwbAddress>& peers) override {
-        return PostEvent("controlees_removed", peers);
-    }
-    ScopedAStatus onControleesRemoveFailed(int32_t, const std::vector<UwbAddress>& peers,
-                                           int32_t) override {
-        return PostEvent("controlees_remove_failed", peers);
-    }
-    ScopedAStatus onSessionStopped(int32_t, int32_t reason) override {
-        return Post([run = run_, reason] { run->OnStopped(reason); });
-    }
-
-  private:
-    // The run lasts as long as anybody waits for events.
-    ScopedAStatus Post(std::function<void()> task) {
-        events_->Post(std::move(task));
-        return ScopedAStatus::ok();
-    }
-    ScopedAStatus PostEvent(const char* event, const std::vector<UwbAddress>& peers) {
-        return Post([run = run_, event, peers] { run->OnEvent(event, peers); });
-    }
-
-    Events* events_;
-    FiraRun* run_;
-};
-
 void FiraRun::OnReport(const FiraRangingData& data,
                        const std::vector<FiraTwrMeasurement>& measurements) {
     if (IsComplete()) return;
@@ -153,10 +103,9 @@ void FiraRun::OnReport(const FiraRangingData& data,
     }
 }
 
-void FiraRun::OnEvent(const char* event, const std::vector<UwbAddress>& peers) {
-    const std::vector<std::string> texts = AddressTexts(peers);
-    Tell(controlees_.Take(event, texts));
-    for (const auto& output : outputs_) output->Event(event, texts);
+void FiraRun::OnControlees(const std::string& event, const std::vector<std::string>& peers) {
+    Tell(controlees_.Take(event, peers));
+    for (const auto& output : outputs_) output->Event(event, peers);
 }
 
 ExitStatus FiraRun::Run() {
@@ -174,7 +123,7 @@ ExitStatus FiraRun::Run() {
 }
 
 void FiraRun::Start() {
-    Check(controller_->setSessionCallback(ndk::SharedRefBase::make<SessionCallback>(events_, this)),
+    Check(controller_->setSessionCallback(MakeSessionCallback(events_, weak_from_this())),
           "set the callback");
     CheckWithHint(controller_->initNewTwrSession(session_), "initialise the session",
                   [this] { return TimingHint(session_); });
@@ -297,10 +246,8 @@ FiraTwrSession EffectiveSession(const FiraRangeOptions& options) {
     if (!options.peers.empty()) session.destAddressList = ParsePeers(options.peers);
     if (!options.address.empty()) {
         session.deviceAddress = ParsePeers({options.address}).front();
-    } else if (session.deviceAddress.address.empty()) {
-        const bool is_controlee = session.deviceType == DeviceType::CONTROLEE;
-        session.deviceAddress =
-            ParsePeers({is_controlee ? kControleeAddress : kControllerAddress}).front();
+    } else {
+        FillDeviceAddress(&session);
     }
     for (const std::string& setting : options.settings) ApplySetting(setting, &session);
     return session;
@@ -315,7 +262,7 @@ ExitStatus FiraRange(Events* events, const FiraRangeOptions& options) {
     if (session.deviceType == DeviceType::CONTROLEE && session.destAddressList.size() != 1) {
         throw Failure(kUsage, "a controlee has exactly one peer, its controller");
     }
-    return FiraRun(events, options, std::move(session)).Run();
+    return std::make_shared<FiraRun>(events, options, std::move(session))->Run();
 }
 
 void ExplainControlees(Events* events, const std::string& verb) {

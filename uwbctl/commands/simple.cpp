@@ -10,6 +10,7 @@
 #include <limits>
 #include <utility>
 
+#include "uwbctl/client/checks.h"
 #include "uwbctl/client/output.h"
 #include "uwbctl/client/text.h"
 
@@ -81,31 +82,10 @@ class Callback : public BnSimpleRangingCallback {
     uint64_t max_results_;
 };
 
-UwbAddress CheckAddress(const std::string& option, const std::string& text) {
-    const auto address = ParseAddress(text);
-    if (address && address->address.size() > 1) return *address;
-    throw Failure(kUsage, option + ": not an address: " + text +
-                              " (expected 2 to 8 bytes as 0x1234 or 12:34)");
-}
-
-std::vector<RangingRequest> MakeRequests(const SimpleOptions& options) {
-    CheckPeers(options.peers, options.address);
-    std::vector<RangingRequest> requests;
-    for (const std::string& text : options.peers) {
-        uint64_t peer = 0;
-        for (const uint8_t byte : CheckAddress("--peer", text).address) peer = peer << 8 | byte;
-        RangingRequest request;
-        request.id = static_cast<int32_t>(requests.size()) + 1;
-        request.param = options.param;
-        request.peer = static_cast<int64_t>(peer);
-        requests.push_back(request);
-    }
-    return requests;
-}
-
 ExitStatus RunSimple(Events* events, const SimpleOptions& options) {
-    const UwbAddress address = CheckAddress("--address", options.address);
-    const std::vector<RangingRequest> requests = MakeRequests(options);
+    const UwbAddress address = CheckAnyAddress(options.address);
+    const std::vector<RangingRequest> requests =
+        MakeRequests(options.peers, options.address, options.param);
     Client client(events);
     client.Open();
     std::string name = options.iface;

@@ -28,15 +28,6 @@ std::string UtcNow() {
     return text;
 }
 
-Json WithoutSecrets(const FiraTwrSession& session) {
-    const Json all = SessionToJson(session);
-    Json known = Json::object();
-    for (const auto& [name, value] : all.items()) {
-        if (!IsSecret(name)) known[name] = value;
-    }
-    return known;
-}
-
 class JsonOutput : public Output {
   public:
     // Names the file when it cannot be written; standard output's reader may leave.
@@ -53,7 +44,7 @@ class JsonOutput : public Output {
                {"version", kRecordingVersion},
                {"time", UtcNow()},
                {"iface", iface},
-               {"session", WithoutSecrets(session)}});
+               {"session", PublicSessionToJson(session)}});
         EndReport();
     }
     void Add(const Measurement& measurement) override { Write(ToJson(measurement)); }

@@ -7,8 +7,8 @@
 #include <gtest/gtest.h>
 
 #include "uwbctl/client/calibration.h"
+#include "uwbctl/client/controlees.h"
 #include "uwbctl/client/holder.h"
-#include "uwbctl/commands/controlees.h"
 
 namespace uwbctl {
 namespace {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "uwbctl/commands/controlees.h"
+#include "uwbctl/client/controlees.h"
 
 #include <algorithm>
 

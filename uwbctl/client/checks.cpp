@@ -1,0 +1,73 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "uwbctl/client/checks.h"
+
+#include <aidl/hardware/velta/uwb/ErrorCode.h>
+
+#include <set>
+
+#include "uwbctl/client/calibration.h"
+#include "uwbctl/client/client.h"
+#include "uwbctl/client/text.h"
+
+namespace uwbctl {
+
+using ::aidl::hardware::velta::uwb::RangingRequest;
+using ::aidl::hardware::velta::uwb::UwbAddress;
+
+void CheckPeers(const std::vector<std::string>& peers, const std::string& own) {
+    std::set<std::vector<uint8_t>> seen;
+    const auto own_address = ParseAddress(own);
+    for (const std::string& text : peers) {
+        const auto address = ParseAddress(text);
+        if (!address) continue;
+        if (own_address && address->address == own_address->address) {
+            throw Failure(kUsage,
+                          "peer " + text + " is this device itself; --address gives it another");
+        }
+        if (!seen.insert(address->address).second) {
+            throw Failure(kUsage, "address " + text + " is there twice");
+        }
+    }
+}
+
+UwbAddress CheckAnyAddress(const std::string& text) {
+    const auto address = ParseAddress(text);
+    if (address && address->address.size() > 1) return *address;
+    throw Failure(kUsage,
+                  "not an address: " + text + " (expected 2 to 8 bytes as 0x1234 or 12:34)");
+}
+
+std::vector<RangingRequest> MakeRequests(const std::vector<std::string>& peers,
+                                         const std::string& own, int param) {
+    CheckPeers(peers, own);
+    std::vector<RangingRequest> requests;
+    for (const std::string& text : peers) {
+        uint64_t peer = 0;
+        for (const uint8_t byte : CheckAnyAddress(text).address) peer = peer << 8 | byte;
+        RangingRequest request;
+        request.id = static_cast<int32_t>(requests.size()) + 1;
+        request.param = param;
+        request.peer = static_cast<int64_t>(peer);
+        requests.push_back(request);
+    }
+    return requests;
+}
+
+void CheckWithHint(const ndk::ScopedAStatus& status, const std::string& asked,
+                   const std::function<std::string()>& hint) {
+    try {
+        Check(status, asked);
+    } catch (const Failure& failure) {
+        // Any other code comes with a message that says it all.
+        const bool is_silent =
+            status.getServiceSpecificError() ==
+            static_cast<int32_t>(::aidl::hardware::velta::uwb::ErrorCode::FAILED);
+        throw Failure(failure.status(), failure.what() + (is_silent ? hint() : ""));
+    }
+}
+
+void CheckStart(const ndk::ScopedAStatus& status, const std::string& asked, int channel) {
+    CheckWithHint(status, asked, [channel] { return ChannelHint(channel); });
+}
+
+}  // namespace uwbctl

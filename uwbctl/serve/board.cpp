@@ -1,0 +1,176 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "uwbctl/serve/board.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cmath>
+
+#include "uwbctl/client/client.h"
+#include "uwbctl/recording/recorder.h"
+
+namespace uwbctl {
+namespace {
+
+using Json = nlohmann::ordered_json;
+using std::chrono::steady_clock;
+
+constexpr std::chrono::milliseconds kStatisticsInterval{1000};
+constexpr double kNanosecondsPerSecond = 1e9;
+// About an hour of eight peers at twenty reports a second; a device has no more to spare.
+constexpr uint64_t kMaxRecorded = 600000;
+
+void PutAngle(const char* name, const char* merit, const std::optional<Angle>& angle, Json* json) {
+    if (!angle) return;
+    (*json)[name] = angle->radians;
+    (*json)[merit] = angle->figure_of_merit;
+}
+
+Json ReportOf(const Measurement& measurement, const std::optional<PeerTruth>& truth) {
+    Json json = {{"peer", measurement.peer},
+                 {"t", measurement.timestamp_ns},
+                 {"block", measurement.block},
+                 {"status", measurement.status}};
+    if (measurement.distance_mm) json["d"] = *measurement.distance_mm;
+    if (measurement.line_of_sight) json["los"] = *measurement.line_of_sight;
+    PutAngle("az", "azf", measurement.azimuth, &json);
+    PutAngle("el", "elf", measurement.elevation, &json);
+    if (truth) {
+        json["true"] = {
+            {"d", truth->distance_mm}, {"az", truth->azimuth_rad}, {"el", truth->elevation_rad}};
+    }
+    return json;
+}
+
+template <typename T>
+Json OrNull(const std::optional<T>& value) {
+    return value ? Json(*value) : Json(nullptr);
+}
+
+}  // namespace
+
+Board::~Board() {
+    recorder_.reset();
+    if (!recording_.empty()) unlink(recording_.c_str());
+}
+
+void Board::Begin(int64_t block_stride) {
+    block_stride_ = block_stride;
+    reports_ = 0;
+    peers_.clear();
+    PublishStatistics();
+}
+
+Board::Peer* Board::Find(const std::string& name) {
+    auto found = std::find_if(peers_.begin(), peers_.end(),
+                              [&name](const Peer& peer) { return peer.name == name; });
+    if (found == peers_.end()) {
+        found =
+            peers_.insert(found, Peer{.name = name, .statistics = PeerStatistics(block_stride_)});
+    }
+    return &*found;
+}
+
+void Board::Add(const std::vector<Measurement>& measurements, const TruthOf& truth_of) {
+    Json list = Json::array();
+    for (const Measurement& measurement : measurements) {
+        const std::optional<PeerTruth> truth = truth_of(measurement);
+        list.push_back(ReportOf(measurement, truth));
+        Peer* peer = Find(measurement.peer);
+        peer->statistics.Add(measurement);
+        if (measurement.line_of_sight) {
+            peer->line_of_sight_known++;
+            if (*measurement.line_of_sight) peer->line_of_sight++;
+        }
+        if (truth && measurement.distance_mm) {
+            const double error = static_cast<double>(*measurement.distance_mm) - truth->distance_mm;
+            peer->errors++;
+            peer->error_sum += error;
+            peer->error_squares += error * error;
+        }
+    }
+    log_->Publish("report", Json{{"n", ++reports_}, {"m", std::move(list)}}.dump());
+    has_news_ = true;
+    Record(measurements);
+}
+
+void Board::Record(const std::vector<Measurement>& measurements) {
+    if (recorder_ == nullptr) return;
+    for (const Measurement& measurement : measurements) recorder_->Add(measurement);
+    recorder_->EndReport();
+    recorded_++;
+    if (recorded_ * measurements.size() > kMaxRecorded) StopRecording("full");
+}
+
+void Board::OnControlees(const std::string& event, const std::vector<std::string>& peers) {
+    if (recorder_ != nullptr) recorder_->Event(event, peers);
+    if (event != "controlees_removed") return;
+    for (const std::string& name : peers) Find(name)->statistics.Leave();
+}
+
+void Board::End(const std::string& reason) {
+    StopRecording(reason);
+    PublishStatistics();
+}
+
+void Board::StartRecording(const std::string& iface, const FiraTwrSession& session) {
+    StopRecording("another recording");
+    if (!recording_.empty()) unlink(recording_.c_str());
+    recording_.clear();
+    const std::string path = folder_ + "/walk-" + std::to_string(++recordings_) + ".jsonl";
+    recorder_ = MakeRecorder(path);
+    recording_ = path;
+    recorded_ = 0;
+    recorder_->Begin(iface, session);
+}
+
+void Board::StopRecording(const std::string& reason) {
+    if (recorder_ == nullptr) return;
+    // Whatever comes of the last line, there is nothing more to write.
+    const std::unique_ptr<Output> recorder = std::move(recorder_);
+    recorder->End(reason, recorded_);
+}
+
+void Board::Tick() {
+    if (has_news_ && steady_clock::now() - published_ >= kStatisticsInterval) PublishStatistics();
+}
+
+void Board::PublishStatistics() {
+    log_->Keep("stats", StatisticsJson().dump());
+    published_ = steady_clock::now();
+    has_news_ = false;
+}
+
+Json Board::StatisticsJson() const {
+    Json peers = Json::array();
+    for (const Peer& peer : peers_) {
+        const PeerStatistics& numbers = peer.statistics;
+        const bool has_any = numbers.distances() > 0;
+        Json json = {{"peer", peer.name},
+                     {"distances", numbers.distances()},
+                     {"losses", numbers.losses()},
+                     {"loss_ratio", numbers.LossRatio()},
+                     {"mean_mm", OrNull(numbers.Mean())},
+                     {"spread_mm", OrNull(numbers.Spread())},
+                     {"min_mm", has_any ? Json(numbers.minimum_mm()) : Json(nullptr)},
+                     {"max_mm", has_any ? Json(numbers.maximum_mm()) : Json(nullptr)},
+                     {"rate", OrNull(numbers.AverageRate())},
+                     {"worst_gap_s", numbers.distances() > 1
+                                         ? Json(static_cast<double>(numbers.worst_gap_ns()) /
+                                                kNanosecondsPerSecond)
+                                         : Json(nullptr)},
+                     {"los_ratio", peer.line_of_sight_known > 0
+                                       ? Json(static_cast<double>(peer.line_of_sight) /
+                                              static_cast<double>(peer.line_of_sight_known))
+                                       : Json(nullptr)}};
+        if (peer.errors > 0) {
+            const auto count = static_cast<double>(peer.errors);
+            json["error_mean_mm"] = peer.error_sum / count;
+            json["error_rms_mm"] = std::sqrt(peer.error_squares / count);
+        }
+        peers.push_back(std::move(json));
+    }
+    return {{"reports", reports_}, {"peers", std::move(peers)}};
+}
+
+}  // namespace uwbctl

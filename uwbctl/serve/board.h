@@ -1,0 +1,97 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "uwbctl/client/measurement.h"
+#include "uwbctl/client/output.h"
+#include "uwbctl/client/session.h"
+#include "uwbctl/recording/statistics.h"
+#include "uwbctl/serve/event_log.h"
+
+namespace uwbctl {
+
+/** Where a peer really was when it was measured, as the radio would see it without any error. */
+struct PeerTruth {
+    double distance_mm = 0;
+    double azimuth_rad = 0;
+    double elevation_rad = 0;
+};
+
+/**
+ * Tells the log of all that is measured, with statistics once a second, and records it. Publishes
+ *
+ *     report   {"n": 1.., "m": [{"peer", "t" (ns), "block", "status", "d" (mm), "los",
+ *              "az", "azf", "el", "elf", "true": {"d", "az", "el"}}]}: no member for what was not
+ *              measured
+ *     stats    {"reports", "peers": [...]}, see StatisticsJson()
+ */
+class Board {
+  public:
+    /** @return the truth of a measurement, nothing where it is not known. */
+    using TruthOf = std::function<std::optional<PeerTruth>(const Measurement&)>;
+
+    /**
+     * @param log borrowed.
+     * @param folder for recordings; one that is there.
+     */
+    Board(EventLog* log, std::string folder) : log_(log), folder_(std::move(folder)) {}
+    /** Removes the recording. */
+    ~Board();
+    Board(const Board&) = delete;
+    Board& operator=(const Board&) = delete;
+
+    /** Something new begins: what was counted is forgotten. */
+    void Begin(int64_t block_stride);
+    void Add(const std::vector<Measurement>& measurements, const TruthOf& truth_of);
+    void OnControlees(const std::string& event, const std::vector<std::string>& peers);
+    void End(const std::string& reason);
+
+    /** Begins a recording in place of the one before; a Failure when it cannot be written. */
+    void StartRecording(const std::string& iface, const FiraTwrSession& session);
+    void StopRecording(const std::string& reason);
+    bool is_recording() const { return recorder_ != nullptr; }
+    /** @return the latest recording, whole or not; empty when there is none. */
+    const std::string& recording() const { return recording_; }
+
+    /** Publishes statistics when it is time. */
+    void Tick();
+
+  private:
+    // One peer since Begin().
+    struct Peer {
+        std::string name;
+        PeerStatistics statistics;
+        uint64_t line_of_sight = 0;
+        uint64_t line_of_sight_known = 0;
+        // Of measured against true distance, in millimetres.
+        uint64_t errors = 0;
+        double error_sum = 0;
+        double error_squares = 0;
+    };
+
+    Peer* Find(const std::string& name);
+    nlohmann::ordered_json StatisticsJson() const;
+    void Record(const std::vector<Measurement>& measurements);
+    void PublishStatistics();
+
+    EventLog* log_;
+    const std::string folder_;
+    int64_t block_stride_ = 1;
+    uint64_t reports_ = 0;
+    std::vector<Peer> peers_;
+    bool has_news_ = false;
+    std::chrono::steady_clock::time_point published_;
+    std::unique_ptr<Output> recorder_;
+    uint64_t recorded_ = 0;
+    uint64_t recordings_ = 0;
+    std::string recording_;
+};
+
+}  // namespace uwbctl

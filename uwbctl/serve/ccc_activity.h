@@ -1,0 +1,47 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <aidl/hardware/velta/uwb/ICccController.h>
+
+#include <chrono>
+#include <memory>
+#include <string>
+
+#include "uwbctl/client/events.h"
+#include "uwbctl/serve/activity.h"
+
+namespace uwbctl {
+
+/** A CCC (digital key) session: it measures nothing that a client hears of. */
+class CccActivity : public Activity, public std::enable_shared_from_this<CccActivity> {
+  public:
+    using ICccController = ::aidl::hardware::velta::uwb::ICccController;
+
+    CccActivity(std::shared_ptr<ICccController> controller, std::string iface, int64_t delay_ms,
+                int channel);
+
+    /** A Failure says why it cannot start, and nothing is left then. */
+    void Start(Events* events);
+
+    void Stop() override;
+    void Tick() override;
+    const std::optional<ActivityEnd>& end() const override { return end_; }
+    nlohmann::ordered_json Describe() const override;
+
+  private:
+    class Callback;
+
+    void OnStopped(int reason);
+    void End(Tone tone, const std::string& reason);
+
+    std::shared_ptr<ICccController> controller_;
+    std::string iface_;
+    int64_t delay_ms_;
+    int channel_;
+    int64_t time0_ms_ = 0;
+    std::chrono::steady_clock::time_point stop_time_;
+    bool is_stopping_ = false;
+    std::optional<ActivityEnd> end_;
+};
+
+}  // namespace uwbctl

@@ -1,0 +1,79 @@
+// SPDX-License-Identifier: Apache-2.0
+// The way to the server: the token that the link brought, commands, and the stream of events.
+
+// The token stays in this tab, and out of the address that one may copy or show.
+if (location.hash.length > 1) {
+  sessionStorage.setItem('token', location.hash.slice(1));
+  history.replaceState(null, '', location.pathname);
+}
+const token = sessionStorage.getItem('token');
+export const mayCommand = token !== null;
+
+export async function getForms() {
+  const response = await fetch('forms.json');
+  return response.json();
+}
+
+/** Sends a command; what is wrong with it is an Error with the server's words. */
+export async function command(name, args = {}) {
+  let response;
+  try {
+    response = await fetch(`command/${name}`, {
+      method: 'POST',
+      headers: { 'Content-Type': 'application/json', 'X-Token': token ?? '' },
+      body: JSON.stringify(args),
+    });
+  } catch {
+    throw new Error('the server does not answer');
+  }
+  const answer = await response.json();
+  if (!response.ok) throw new Error(answer.error);
+  return answer;
+}
+
+/**
+ * Follows the events: each of handlers is called with its kind's data. The browser takes a stream
+ * that broke up again where it was; handlers.restart is called when that is not possible, because
+ * the server is another one.
+ */
+export function follow(handlers) {
+  const source = new EventSource('events');
+  let run = null;
+  source.onopen = () => handlers.connected(true);
+  source.onerror = () => handlers.connected(false);
+  for (const kind of ['state', 'begin', 'report', 'stats', 'world', 'note', 'missed']) {
+    source.addEventListener(kind, (event) => {
+      const [of] = event.lastEventId.split('-');
+      if (run !== null && of !== run) handlers.restart();
+      run = of;
+      handlers[kind](JSON.parse(event.data));
+    });
+  }
+}
+
+/**
+ * Sends the latest of what changes faster than the server is to hear it, one at a time.
+ * @return a function like command().
+ */
+export function lately(name, onError) {
+  let waiting = null;
+  let isBusy = false;
+  async function run() {
+    isBusy = true;
+    while (waiting) {
+      const args = waiting;
+      waiting = null;
+      try {
+        await command(name, args);
+      } catch (error) {
+        onError(error);
+      }
+      await new Promise((resolve) => setTimeout(resolve, 30));
+    }
+    isBusy = false;
+  }
+  return (args) => {
+    waiting = args;
+    if (!isBusy) run();
+  };
+}

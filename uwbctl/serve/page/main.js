@@ -1,0 +1,123 @@
+// SPDX-License-Identifier: Apache-2.0
+// Puts the parts together, and draws as often as something moves.
+import { Above } from './above.js';
+import { follow, getForms } from './api.js';
+import { Charts } from './charts.js';
+import { Controls, showError } from './controls.js';
+import { $, degrees, forgetStyle, metres } from './format.js';
+import { Model } from './model.js';
+import { Space } from './space.js';
+import { Log, Table } from './table.js';
+import { World } from './world.js';
+
+const kTableInterval = 250;
+const kChartInterval = 100;
+const kWordsInterval = 2000;
+
+const model = new Model();
+const above = new Above(model);
+const space = new Space(model);
+const charts = new Charts(model);
+const table = new Table(model);
+const log = new Log(model);
+
+// ---- Light and dark ----
+
+const schemes = matchMedia('(prefers-color-scheme: dark)');
+const root = document.documentElement;
+const saved = localStorage.getItem('theme');
+if (saved) root.dataset.theme = saved;
+$('theme').addEventListener('click', () => {
+  const isDark = (root.dataset.theme ?? (schemes.matches ? 'dark' : 'light')) === 'dark';
+  root.dataset.theme = isDark ? 'light' : 'dark';
+  localStorage.setItem('theme', root.dataset.theme);
+  forgetStyle();
+});
+schemes.addEventListener('change', forgetStyle);
+
+// ---- The two views ----
+
+let isSpace = false;
+function setView(inSpace) {
+  isSpace = inSpace;
+  $('above').hidden = inSpace;
+  $('space').hidden = !inSpace;
+  $('view-above').setAttribute('aria-pressed', !inSpace);
+  $('view-space').setAttribute('aria-pressed', inSpace);
+}
+$('view-above').addEventListener('click', () => setView(false));
+$('view-space').addEventListener('click', () => setView(true));
+const view = () => (isSpace ? space : above);
+$('zoom-in').addEventListener('click', () => view().zoom(1.3));
+$('zoom-out').addEventListener('click', () => view().zoom(1 / 1.3));
+$('zoom-fit').addEventListener('click', () => view().fit());
+
+function hintText() {
+  if (model.peers.size === 0) {
+    return model.isRunning ? 'Waiting for the first report…' : model.world ? '' : 'Name the peers and press Start';
+  }
+  const hasElevation = [...model.peers.values()].some((peer) => peer.seen?.el !== undefined);
+  if (isSpace && !hasElevation) return 'No elevation is measured: start with angles “both”';
+  return '';
+}
+
+function describeScene() {
+  const texts = [...model.peers.values()].map((peer) => {
+    if (!peer.seen) return `${peer.name} does not answer`;
+    if (peer.isLost) return `${peer.name} is lost`;
+    const angle = peer.seen.az === undefined ? '' : ` at ${degrees(peer.seen.az)} degrees`;
+    return `${peer.name} is ${metres(peer.seen.d, 1)} metres away${angle}${peer.seen.los === false ? ', out of sight' : ''}`;
+  });
+  $('above').ariaLabel = texts.join('; ') || 'Nothing is measured yet';
+}
+
+// ---- Drawing ----
+
+function main(forms) {
+  const controls = new Controls(model, forms);
+  const world = new World(model, above, forms);
+  let [tableTime, chartTime, wordsTime] = [0, 0, 0];
+  let isNew = true;
+
+  const redraw = new ResizeObserver(() => { isNew = true; });
+  redraw.observe($('stage'));
+
+  function draw(now) {
+    requestAnimationFrame(draw);
+    if (now - chartTime >= kChartInterval && (isNew || model.isRunning)) {
+      charts.draw();
+      chartTime = now;
+    }
+    view().draw(world.isHeld);
+    world.draw(!isSpace);
+    if (now - tableTime >= kTableInterval) {
+      tableTime = now;
+      table.draw();
+      const hint = hintText();
+      $('hint').hidden = hint === '';
+      if ($('hint').textContent !== hint) $('hint').textContent = hint;
+      isNew = false;
+    }
+    if (now - wordsTime >= kWordsInterval) {
+      wordsTime = now;
+      describeScene();
+      world.describe();
+    }
+  }
+
+  model.onChange((what) => {
+    isNew = true;
+    if (what === 'state' || what === 'begin') controls.show();
+    if (what === 'note') log.take();
+    if (what === 'world') {
+      for (const element of document.querySelectorAll('.world-only')) element.hidden = false;
+      $('scene-sub').textContent = model.world.scene ? `Scene ${model.world.scene} of the virtual radio` : 'The virtual radio';
+      world.take();
+    }
+  });
+  setView(false);
+  follow(model.handlers());
+  requestAnimationFrame(draw);
+}
+
+getForms().then(main, () => showError(new Error('the server does not answer; load the page again')));

@@ -1,0 +1,265 @@
+// SPDX-License-Identifier: Apache-2.0
+// What the page knows: peers with the last minute of their measurements, the state, the world.
+
+const kCapacity = 4096; // A minute at more than fifty a second.
+const kLostAfter = 3; // Rounds without an answer.
+const kWindow = 20; // Distances from which the spread is taken.
+
+/** A ring of numbers that never grows. */
+export class Ring {
+  #values = new Float64Array(kCapacity);
+  #end = 0;
+  push(value) {
+    this.#values[this.#end++ % kCapacity] = value;
+  }
+  get length() {
+    return Math.min(this.#end, kCapacity);
+  }
+  /** The i-th from the oldest; negative ones from the latest. */
+  at(i) {
+    const index = i < 0 ? this.#end + i : this.#end - this.length + i;
+    return this.#values[index % kCapacity];
+  }
+}
+
+/** The spread of what is measured around a movement that is smooth: from second differences. */
+function spread(ring) {
+  const n = Math.min(ring.length, kWindow);
+  if (n < 5) return null;
+  const values = [];
+  for (let i = n; i > 2; i--) {
+    const difference = ring.at(-i) - 2 * ring.at(-i + 1) + ring.at(-i + 2);
+    if (Number.isFinite(difference)) values.push(Math.abs(difference));
+  }
+  if (values.length < 3) return null;
+  values.sort((a, b) => a - b);
+  // The median of |x| of a normal is 0.6745 sigma; a second difference has the variance of six.
+  return values[values.length >> 1] / 0.6745 / Math.sqrt(6);
+}
+
+const kTrailSeconds = 8;
+const kTrailPiece = 0.6; // Seconds of which a trail shows the mean: where something went, without its noise.
+
+/** A peer's trail as means of short pieces, oldest first: {x, y, z, age (1 for the oldest)}. */
+export function smoothTrail({ trail }) {
+  const end = trail.at(-1)?.t;
+  const pieces = new Map();
+  for (const { t, x, y, z } of trail) {
+    // Pieces that do not move along as time goes on.
+    const piece = Math.floor(t / kTrailPiece);
+    const sum = pieces.get(piece) ?? pieces.set(piece, { n: 0, t: 0, x: 0, y: 0, z: 0 }).get(piece);
+    sum.n++; sum.t += t; sum.x += x; sum.y += y; sum.z += z;
+  }
+  return [...pieces.values()].map(({ n, t, x, y, z }) => ({ x: x / n, y: y / n, z: z / n, age: (end - t / n) / kTrailSeconds }));
+}
+
+export class Peer {
+  time = new Ring();
+  distance = new Ring();
+  azimuth = new Ring();
+  elevation = new Ring();
+  truth = new Ring();
+  rateTime = new Ring();
+  rate = new Ring();
+  /** Where it was seen lately, in metres from the radio: {t, x, y, z}. */
+  trail = [];
+  latest = null;
+  /** The latest with a distance. */
+  seen = null;
+  losses = 0;
+  #rateFrom = null;
+
+  constructor(name, index) {
+    this.name = name;
+    this.index = index;
+  }
+
+  get isLost() {
+    return this.losses >= kLostAfter;
+  }
+  get sigmaDistance() {
+    return Math.max(spread(this.distance) ?? 0.1, 0.01);
+  }
+  get sigmaAzimuth() {
+    return Math.max(spread(this.azimuth) ?? 0.05, 0.005);
+  }
+
+  take(m, t) {
+    this.latest = m;
+    const has = m.d !== undefined;
+    this.losses = has ? 0 : this.losses + 1;
+    this.time.push(t);
+    this.distance.push(has ? m.d / 1000 : NaN);
+    this.azimuth.push(has && m.az !== undefined ? m.az : NaN);
+    this.elevation.push(has && m.el !== undefined ? m.el : NaN);
+    this.truth.push(m.true ? m.true.d / 1000 : NaN);
+    if (has) {
+      this.seen = m;
+      if (m.az !== undefined) this.#follow(m, t);
+    }
+    this.#countRate(t);
+  }
+
+  #follow(m, t) {
+    const d = m.d / 1000;
+    const el = m.el ?? 0;
+    this.trail.push({
+      t,
+      x: d * Math.cos(el) * Math.sin(m.az),
+      y: d * Math.cos(el) * Math.cos(m.az),
+      z: d * Math.sin(el),
+    });
+    while (this.trail.length > 1000 || this.trail[0].t < t - kTrailSeconds) this.trail.shift();
+  }
+
+  // How fast the distances of the last two seconds came, twice a second.
+  #countRate(t) {
+    this.#rateFrom ??= t;
+    if (t - this.#rateFrom < 2 || (this.rateTime.length > 0 && t - this.rateTime.at(-1) < 0.5)) return;
+    const times = [];
+    for (let i = 1; i <= this.time.length && this.time.at(-i) > t - 2.05; i++) {
+      if (!Number.isNaN(this.distance.at(-i))) times.push(this.time.at(-i));
+    }
+    this.rateTime.push(t);
+    this.rate.push(times.length > 1 ? (times.length - 1) / (times[0] - times.at(-1)) : 0);
+  }
+}
+
+export class Model {
+  isConnected = false;
+  state = null;
+  stats = null;
+  world = null;
+  notes = [];
+  peers = new Map();
+  kind = null;
+  iface = null;
+  reports = 0;
+  /** Reports that the server sent and that never came. */
+  missing = 0;
+  latestTime = null;
+  #next = null;
+  #clock = null;
+  #listeners = [];
+
+  onChange(listener) {
+    this.#listeners.push(listener);
+  }
+  changed(what) {
+    for (const listener of this.#listeners) listener(what);
+  }
+
+  get isRunning() {
+    return this.state?.activity != null;
+  }
+
+  /** The radio's clock now, in seconds, as far as it can be known here. */
+  now() {
+    return this.#clock === null ? 0 : performance.now() / 1000 + this.#clock;
+  }
+  #setClock(t) {
+    const clock = t - performance.now() / 1000;
+    // The earliest arrivals are nearest to the truth; slowly, so that nothing jumps.
+    if (this.#clock === null || Math.abs(clock - this.#clock) > 1.5) this.#clock = clock;
+    this.#clock += (clock - this.#clock) * (clock > this.#clock ? 0.3 : 0.01);
+  }
+
+  handlers() {
+    return {
+      connected: (isConnected) => {
+        this.isConnected = isConnected;
+        this.changed('state');
+      },
+      restart: () => {
+        this.#begin();
+        this.world = null;
+        this.#clock = null;
+      },
+      state: (state) => {
+        this.state = state;
+        this.changed('state');
+      },
+      begin: ({ iface, kind }) => {
+        this.#begin();
+        this.iface = iface;
+        this.kind = kind;
+        this.changed('begin');
+      },
+      report: (report) => this.#takeReport(report),
+      stats: (stats) => {
+        this.stats = stats;
+        this.changed('stats');
+      },
+      world: (world) => {
+        this.#setClock(world.t / 1e9);
+        this.world = { ...world, bodies: new Map(world.bodies.map((body) => [body.id, body])) };
+        this.changed('world');
+      },
+      note: (note) => {
+        this.notes.push(note);
+        if (this.notes.length > 200) this.notes.shift();
+        this.changed('note');
+      },
+      // Whole reports are counted by their numbers below.
+      missed: () => {},
+    };
+  }
+
+  #begin() {
+    this.peers.clear();
+    this.reports = 0;
+    this.missing = 0;
+    this.latestTime = null;
+    this.#next = null;
+    this.stats = null;
+  }
+
+  peer(name) {
+    if (!this.peers.has(name)) this.peers.set(name, new Peer(name, this.peers.size % 8));
+    return this.peers.get(name);
+  }
+
+  #takeReport({ n, m }) {
+    if (this.#next !== null && n > this.#next) this.missing += n - this.#next;
+    this.#next = n + 1;
+    this.reports++;
+    for (const measurement of m) {
+      const t = measurement.t / 1e9;
+      this.latestTime = Math.max(this.latestTime ?? t, t);
+      this.peer(measurement.peer).take(measurement, t);
+    }
+    if (this.latestTime !== null) this.#setClock(this.latestTime);
+    this.changed('report');
+  }
+
+  /** Where a thing of the world is now: on the straight line that it is on. */
+  whereIs(body) {
+    const seconds = Math.min(Math.max(this.now() - this.world.t / 1e9, 0), 3);
+    return {
+      x: body.x + body.vx * seconds,
+      y: body.y + body.vy * seconds,
+      z: body.z + body.vz * seconds,
+    };
+  }
+
+  /** The radio that measures, as the world names it. */
+  get radioId() {
+    const digits = /\d+/.exec(this.iface ?? this.state?.ifaces?.[0] ?? '');
+    return `radio${digits ? Number(digits[0]) : 0}`;
+  }
+
+  /** Where the radio that measures is; at the origin where there is no world. */
+  observer() {
+    const body = this.world?.bodies.get(this.radioId);
+    return body ? this.whereIs(body) : { x: 0, y: 0, z: 0 };
+  }
+
+  /** The true body of a peer, if there is a world. */
+  bodyOf(peer) {
+    return this.world?.bodies.get(peer.name.toLowerCase()) ?? null;
+  }
+
+  remove(names) {
+    for (const name of names) this.peers.delete(name);
+  }
+}

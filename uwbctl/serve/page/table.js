@@ -1,0 +1,109 @@
+// SPDX-License-Identifier: Apache-2.0
+// The statistics of each peer, and what happened, in words.
+import { $, count, degrees, make, metres, number, percent, signed } from './format.js';
+
+const kColumns = [
+  { key: 'now', name: 'Now', unit: 'm', text: (s, p) => (p.isLost ? 'lost' : metres(p.seen?.d, 3)) },
+  { key: 'azimuth', name: 'Azimuth', unit: '°', text: (s, p) => degrees(p.isLost ? null : p.seen?.az) },
+  { key: 'elevation', name: 'Elevation', unit: '°', text: (s, p) => degrees(p.isLost ? null : p.seen?.el) },
+  { key: 'count', name: 'Count', text: (s) => number(s?.distances) },
+  { key: 'mean', name: 'Mean', unit: 'm', text: (s) => metres(s?.mean_mm, 3) },
+  { key: 'spread', name: 'Spread', unit: 'm', text: (s) => metres(s?.spread_mm, 3) },
+  { key: 'min', name: 'Min', unit: 'm', text: (s) => metres(s?.min_mm, 3) },
+  { key: 'max', name: 'Max', unit: 'm', text: (s) => metres(s?.max_mm, 3) },
+  { key: 'rate', name: 'Rate', unit: '1/s', text: (s) => number(s?.rate, 2) },
+  { key: 'gap', name: 'Worst gap', unit: 's', text: (s) => number(s?.worst_gap_s, 2) },
+  { key: 'losses', name: 'Losses', unit: '%', text: (s) => percent(s?.loss_ratio) },
+  { key: 'los', name: 'Line of sight', unit: '%', text: (s) => percent(s?.los_ratio) },
+  { key: 'off', name: 'Error now', unit: 'cm', world: true,
+    text: (s, p) => (p.isLost || !p.seen?.true ? '–' : signed((p.seen.d - p.seen.true.d) / 10, 1)) },
+  { key: 'bias', name: 'Error mean', unit: 'cm', world: true, text: (s) => signed(s?.error_mean_mm == null ? null : s.error_mean_mm / 10, 1) },
+  { key: 'rms', name: 'Error RMS', unit: 'cm', world: true, text: (s) => number(s?.error_rms_mm == null ? null : s.error_rms_mm / 10, 1) },
+];
+
+export class Table {
+  #model;
+  #rows = new Map();
+  #hasWorld = null;
+
+  constructor(model) {
+    this.#model = model;
+  }
+
+  #columns() {
+    return kColumns.filter(({ world }) => !world || this.#hasWorld);
+  }
+
+  #makeHead() {
+    this.#hasWorld = this.#model.world !== null;
+    this.#rows.clear();
+    $('table').tBodies[0].replaceChildren();
+    const cells = [make('th', { scope: 'col', textContent: 'Peer' })];
+    for (const { name, unit } of this.#columns()) {
+      cells.push(make('th', { scope: 'col' }, name, make('small', { textContent: unit ?? ' ' })));
+    }
+    $('table').tHead.replaceChildren(make('tr', {}, ...cells));
+  }
+
+  #row(peer) {
+    let row = this.#rows.get(peer.name);
+    if (row) return row;
+    const element = make('tr', {}, make('th', { scope: 'row' }, make('span', { className: `swatch p${peer.index}` }), peer.name));
+    element.dataset.peer = peer.name;
+    const cells = this.#columns().map((column) => {
+      const cell = element.appendChild(make('td', { className: column.key }));
+      cell.dataset.name = column.unit ? `${column.name} (${column.unit})` : column.name;
+      return { column, cell };
+    });
+    $('table').tBodies[0].append(element);
+    row = { element, cells };
+    this.#rows.set(peer.name, row);
+    return row;
+  }
+
+  draw() {
+    const model = this.#model;
+    if (this.#hasWorld !== (model.world !== null)) this.#makeHead();
+    for (const [name, { element }] of this.#rows) {
+      if (!model.peers.has(name)) {
+        element.remove();
+        this.#rows.delete(name);
+      }
+    }
+    const statistics = new Map((model.stats?.peers ?? []).map((entry) => [entry.peer, entry]));
+    for (const peer of model.peers.values()) {
+      const { element, cells } = this.#row(peer);
+      element.classList.toggle('lost', peer.isLost);
+      for (const { column, cell } of cells) {
+        const text = column.text(statistics.get(peer.name), peer);
+        if (cell.textContent !== text) cell.textContent = text;
+      }
+    }
+    $('table').hidden = model.peers.size === 0;
+    $('no-numbers').hidden = model.peers.size > 0;
+    $('counts').textContent = model.reports === 0 ? ''
+      : `${count(model.reports, 'report')} on this page, ${model.missing === 0 ? 'none' : model.missing} missed`;
+    // For whoever tests the page.
+    Object.assign(document.documentElement.dataset, { reports: model.reports, missing: model.missing });
+  }
+}
+
+/** Adds the latest note to the list. */
+export class Log {
+  #model;
+  #shown = 0;
+
+  constructor(model) {
+    this.#model = model;
+  }
+
+  take() {
+    const note = this.#model.notes.at(-1);
+    const list = $('log');
+    const time = new Date(note.time_ms);
+    list.prepend(make('li', { className: note.tone },
+      make('time', { dateTime: time.toISOString(), textContent: time.toLocaleTimeString('en-GB') }),
+      make('span', { textContent: note.text })));
+    if (++this.#shown > 100) list.lastChild.remove();
+  }
+}

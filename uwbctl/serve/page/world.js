@@ -1,0 +1,206 @@
+// SPDX-License-Identifier: Apache-2.0
+// The virtual world: things are dragged, or moved with arrow keys; scenes, errors and sight are set.
+import { command, lately, mayCommand } from './api.js';
+import { order, showError } from './controls.js';
+import { $, make } from './format.js';
+
+const kStep = 0.1;
+const kLongStep = 1;
+const kFields = [['x', 'X (m)'], ['y', 'Y (m)'], ['z', 'Z (m)'], ['vx', 'VX (m/s)'], ['vy', 'VY (m/s)'], ['vz', 'VZ (m/s)']];
+
+export class World {
+  #model;
+  #above;
+  #handles = new Map();
+  #move;
+  #selected = null;
+  /** The thing in hand: {id, at}; it is where the hand is, whatever the radio says a moment later. */
+  #held = null;
+
+  constructor(model, above, forms) {
+    this.#model = model;
+    this.#above = above;
+    this.#move = lately('world/move', showError);
+    $('scenes').append(...forms.scenes.map(({ name, title }) => make('option', { value: name, textContent: title ? `${name}: ${title}` : name })));
+    $('model').append(make('option', { value: '', textContent: 'noise alone' }),
+      ...forms.models.map(({ name, title }) => make('option', { value: name, textContent: name, title })));
+    for (const [key, label] of kFields) {
+      const input = make('input', { type: 'number', step: 'any', id: `thing-${key}` });
+      input.addEventListener('change', () => this.#takeFields());
+      $('thing-fields').append(make('label', { className: 'field' }, label, input));
+    }
+    this.#listen();
+  }
+
+  get isHeld() {
+    return this.#held !== null;
+  }
+
+  #listen() {
+    $('scene-load').addEventListener('click', () => order('world/load', { name: $('scenes').value }));
+    $('scene-save').addEventListener('click', () => this.#save());
+    $('scene-file').addEventListener('change', async () => {
+      const [file] = $('scene-file').files;
+      $('scene-file').value = '';
+      if (file) await order('world/load', { text: await file.text() });
+    });
+    $('model').addEventListener('change', () => order('world/model', { model: $('model').value }));
+    const bind = (id, name, key) => $(id).addEventListener('change', () => order(`world/${name}`, { [key]: Number($(id).value) }));
+    bind('noise', 'noise', 'mm');
+    bind('rate', 'rate', 'rate');
+    bind('range', 'range', 'm');
+    $('things').addEventListener('change', () => this.#select($('things').value));
+    $('thing-add').addEventListener('click', () => this.#add());
+    $('thing-clear').addEventListener('change', () => order('world/sight', { id: this.#selected, clear: $('thing-clear').checked }));
+    $('thing-remove').addEventListener('click', () => order('world/remove', { id: this.#selected }));
+  }
+
+  async #save() {
+    try {
+      const { scene } = await command('world/save');
+      const link = make('a', { href: URL.createObjectURL(new Blob([scene], { type: 'text/plain' })), download: 'my.scene' });
+      link.click();
+      setTimeout(() => URL.revokeObjectURL(link.href), 1000);
+    } catch (error) {
+      showError(error);
+    }
+  }
+
+  async #add() {
+    let number = 0x1001;
+    const name = () => `0x${number.toString(16).padStart(4, '0')}`;
+    while (this.#model.world.bodies.has(name())) number++;
+    const o = this.#model.observer();
+    if (await order('world/move', { id: name(), x: o.x + 1, y: o.y + 2, z: o.z })) this.#select(name());
+  }
+
+  #select(id) {
+    this.#selected = id;
+    this.take();
+  }
+
+  #takeFields() {
+    const values = kFields.map(([key]) => [key, Number($(`thing-${key}`).value)]);
+    order('world/move', { id: this.#selected, ...Object.fromEntries(values) });
+  }
+
+  /** Something of the world is new. */
+  take() {
+    const { world } = this.#model;
+    const ids = [...world.bodies.keys()];
+    if (!ids.includes(this.#selected)) this.#selected = ids.find((id) => id.startsWith('0x')) ?? ids[0] ?? null;
+    if (ids.join() !== [...$('things').options].map(({ value }) => value).join()) {
+      $('things').replaceChildren(...ids.map((id) => make('option', { value: id, textContent: id })));
+      this.#makeHandles(ids);
+    }
+    $('things').value = this.#selected;
+    const show = (id, value) => {
+      if (document.activeElement !== $(id)) $(id).value = value;
+    };
+    show('noise', world.noise_mm);
+    show('rate', world.rate);
+    show('range', world.range_m);
+    show('model', world.model);
+    const body = world.bodies.get(this.#selected);
+    if (!body) return;
+    const at = this.#held?.id === body.id ? { ...this.#held.at, z: body.z } : this.#model.whereIs(body);
+    for (const [key] of kFields) show(`thing-${key}`, Number((at[key] ?? body[key]).toFixed(2)));
+    $('thing-clear').checked = body.los;
+    $('thing-clear').disabled = $('thing-remove').disabled = body.id.startsWith('radio');
+  }
+
+  // ---- Handles: what is seen of a thing by hand, keyboard and screen reader ----
+
+  #makeHandles(ids) {
+    for (const [id, handle] of this.#handles) {
+      if (ids.includes(id)) continue;
+      handle.remove();
+      this.#handles.delete(id);
+    }
+    for (const id of ids) {
+      if (this.#handles.has(id)) continue;
+      const handle = make('button', { className: 'handle', disabled: !mayCommand });
+      handle.dataset.id = id;
+      this.#listenToHandle(handle, id);
+      $('handles').append(handle);
+      this.#handles.set(id, handle);
+    }
+  }
+
+  #listenToHandle(handle, id) {
+    let offset = null;
+    const where = (event) => {
+      const box = $('stage').getBoundingClientRect();
+      return this.#above.toWorld(event.clientX - box.left - $('stage').clientLeft, event.clientY - box.top - $('stage').clientTop);
+    };
+    handle.addEventListener('pointerdown', (event) => {
+      handle.setPointerCapture(event.pointerId);
+      const body = this.#model.world.bodies.get(id);
+      const at = this.#model.whereIs(body);
+      const from = where(event);
+      offset = { x: at.x - from.x, y: at.y - from.y, z: body.z };
+      this.#select(id);
+    });
+    handle.addEventListener('pointermove', (event) => {
+      if (!offset) return;
+      const to = where(event);
+      this.#hold(id, { x: to.x + offset.x, y: to.y + offset.y, z: offset.z });
+      handle.classList.add('held');
+    });
+    for (const end of ['pointerup', 'pointercancel']) {
+      handle.addEventListener(end, () => {
+        offset = null;
+        handle.classList.remove('held');
+        setTimeout(() => {
+          if (!offset) this.#held = null;
+        }, 300);
+      });
+    }
+    handle.addEventListener('keydown', (event) => {
+      const step = event.shiftKey ? kLongStep : kStep;
+      const go = { ArrowLeft: [-step, 0], ArrowRight: [step, 0], ArrowUp: [0, step], ArrowDown: [0, -step] }[event.key];
+      if (!go) return;
+      event.preventDefault();
+      const body = this.#model.world.bodies.get(id);
+      const at = this.#held?.id === id ? this.#held.at : { ...this.#model.whereIs(body), z: body.z };
+      this.#hold(id, { x: at.x + go[0], y: at.y + go[1], z: at.z });
+      clearTimeout(this.keyTimer);
+      this.keyTimer = setTimeout(() => { this.#held = null; }, 500);
+    });
+    handle.addEventListener('focus', () => this.#select(id));
+  }
+
+  #hold(id, at) {
+    this.#held = { id, at };
+    const body = this.#model.world.bodies.get(id);
+    Object.assign(body, at, { vx: 0, vy: 0, vz: 0 });
+    this.#move({ id, ...at });
+  }
+
+  /** Puts the handles where their things are. */
+  draw(isShown) {
+    $('handles').hidden = !isShown;
+    if (!isShown || !this.#model.world) return;
+    for (const [id, handle] of this.#handles) {
+      const body = this.#model.world.bodies.get(id);
+      if (!body) continue;
+      if (this.#held?.id === id) Object.assign(body, this.#held.at, { vx: 0, vy: 0, vz: 0 });
+      const p = this.#above.toScreen(this.#model.whereIs(body));
+      handle.style.transform = `translate(${p.x.toFixed(1)}px, ${p.y.toFixed(1)}px)`;
+    }
+  }
+
+  /** What a screen reader says of the handles; not as often as they move. */
+  describe() {
+    const o = this.#model.world ? this.#model.observer() : null;
+    for (const [id, handle] of this.#handles) {
+      const body = this.#model.world.bodies.get(id);
+      if (!body) continue;
+      const at = this.#model.whereIs(body);
+      const [right, ahead] = [at.x - o.x, at.y - o.y];
+      const side = `${Math.abs(right).toFixed(1)} m ${right < 0 ? 'left' : 'right'}, ${Math.abs(ahead).toFixed(1)} m ${ahead < 0 ? 'behind' : 'ahead'}`;
+      const text = `${id}, really ${side}${body.lost ? ', lost' : body.los ? '' : ', out of sight'}; arrow keys move it`;
+      if (handle.ariaLabel !== text) handle.ariaLabel = text;
+    }
+  }
+}

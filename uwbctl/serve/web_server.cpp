@@ -1,0 +1,305 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "uwbctl/serve/web_server.h"
+
+#include <android-base/file.h>
+#include <android-base/parseint.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <thread>
+
+#include "uwbctl/client/client.h"
+#include "uwbctl/client/json.h"
+#include "uwbctl/report/report_page.h"
+#include "uwbctl/serve/connection.h"
+#include "uwbctl/serve/page_files.h"
+
+namespace uwbctl {
+namespace {
+
+using httplib::Request;
+using httplib::Response;
+using Json = nlohmann::ordered_json;
+using std::chrono::milliseconds;
+
+// Those who look on have a thread each; the rest is for what pages fetch and command.
+constexpr size_t kThreads = 20;
+constexpr int kMaxStreams = 12;
+
+// Between two looks at whether a reader is still there, and between two signs of life to it.
+constexpr milliseconds kStreamPause{1000};
+constexpr int kPausesPerSign = 5;
+
+constexpr milliseconds kKeepAlive{5000};
+constexpr int kRequestsPerConnection = 1000;
+constexpr size_t kMaxBody = 128 << 10;
+constexpr size_t kMaxPath = 256;
+// What the kernel holds for a reader that takes nothing.
+constexpr int kSendBuffer = 256 << 10;
+
+constexpr int kOk = 200;
+constexpr int kNotFound = 404;
+constexpr int kBadRequest = 400;
+constexpr int kLengthRequired = 411;
+constexpr int kTooLarge = 413;
+constexpr int kPathTooLong = 414;
+constexpr int kUnavailable = 503;
+
+constexpr char kJsonType[] = "application/json";
+constexpr char kCommandPath[] = "/command/";
+
+std::string TypeOf(const std::string& path) {
+    if (path.ends_with(".js")) return "text/javascript; charset=utf-8";
+    if (path.ends_with(".css")) return "text/css; charset=utf-8";
+    if (path.ends_with(".svg")) return "image/svg+xml";
+    return "text/html; charset=utf-8";
+}
+
+int HttpStatus(ExitStatus status) {
+    constexpr int kConflict = 409;
+    constexpr int kServerFailed = 500;
+    switch (status) {
+        case kUsage:
+            return kBadRequest;
+        case kRefused:
+            return kConflict;
+        case kNoService:
+            return kUnavailable;
+        default:
+            return kServerFailed;
+    }
+}
+
+void Answer(int status, const Json& json, Response* response) {
+    response->status = status;
+    response->set_content(json.dump(-1, ' ', false, Json::error_handler_t::replace), kJsonType);
+}
+
+void Refuse(int status, const std::string& reason, Response* response) {
+    Answer(status, {{"error", reason}}, response);
+}
+
+RequestHead HeadOf(const Request& request) {
+    RequestHead head = {.method = request.method,
+                        .path = request.path,
+                        .hosts = {},
+                        .origin = request.get_header_value("Origin"),
+                        .fetch_site = request.get_header_value("Sec-Fetch-Site"),
+                        .fetch_mode = request.get_header_value("Sec-Fetch-Mode"),
+                        .content_type = request.get_header_value("Content-Type"),
+                        .token = request.get_header_value("X-Token")};
+    const auto [first, last] = request.headers.equal_range("Host");
+    for (auto host = first; host != last; ++host) head.hosts.push_back(host->second);
+    return head;
+}
+
+}  // namespace
+
+class WebServer::Impl : private httplib::Server {
+  public:
+    Impl(const Gate* gate, const EventLog* log, Backend* backend)
+        : gate_(gate), log_(log), backend_(backend) {
+        AddRoutes();
+    }
+    ~Impl() override { Stop(); }
+    Impl(const Impl&) = delete;
+    Impl& operator=(const Impl&) = delete;
+
+    void Start(const std::string& address, int port);
+    void Stop();
+    int port() const { return port_; }
+
+  private:
+    void AddRoutes();
+    void AddHeaders();
+    std::optional<Refusal> Check(const Request& request) const;
+    bool process_and_close_socket(socket_t socket) override;
+
+    void ServeEvents(const Request& request, Response* response);
+    void ServeCommand(const Request& request, Response* response);
+    void ServeRecording(bool as_report, Response* response);
+
+    const Gate* gate_;
+    const EventLog* log_;
+    Backend* backend_;
+    int port_ = 0;
+    std::atomic<int> streams_ = 0;
+    std::atomic<bool> is_stopping_ = false;
+    std::thread thread_;
+};
+
+void WebServer::Impl::AddHeaders() {
+    set_default_headers({
+        // Nothing but our own files, and nobody may put the page into a frame.
+        {"Content-Security-Policy",
+         "default-src 'none'; script-src 'self'; style-src 'self'; connect-src 'self'; "
+         "img-src 'self'; base-uri 'none'; form-action 'none'; frame-ancestors 'none'"},
+        {"X-Content-Type-Options", "nosniff"},
+        {"Referrer-Policy", "no-referrer"},
+        {"Cross-Origin-Resource-Policy", "same-origin"},
+        {"Cross-Origin-Opener-Policy", "same-origin"},
+        {"Cache-Control", "no-store"},
+    });
+}
+
+void WebServer::Impl::AddRoutes() {
+    AddHeaders();
+    new_task_queue = [] { return new httplib::ThreadPool(kThreads); };
+    set_payload_max_length(kMaxBody);
+    set_tcp_nodelay(true);
+    set_socket_options([](socket_t socket) {
+        const int on = 1;
+        setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &on, sizeof(on));
+        // What is accepted inherits it.
+        setsockopt(socket, SOL_SOCKET, SO_SNDBUF, &kSendBuffer, sizeof(kSendBuffer));
+    });
+    set_pre_routing_handler([this](const Request& request, Response& response) {
+        const auto refusal = Check(request);
+        if (!refusal) return HandlerResponse::Unhandled;
+        Refuse(refusal->status, refusal->reason, &response);
+        return HandlerResponse::Handled;
+    });
+    set_error_handler([](const Request&, Response& response) {
+        if (response.body.empty()) {
+            Refuse(response.status,
+                   response.status == kNotFound ? "there is nothing here" : "not understood",
+                   &response);
+        }
+    });
+    set_exception_handler([](const Request&, Response& response, const std::exception_ptr& caught) {
+        try {
+            std::rethrow_exception(caught);
+        } catch (const Failure& failure) {
+            Refuse(HttpStatus(failure.status()), failure.what(), &response);
+        } catch (const std::exception& exception) {
+            Refuse(kBadRequest, ReasonOf(exception), &response);
+        }
+    });
+    for (const PageFile& file : PageFiles()) {
+        const std::string name = file.name;
+        const std::string path = name == "index.html" ? "/" : "/" + name;
+        Get(path, [path, content = file.content](const Request&, Response& response) {
+            response.set_content(content.data(), content.size(), TypeOf(path));
+        });
+    }
+    Get("/events",
+        [this](const Request& request, Response& response) { ServeEvents(request, &response); });
+    Get("/forms.json",
+        [this](const Request&, Response& response) { Answer(kOk, backend_->Forms(), &response); });
+    Get("/recording.jsonl",
+        [this](const Request&, Response& response) { ServeRecording(false, &response); });
+    Get("/report.html",
+        [this](const Request&, Response& response) { ServeRecording(true, &response); });
+    Post("/command/[a-z/]+",
+         [this](const Request& request, Response& response) { ServeCommand(request, &response); });
+}
+
+void WebServer::Impl::Start(const std::string& address, int port) {
+    const bool is_bound =
+        port == 0 ? (port_ = bind_to_any_port(address)) > 0 : bind_to_port(address, port_ = port);
+    if (!is_bound) {
+        throw Failure(kUsage, "cannot listen on " + address + ", port " + std::to_string(port) +
+                                  ": is another server there?");
+    }
+    thread_ = std::thread([this] { listen_after_bind(); });
+    while (!is_running()) std::this_thread::yield();
+}
+
+void WebServer::Impl::Stop() {
+    if (!thread_.joinable()) return;
+    is_stopping_ = true;
+    stop();
+    thread_.join();
+}
+
+std::optional<Refusal> WebServer::Impl::Check(const Request& request) const {
+    // The library's patterns call themselves once a character.
+    if (request.path.size() > kMaxPath) return Refusal{kPathTooLong, "no path is that long"};
+    if (request.has_header("Transfer-Encoding")) {
+        return Refusal{kLengthRequired, "a request says how long it is"};
+    }
+    uint64_t length = 0;
+    const std::string text = request.get_header_value("Content-Length");
+    if (!text.empty() && !android::base::ParseUint(text, &length)) {
+        return Refusal{kBadRequest, "Content-Length is no number"};
+    }
+    if (length > kMaxBody) return Refusal{kTooLarge, "that is more than a command needs"};
+    return gate_->Check(HeadOf(request));
+}
+
+bool WebServer::Impl::process_and_close_socket(socket_t socket) {
+    Connection connection(socket);
+    bool goes_on = true;
+    for (int count = 1; goes_on && !is_stopping_; count++) {
+        const bool is_last = count == kRequestsPerConnection;
+        bool is_closed = false;
+        // What follows the head of a request that was refused, or not understood, is no request.
+        bool is_good = false;
+        const auto look = [&](Request& request) { is_good = !Check(request); };
+        goes_on = connection.AwaitRequest(kKeepAlive) &&
+                  process_request(connection, is_last, is_closed, look) && is_good && !is_closed &&
+                  !is_last;
+    }
+    shutdown(socket, SHUT_RDWR);
+    close(socket);
+    return true;
+}
+
+void WebServer::Impl::ServeEvents(const Request& request, Response* response) {
+    if (++streams_ > kMaxStreams) {
+        streams_--;
+        Refuse(kUnavailable, "too many pages look on already", response);
+        return;
+    }
+    const uint64_t first = log_->PlaceAfter(request.get_header_value("Last-Event-ID"));
+    response->set_chunked_content_provider(
+        "text/event-stream",
+        [this, place = first, pauses = 0](size_t, httplib::DataSink& sink) mutable {
+            if (is_stopping_ || !sink.is_writable()) return false;
+            const auto text = log_->Read(&place, kStreamPause);
+            if (!text) return false;
+            if (!text->empty()) {
+                pauses = 0;
+                return sink.write(text->data(), text->size());
+            }
+            if (++pauses % kPausesPerSign != 0) return true;
+            constexpr std::string_view kSign = ": still here\n\n";
+            return sink.write(kSign.data(), kSign.size());
+        },
+        [this](bool) { streams_--; });
+}
+
+void WebServer::Impl::ServeCommand(const Request& request, Response* response) {
+    const Json arguments = request.body.empty() ? Json::object() : ParseJson(request.body);
+    if (!arguments.is_object()) throw Failure(kUsage, "the arguments are not a JSON object");
+    Answer(kOk, backend_->Command(request.path.substr(strlen(kCommandPath)), arguments), response);
+}
+
+// Both are to be saved: the report is a page of its own, with rules of its own.
+void WebServer::Impl::ServeRecording(bool as_report, Response* response) {
+    const std::string path = backend_->Recording();
+    std::string content;
+    if (path.empty() || !android::base::ReadFileToString(path, &content)) {
+        Refuse(kNotFound, "nothing was recorded", response);
+        return;
+    }
+    if (as_report) content = ReportPage(ReadRecording(path));
+    response->set_header("Content-Disposition", as_report
+                                                    ? "attachment; filename=\"uwb-report.html\""
+                                                    : "attachment; filename=\"uwb-walk.jsonl\"");
+    response->set_content(content, as_report ? TypeOf(".html") : "application/jsonl");
+}
+
+WebServer::WebServer(const std::string& address, int port, const Gate* gate, const EventLog* log,
+                     Backend* backend)
+    : impl_(std::make_unique<Impl>(gate, log, backend)) {
+    impl_->Start(address, port);
+}
+
+WebServer::~WebServer() = default;
+
+int WebServer::port() const {
+    return impl_->port();
+}
+
+}  // namespace uwbctl

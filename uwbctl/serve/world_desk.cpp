@@ -1,0 +1,227 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "uwbctl/serve/world_desk.h"
+
+#include <android-base/parseint.h>
+
+#include <algorithm>
+#include <cmath>
+
+#include "uwbctl/client/client.h"
+#include "uwbctl/client/json.h"
+#include "uwbctl/world/scene_file.h"
+
+namespace uwbctl {
+namespace {
+
+using Json = nlohmann::ordered_json;
+using std::chrono::milliseconds;
+using std::chrono::steady_clock;
+
+// Often enough for the eye when pages fill in what is between.
+constexpr milliseconds kInterval{100};
+// However little happens; positions are not the page's to work out for ever.
+constexpr milliseconds kLongest{2000};
+// Nearer than that to where pages expect it, a thing is where they expect it.
+constexpr double kCloseM = 0.002;
+constexpr double kMillimetresPerMetre = 1000;
+
+ThingId IdOf(const Json& arguments) {
+    const auto word = arguments.at("id").get<std::string>();
+    const auto id = ParseThingId(word);
+    if (!id) throw Failure(kUsage, "neither a tag nor a radio: " + word);
+    return *id;
+}
+
+// The radio refuses what is beyond its limits; what is no number it must not see.
+double NumberOf(const Json& arguments, const char* name) {
+    const auto number = arguments.at(name).get<double>();
+    if (!std::isfinite(number)) throw Failure(kUsage, std::string(name) + " is not a number");
+    return number;
+}
+
+Vec3 VectorOf(const Json& arguments, const char* x, const char* y, const char* z) {
+    return {.x = NumberOf(arguments, x), .y = NumberOf(arguments, y), .z = NumberOf(arguments, z)};
+}
+
+// The virtual radio has its interfaces in order: wpan0 is radio 0.
+std::optional<ThingId> RadioOf(const std::string& iface) {
+    const size_t digits = iface.find_first_of("0123456789");
+    ThingId id = {.kind = ThingId::Kind::kRadio, .number = 0};
+    if (digits == iface.npos || !android::base::ParseUint(iface.substr(digits), &id.number)) {
+        return std::nullopt;
+    }
+    return id;
+}
+
+bool AreClose(const Vec3& a, const Vec3& b) {
+    return std::abs(a.x - b.x) < kCloseM && std::abs(a.y - b.y) < kCloseM &&
+           std::abs(a.z - b.z) < kCloseM;
+}
+
+Json ToJson(const TrueBody& body) {
+    return {{"id", ToText(body.id)}, {"x", body.at.x},
+            {"y", body.at.y},        {"z", body.at.z},
+            {"vx", body.velocity.x}, {"vy", body.velocity.y},
+            {"vz", body.velocity.z}, {"los", body.has_line_of_sight},
+            {"lost", body.is_lost},  {"path", body.is_on_path}};
+}
+
+Json ToJson(const Truth& truth) {
+    Json json = {{"t", truth.time_ns},
+                 {"scene", truth.scene},
+                 {"noise_mm", truth.noise_mm},
+                 {"range_m", truth.range_m},
+                 {"rate", truth.rate},
+                 {"seed", truth.seed},
+                 {"model", truth.model ? PresetOf(*truth.model) : ""},
+                 {"bodies", Json::array()},
+                 {"walls", Json::array()}};
+    for (const TrueBody& body : truth.bodies) json["bodies"].push_back(ToJson(body));
+    for (const Wall& wall : truth.walls) {
+        json["walls"].push_back({{"x1", wall.x1},
+                                 {"y1", wall.y1},
+                                 {"x2", wall.x2},
+                                 {"y2", wall.y2},
+                                 {"stops", wall.stops}});
+    }
+    return json;
+}
+
+}  // namespace
+
+Json WorldDesk::Command(const std::string& verb, const Json& arguments) {
+    world_.Require();
+    has_changed_ = true;
+    if (verb == "move") {
+        const Vec3 velocity =
+            arguments.contains("vx") ? VectorOf(arguments, "vx", "vy", "vz") : Vec3{};
+        world_.Move(IdOf(arguments), VectorOf(arguments, "x", "y", "z"), velocity);
+    } else if (verb == "remove") {
+        world_.Remove(IdOf(arguments));
+    } else if (verb == "sight") {
+        world_.SetLineOfSight(IdOf(arguments), arguments.at("clear").get<bool>());
+    } else if (verb == "noise") {
+        world_.SetNoise(NumberOf(arguments, "mm"));
+    } else if (verb == "range") {
+        world_.SetRange(NumberOf(arguments, "m"));
+    } else if (verb == "rate") {
+        world_.SetRate(NumberOf(arguments, "rate"));
+    } else if (verb == "seed") {
+        world_.SetSeed(arguments.at("seed").get<uint64_t>());
+    } else if (verb == "model") {
+        SetModel(arguments);
+    } else if (verb == "load") {
+        Load(arguments);
+    } else if (verb == "save") {
+        return {{"scene", PrintScene(world_.Save())}};
+    } else {
+        throw Failure(kUsage, "there is no command world/" + verb);
+    }
+    return Json::object();
+}
+
+void WorldDesk::Load(const Json& arguments) {
+    const unsigned radios = world_.CountRadios();
+    if (!arguments.contains("text")) {
+        const auto name = arguments.at("name").get<std::string>();
+        // By name alone: a page has no business with other files.
+        const auto scenes = ListScenes();
+        const auto found = std::find_if(scenes.begin(), scenes.end(),
+                                        [&name](const auto& scene) { return scene.name == name; });
+        if (found == scenes.end()) throw Failure(kUsage, "there is no scene " + name);
+        world_.Load(ReadSceneFile(found->path, radios));
+        return;
+    }
+    const ParsedScene parsed = ParseScene(arguments.at("text").get<std::string>(), radios);
+    std::string mistakes;
+    for (const SceneMistake& mistake : parsed.mistakes) {
+        mistakes += (mistakes.empty() ? "line " : "; line ") + std::to_string(mistake.line) + ": " +
+                    mistake.word + ": " + mistake.why;
+    }
+    if (!mistakes.empty()) throw Failure(kUsage, mistakes);
+    world_.Load(parsed.scene);
+}
+
+void WorldDesk::SetModel(const Json& arguments) {
+    const auto name = arguments.at("model").get<std::string>();
+    std::optional<Model> model;
+    if (!name.empty()) {
+        const ModelPreset* preset = FindModelPreset(name);
+        if (preset == nullptr) throw Failure(kUsage, "there is no error model " + name);
+        model = preset->model;
+    }
+    world_.SetModel(arguments.contains("id") ? std::optional(IdOf(arguments)) : std::nullopt,
+                    model);
+}
+
+std::optional<PeerTruth> WorldDesk::Of(const std::string& iface, const Measurement& measurement) {
+    if (!is_there() || !measurement.distance_mm) return std::nullopt;
+    const auto radio_id = RadioOf(iface);
+    const auto peer_id = ParseThingId(measurement.peer);
+    if (!radio_id || !peer_id) return std::nullopt;
+    // A report's measurements come together, and a straight line leads back from here.
+    if (!latest_ || latest_->time_ns < measurement.timestamp_ns) latest_ = world_.Read();
+    const TrueBody* radio = latest_->Find(*radio_id);
+    const TrueBody* peer = latest_->Find(*peer_id);
+    if (radio == nullptr || peer == nullptr) return std::nullopt;
+    const Vec3 from = Truth::At(*radio, latest_->time_ns, measurement.timestamp_ns);
+    const Vec3 to = Truth::At(*peer, latest_->time_ns, measurement.timestamp_ns);
+    const double dx = to.x - from.x;
+    const double dy = to.y - from.y;
+    const double dz = to.z - from.z;
+    const double flat = std::hypot(dx, dy);
+    // In front and behind look the same to a pair of antennas.
+    return PeerTruth{.distance_mm = std::hypot(flat, dz) * kMillimetresPerMetre,
+                     .azimuth_rad = std::atan2(dx, std::abs(dy)),
+                     .elevation_rad = std::atan2(dz, flat)};
+}
+
+// Whether pages that go on in straight lines from what they were told are right.
+bool WorldDesk::IsFollowed(const Truth& truth) const {
+    if (!told_ || has_changed_ || truth.bodies.size() != told_->bodies.size()) return false;
+    return std::equal(truth.bodies.begin(), truth.bodies.end(), told_->bodies.begin(),
+                      [&](const TrueBody& now, const TrueBody& then) {
+                          return now.id == then.id && now.is_lost == then.is_lost &&
+                                 now.has_line_of_sight == then.has_line_of_sight &&
+                                 AreClose(now.velocity, then.velocity) &&
+                                 AreClose(now.at, Truth::At(then, told_->time_ns, truth.time_ns));
+                      }) &&
+           truth.scene == told_->scene && truth.walls.size() == told_->walls.size() &&
+           truth.noise_mm == told_->noise_mm && truth.rate == told_->rate;
+}
+
+void WorldDesk::Tick() {
+    const auto since = steady_clock::now() - told_time_;
+    if (!is_there() || since < kInterval) return;
+    try {
+        latest_ = world_.Read();
+    } catch (const Failure&) {
+        return;  // The driver may be on its way out; the next look tells.
+    }
+    if (since < kLongest && IsFollowed(*latest_)) return;
+    Publish();
+}
+
+void WorldDesk::Publish() {
+    const bool at_rest =
+        std::all_of(latest_->bodies.begin(), latest_->bodies.end(),
+                    [](const TrueBody& body) { return AreClose(body.velocity, Vec3{}); });
+    if (!at_rest || !IsFollowed(*latest_)) log_->Keep("world", ToJson(*latest_).dump());
+    told_ = latest_;
+    told_time_ = steady_clock::now();
+    has_changed_ = false;
+}
+
+std::vector<std::string> WorldDesk::Tags() {
+    constexpr uint64_t kMaxShortAddress = 0xFFFF;
+    std::vector<std::string> tags;
+    if (!is_there()) return tags;
+    for (const TrueBody& body : world_.Read().bodies) {
+        if (body.id.kind == ThingId::Kind::kTag && body.id.number <= kMaxShortAddress) {
+            tags.push_back(ToText(body.id));
+        }
+    }
+    return tags;
+}
+
+}  // namespace uwbctl
