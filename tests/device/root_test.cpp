@@ -93,17 +93,24 @@ TEST_F(RootTest, ObjectsKeptAfterCloseAreOfNoConsequence) {
     EXPECT_TRUE(old.events->reports.Empty());
 }
 
-TEST_F(RootTest, RadioComesToRestWhenTheServiceIsKilled) {
-    ASSERT_EQ(hal.Open(), "OK");
-    FiraClient fira(hal, 0);
-    fira.Run();
-    RestartService("", "KILL");
-    EXPECT_EQ(fira.fira->stopRangingSession(kSession).getStatus(), STATUS_DEAD_OBJECT);
-    EXPECT_EQ(RadioSession(0, kSession), "idle");
-    hal = Hal();
-    ASSERT_EQ(hal.Open(), "OK");
-    EXPECT_EQ(RadioUnrest(0), "") << "the next service puts the interface down as well";
-    EXPECT_EQ(Radio(0, "scheduler"), "default");
+// Whatever it was doing for its client, which has to find it out.
+TEST_F(RootTest, AKilledServiceLeavesACleanRadioToTheNext) {
+    for (const char* step : {"open", "fira-initialised", "fira-running", "fira-stopping",
+                             "ccc-initialised", "ccc-running", "simple-running"}) {
+        const ClientProcess client(step);
+        ASSERT_EQ(client.said, "OK") << step;
+        RestartService("", "KILL");
+        std::vector<std::string> names;
+        EXPECT_EQ(hal->listIfaceNames(&names).getStatus(), STATUS_DEAD_OBJECT) << step;
+        hal = Hal();
+        ASSERT_EQ(hal.Open(), "OK");
+        EXPECT_EQ(RadioUnrest(0), "") << step;
+        EXPECT_EQ(Radio(0, "scheduler"), "default") << step;
+        FiraClient fira(hal, 0);
+        fira.Run();
+        EXPECT_EQ(fira.Next().data.blockIndex, 0) << step;
+        ASSERT_EQ(Said(hal->close()), "OK") << step;
+    }
 }
 
 }  // namespace

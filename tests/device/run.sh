@@ -2,9 +2,22 @@
 # SPDX-License-Identifier: Apache-2.0
 #
 # On the virtual device: all device tests with notifications by event, as the device has them, and
-# once more polled what depends on how they are read.
+# once more polled what depends on how they are read. Then: whether the service was refused anything.
 status=0
 device_tests --gtest_brief=1 || status=$?
 device_tests --notifications=poll --gtest_brief=1 \
   --gtest_filter='FiraTest.*:CccTest.*:SimpleTest.*:NotificationsTest.*:OddClientTest.*:Commands/FaultTableTest.*/*Start:Commands/FaultTableTest.*/*Stop:FaultTest.SessionsSurvive*' || status=$?
+[ "$(cat /sys/fs/selinux/enforce)" = 1 ] || exit $status
+
+# The kernel's log is looked through at the end of each run. That it has no denials means nothing unless
+# it would have them.
+if as-domain untrusted_app uwbctl ifaces 2>/dev/null || ! dmesg | grep -q 'denied  { find }.*u:r:untrusted_app:'; then
+  echo "Failure: an app without the permission finds the service, or is refused without a word"
+  status=1
+fi
+# A refusal that is not audited shows here alone. What the kernel answers on netlink is the radio's, and tests arm it.
+if grep -E 'Permission denied|Operation not permitted' /host/service.log | grep -v 'Error reading message'; then
+  echo "Failure: the service was refused what it needs"
+  status=1
+fi
 exit $status
