@@ -254,6 +254,9 @@ int main(int argc, char** argv) {
     hardware::velta::conformance::TheTarget().interfaces = {"wpan0", "wpan1"};
     ABinderProcess_setThreadPoolMaxThreadCount(1);
     ABinderProcess_startThreadPool();
+    if (argc > 1 && argv[1] == std::string("--reach")) {
+        return puts(hardware::velta::device::Reach().c_str()) < 0;
+    }
     if (argc > 1 && std::string(argv[1]).starts_with(kClient)) {
         hardware::velta::conformance::RunClient(argv[1] + sizeof(kClient) - 1);
     }

@@ -84,6 +84,10 @@ class World {
 /** Expects distance and azimuth to be true within the noise. */
 void ExpectTruth(const FiraTwrMeasurement& measurement, int radio, const std::string& thing);
 
+/** @return which of find, call, transfer, add (another name) and take (its name) this process may
+ * do. */
+std::string Reach();
+
 // ---- Fixtures ----
 
 /** Each test finds a device at rest, and has to leave one. */
