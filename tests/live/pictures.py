@@ -31,6 +31,12 @@ def main():
         # The same letters wherever the pictures are taken.
         page.run("document.body.style.fontFamily = 'Roboto'")
         wait_for('the radio is ready', lambda: page.text('#status') == 'Ready')
+        # The calibration names the antennas of the elevation.
+        page.click('#tab-country')
+        page.type('#country', 'FR')
+        page.click('#country-apply')
+        wait_for('the calibration', lambda: 'FR loaded' in page.text('#log'))
+        page.click('#tab-fira')
         # As a choice in the form, so that elevation is there for the picture in space.
         page.run("const s = document.querySelector('[data-member=angles]'); s.value = 'both';"
                  "s.dispatchEvent(new Event('change'))")
@@ -42,8 +48,8 @@ def main():
         time.sleep(1)
         page.picture(f'{folder}/live-dark.png')
         scheme(page, 'light')
-        page.click('#view-space')
         size(page, 1100, 800, 1)
+        page.click('#view-space')
         time.sleep(2)
         page.picture(f'{folder}/live-space.png')
         page.click('#view-above')

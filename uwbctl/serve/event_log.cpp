@@ -49,7 +49,8 @@ uint64_t EventLog::PlaceAfter(const std::string& last_id) const {
 std::optional<std::string> EventLog::Read(uint64_t* place,
                                           std::chrono::milliseconds timeout) const {
     std::unique_lock lock(mutex_);
-    changed_.wait_for(lock, timeout, [&] { return is_closed_ || *place < next_; });
+    changed_.wait_for(lock, timeout,
+                      [&] { return is_closed_ || std::max(*place, FirstNumber()) < next_; });
     if (is_closed_) return std::nullopt;
     std::string text;
     const uint64_t first = FirstNumber();

@@ -24,6 +24,8 @@ constexpr milliseconds kLongest{2000};
 // Nearer than that to where pages expect it, a thing is where they expect it.
 constexpr double kCloseM = 0.002;
 constexpr double kMillimetresPerMetre = 1000;
+// Squares of speeds below that are none.
+constexpr double kNoSpeed = 1e-9;
 
 ThingId IdOf(const Json& arguments) {
     const auto word = arguments.at("id").get<std::string>();
@@ -51,6 +53,14 @@ std::optional<ThingId> RadioOf(const std::string& iface) {
         return std::nullopt;
     }
     return id;
+}
+
+Vec3 Minus(const Vec3& a, const Vec3& b) {
+    return {.x = a.x - b.x, .y = a.y - b.y, .z = a.z - b.z};
+}
+
+double Dot(const Vec3& a, const Vec3& b) {
+    return a.x * b.x + a.y * b.y + a.z * b.z;
 }
 
 bool AreClose(const Vec3& a, const Vec3& b) {
@@ -92,6 +102,9 @@ Json ToJson(const Truth& truth) {
 Json WorldDesk::Command(const std::string& verb, const Json& arguments) {
     world_.Require();
     has_changed_ = true;
+    // What was before is no help in knowing what will have been.
+    latest_.reset();
+    previous_.reset();
     if (verb == "move") {
         const Vec3 velocity =
             arguments.contains("vx") ? VectorOf(arguments, "vx", "vy", "vz") : Vec3{};
@@ -154,26 +167,44 @@ void WorldDesk::SetModel(const Json& arguments) {
                     model);
 }
 
+void WorldDesk::Look() {
+    Truth truth = world_.Read();
+    previous_ = std::move(latest_);
+    latest_ = std::move(truth);
+}
+
+// Between two looks a thing may have turned: each look's line is right on its side of where they
+// meet.
+std::optional<Vec3> WorldDesk::At(const ThingId& id, int64_t when_ns) const {
+    const TrueBody* after = latest_->Find(id);
+    if (after == nullptr) return std::nullopt;
+    const Vec3 back = Truth::At(*after, latest_->time_ns, when_ns);
+    const TrueBody* before = previous_ ? previous_->Find(id) : nullptr;
+    if (before == nullptr || when_ns > latest_->time_ns) return back;
+    const Vec3 forth = Truth::At(*before, previous_->time_ns, when_ns);
+    const Vec3 apart = Minus(forth, back);
+    const Vec3 parting = Minus(before->velocity, after->velocity);
+    // How long after the time that is asked for the lines are nearest to each other.
+    const double until_turn = -Dot(apart, parting) / std::max(Dot(parting, parting), kNoSpeed);
+    return until_turn > 0 ? forth : back;
+}
+
 std::optional<PeerTruth> WorldDesk::Of(const std::string& iface, const Measurement& measurement) {
     if (!is_there() || !measurement.distance_mm) return std::nullopt;
-    const auto radio_id = RadioOf(iface);
-    const auto peer_id = ParseThingId(measurement.peer);
-    if (!radio_id || !peer_id) return std::nullopt;
-    // A report's measurements come together, and a straight line leads back from here.
-    if (!latest_ || latest_->time_ns < measurement.timestamp_ns) latest_ = world_.Read();
-    const TrueBody* radio = latest_->Find(*radio_id);
-    const TrueBody* peer = latest_->Find(*peer_id);
-    if (radio == nullptr || peer == nullptr) return std::nullopt;
-    const Vec3 from = Truth::At(*radio, latest_->time_ns, measurement.timestamp_ns);
-    const Vec3 to = Truth::At(*peer, latest_->time_ns, measurement.timestamp_ns);
-    const double dx = to.x - from.x;
-    const double dy = to.y - from.y;
-    const double dz = to.z - from.z;
-    const double flat = std::hypot(dx, dy);
+    const auto radio = RadioOf(iface);
+    const auto peer = ParseThingId(measurement.peer);
+    if (!radio || !peer) return std::nullopt;
+    // A report's measurements come together.
+    if (!latest_ || latest_->time_ns < measurement.timestamp_ns) Look();
+    const auto from = At(*radio, measurement.timestamp_ns);
+    const auto to = At(*peer, measurement.timestamp_ns);
+    if (!from || !to) return std::nullopt;
+    const Vec3 way = Minus(*to, *from);
+    const double flat = std::hypot(way.x, way.y);
     // In front and behind look the same to a pair of antennas.
-    return PeerTruth{.distance_mm = std::hypot(flat, dz) * kMillimetresPerMetre,
-                     .azimuth_rad = std::atan2(dx, std::abs(dy)),
-                     .elevation_rad = std::atan2(dz, flat)};
+    return PeerTruth{.distance_mm = std::hypot(flat, way.z) * kMillimetresPerMetre,
+                     .azimuth_rad = std::atan2(way.x, std::abs(way.y)),
+                     .elevation_rad = std::atan2(way.z, flat)};
 }
 
 // Whether pages that go on in straight lines from what they were told are right.
@@ -194,7 +225,7 @@ void WorldDesk::Tick() {
     const auto since = steady_clock::now() - told_time_;
     if (!is_there() || since < kInterval) return;
     try {
-        latest_ = world_.Read();
+        Look();
     } catch (const Failure&) {
         return;  // The driver may be on its way out; the next look tells.
     }

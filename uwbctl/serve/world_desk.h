@@ -52,6 +52,10 @@ class WorldDesk {
   private:
     void Load(const nlohmann::ordered_json& arguments);
     void SetModel(const nlohmann::ordered_json& arguments);
+    // Reads the world.
+    void Look();
+    // Where a thing was a moment ago.
+    std::optional<Vec3> At(const ThingId& id, int64_t when_ns) const;
     bool IsFollowed(const Truth& truth) const;
     void Publish();
 
@@ -61,6 +65,8 @@ class WorldDesk {
     // What was published last.
     std::optional<Truth> told_;
     std::chrono::steady_clock::time_point told_time_;
+    // The last two looks, with nothing rearranged between them.
+    std::optional<Truth> previous_;
     std::optional<Truth> latest_;
     bool has_changed_ = false;
 };

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // The scene seen from above: the radio, peers where they were measured, and the truth.
 import { $, colour, font, haloText, niceStep, prepare, signed, wantsRest } from './format.js';
+import { Labels } from './labels.js';
 import { smoothTrail } from './model.js';
 
 const kSettle = 0.09; // Seconds in which a point comes most of the way to where it was measured.
@@ -20,8 +21,7 @@ export class Above {
   #shown = new Map();
   #last = performance.now();
   #size = { width: 1, height: 1 };
-  /** Where labels stand in this frame. */
-  #labels = [];
+  #labels = null;
 
   constructor(model) {
     this.#model = model;
@@ -148,9 +148,8 @@ export class Above {
     const dt = Math.min((now - this.#last) / 1000, 0.5);
     this.#last = now;
     const { ctx, width, height } = prepare(this.#canvas);
-    this.ctx = ctx;
-    this.#labels = [];
     this.#size = { width, height };
+    this.#labels = new Labels(ctx, this.#size);
     const places = this.#places(dt);
     const bodies = [...(this.#model.world?.bodies.values() ?? [])].map((body) => ({ body, at: this.#model.whereIs(body) }));
     this.#followView([
@@ -167,40 +166,10 @@ export class Above {
     for (const place of places) this.#drawSight(ctx, place);
     this.#drawRadios(ctx, bodies);
     const tags = bodies.filter(({ body }) => !body.id.startsWith('radio'));
-    for (const { at } of [...tags, ...places.filter(({ radius }) => radius === undefined)]) this.#keepFree(at);
+    for (const { at } of [...tags, ...places.filter(({ radius }) => radius === undefined)]) this.#labels.keepFree(this.toScreen(at));
     for (const { body, at } of tags) this.#drawTruth(ctx, body, at, places);
     for (const place of places) this.#drawPeer(ctx, place);
     return places;
-  }
-
-  #keepFree(at) {
-    const p = this.toScreen(at);
-    this.#labels.push({ left: p.x - 9, right: p.x + 9, top: p.y - 9, bottom: p.y + 9 });
-  }
-
-  // Lines of text beside a point: where they cover no other label and do not leave the stage.
-  #label(p, gap, lines) {
-    const { ctx } = this;
-    const height = lines.length * 17;
-    let width = 0;
-    for (const line of lines) {
-      ctx.font = line.font;
-      width = Math.max(width, ctx.measureText(line.text).width);
-    }
-    const [beside, before, high, low] = [p.x + gap, p.x - gap - width, p.y - gap - height + 6, p.y + gap - 6];
-    const places = [
-      [beside, p.y - height / 2], [before, p.y - height / 2], [beside, high], [beside, low], [before, high], [before, low],
-      [p.x - width / 2, high - 8], [p.x - width / 2, low + 8]];
-    const isFree = ([left, top]) => left >= 4 && left + width <= this.#size.width - 4 && top >= 2 && top + height <= this.#size.height - 2
-      && this.#labels.every((other) => left > other.right || left + width < other.left || top > other.bottom || top + height < other.top);
-    const [left, top] = places.find(isFree) ?? places[0];
-    this.#labels.push({ left, top, right: left + width, bottom: top + height });
-    ctx.textAlign = 'left';
-    ctx.textBaseline = 'middle';
-    lines.forEach((line, i) => {
-      ctx.font = line.font;
-      haloText(ctx, line.text, left, top + 8.5 + i * 17, line.fill);
-    });
   }
 
   #drawGrid(ctx) {
@@ -256,7 +225,7 @@ export class Above {
   #drawTrail(ctx, peer, end) {
     const o = this.#model.observer();
     ctx.lineWidth = 2;
-    ctx.lineCap = 'round';
+    ctx.lineCap = 'butt';
     const points = smoothTrail(peer).map((p) => ({ ...this.toScreen({ x: o.x + p.x, y: o.y + p.y }), age: p.age }));
     const last = { ...this.toScreen(end), age: 0 };
     points.push(last, last);
@@ -319,7 +288,7 @@ export class Above {
     ctx.beginPath();
     ctx.arc(p.x, p.y, 9, 0, 2 * Math.PI);
     ctx.stroke();
-    if (!isMeasured) this.#label(p, 15, [{ text: body.id, font: font(12.5, 550), fill: colour('soft') }]);
+    if (!isMeasured) this.#labels.put(p, 15, [{ text: body.id, font: font(12.5, 550), fill: colour('soft') }]);
   }
 
   #drawRadios(ctx, bodies) {
@@ -347,7 +316,7 @@ export class Above {
       ctx.textAlign = 'center';
       ctx.textBaseline = 'middle';
       haloText(ctx, text, p.x, p.y + 22, colour(isOurs ? 'ink' : 'soft'));
-      this.#labels.push({ left: p.x - 22, right: p.x + 22, top: p.y - 12, bottom: p.y + 30 });
+      this.#labels.keepFree({ x: p.x, y: p.y + 9 }, 21);
     }
   }
 
@@ -370,7 +339,7 @@ export class Above {
     }
     let text = peer.isLost ? 'lost' : `${(m.d / 1000).toFixed(2)} m`;
     if (!peer.isLost && m.true) text += `  ${signed((m.d - m.true.d) / 10)} cm`;
-    this.#label(p, 16, [
+    this.#labels.put(p, 16, [
       { text: peer.name, font: font(13.5, 650), fill: hue }, { text, font: font(12.5), fill: colour('soft') }]);
   }
 }

@@ -17,8 +17,11 @@ export const degrees = (radians, digits = 0) =>
   radians == null ? none : signed((radians * 180) / Math.PI, digits);
 export const percent = (ratio) =>
   ratio == null ? none : (100 * ratio).toFixed(ratio > 0 && ratio < 0.1 ? 1 : 0);
-export const signed = (value, digits = 0) =>
-  value == null ? none : (value < 0 ? '−' : '+') + Math.abs(value).toFixed(digits);
+export function signed(value, digits = 0) {
+  if (value == null) return none;
+  const text = Math.abs(value).toFixed(digits);
+  return Number(text) === 0 ? text : (value < 0 ? '−' : '+') + text;
+}
 export const count = (n, what) => `${n.toLocaleString('en')} ${what}${n === 1 ? '' : 's'}`;
 
 /** A step of 1, 2 or 5 times a power of ten, not below the one given. */

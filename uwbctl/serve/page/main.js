@@ -57,7 +57,7 @@ function hintText() {
     return model.isRunning ? 'Waiting for the first report…' : model.world ? '' : 'Name the peers and press Start';
   }
   const hasElevation = [...model.peers.values()].some((peer) => peer.seen?.el !== undefined);
-  if (isSpace && !hasElevation) return 'No elevation is measured: start with angles “both”';
+  if (isSpace && !hasElevation) return 'No elevation is measured: load a country’s calibration, and start with angles “both”';
   return '';
 }
 

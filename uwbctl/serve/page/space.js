@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 // The scene in space, where elevation is measured: turned with pointer or arrow keys.
 import { $, colour, font, haloText, niceStep, prepare, wantsRest } from './format.js';
+import { Labels } from './labels.js';
 import { smoothTrail } from './model.js';
 
-const kEye = 2.4; // How far the eye is, in sizes of the scene.
+const kEye = 2.1; // How far the eye is, in sizes of the scene.
 
 export class Space {
   #canvas = $('space');
@@ -14,6 +15,7 @@ export class Space {
   #centre = { x: 0, y: 2, z: 0.5 };
   #reach = 4;
   #size = { width: 1, height: 1 };
+  #labels = null;
   #shown = new Map();
   #last = performance.now();
 
@@ -93,7 +95,7 @@ export class Space {
       y: move(this.#centre.y, (y[0] + y[1]) / 2),
       z: move(this.#centre.z, (z[0] + z[1]) / 2),
     };
-    this.#reach = move(this.#reach, Math.max(x[1] - x[0], y[1] - y[0], z[1] - z[0], 2) * 0.66);
+    this.#reach = move(this.#reach, Math.max(x[1] - x[0], y[1] - y[0], z[1] - z[0], 2) * 0.6);
   }
 
   draw() {
@@ -115,6 +117,8 @@ export class Space {
       ...things.map((entry) => ({ ...entry, draw: () => this.#drawThing(ctx, entry, o, floor) })),
     ];
     if (!this.#model.world) marks.push({ at: o, draw: () => this.#drawBody(ctx, { body: { id: 'radio' }, at: o }, floor) });
+    this.#labels = new Labels(ctx, this.#size);
+    for (const { at } of marks) this.#labels.keepFree(this.#project(at));
     marks.sort((a, b) => this.#project(b.at).depth - this.#project(a.at).depth);
     for (const { draw } of marks) draw();
     return things;
@@ -220,12 +224,9 @@ export class Space {
     ctx.beginPath();
     ctx.arc(p.x, p.y, 7, 0, 2 * Math.PI);
     ctx.fill();
-    ctx.textAlign = 'left';
-    ctx.textBaseline = 'middle';
-    ctx.font = font(13.5, 650);
-    haloText(ctx, peer.name, p.x + 16, p.y - 8, hue);
-    ctx.font = font(12.5);
-    const height = at.z - floor;
-    haloText(ctx, peer.isLost ? 'lost' : `${(peer.seen.d / 1000).toFixed(2)} m, ${height.toFixed(1)} m high`, p.x + 16, p.y + 9, colour('soft'));
+    this.#labels.put(p, 16, [
+      { text: peer.name, font: font(13.5, 650), fill: hue },
+      { text: peer.isLost ? 'lost' : `${(peer.seen.d / 1000).toFixed(2)} m, ${(at.z - floor).toFixed(1)} m high`,
+        font: font(12.5), fill: colour('soft') }]);
   }
 }
