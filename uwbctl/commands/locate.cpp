@@ -288,8 +288,9 @@ ExitStatus Live(Events* events, const LocateOptions& options) {
     std::optional<Locator> locator;
     std::optional<Display> display;
     const uint64_t wanted = options.ranging.count;
+    bool is_started = false;
     AnchorSessions sessions(events, [&](const std::string& iface, const Measurement& it) {
-        if (wanted != 0 && display->count() >= wanted) return;
+        if (!is_started || (wanted != 0 && display->count() >= wanted)) return;
         Take(options, iface, it, &*locator, &*display);
     });
     std::vector<std::string> names = options.anchors;
@@ -309,6 +310,8 @@ ExitStatus Live(Events* events, const LocateOptions& options) {
         options.is_json, anchors.size(),
         world.Problem().empty() ? ThingOf(options.tag.empty() ? own : options.tag) : std::nullopt);
     for (const auto& [iface, session] : to_start) sessions.Start(iface, session);
+    // What came while some were still to start makes no round.
+    events->Post([&is_started] { is_started = true; });
     fprintf(stderr, "locating %s by %s; Ctrl-C ends it\n",
             options.tag.empty() ? own.c_str() : options.tag.c_str(),
             CountText(anchors.size(), "anchor").c_str());

@@ -185,12 +185,15 @@ Vec3 ToPlace(const Vector& at, const SolverOptions& options) {
     return {.x = at[0], .y = at[1], .z = options.height ? *options.height : at[2]};
 }
 
-// Puts the fit that is nearer to where it was in front of one that fits as well.
-void ChooseNearer(const SolverOptions& options, Fit* first, Fit* second) {
-    if (!options.near) return;
-    const Eigen::Vector3d near(options.near->x, options.near->y, options.near->z);
-    const Vector wanted = near.head(first->at.size());
-    if ((second->at - wanted).norm() < (first->at - wanted).norm()) std::swap(*first, *second);
+// Of two that fit alike: the one that is nearer to where it was, or else the lower one, since
+// anchors hang high as a rule.
+bool IsLikelier(const SolverOptions& options, const Vector& at, const Vector& other) {
+    if (options.near) {
+        const Eigen::Vector3d near(options.near->x, options.near->y, options.near->z);
+        const Vector wanted = near.head(at.size());
+        return (at - wanted).norm() < (other - wanted).norm();
+    }
+    return at.size() == 3 && at[2] < other[2];
 }
 
 // How sure the place is, from how the distances change around it.
@@ -261,7 +264,7 @@ Solution Locate(const std::vector<Range>& ranges, const SolverOptions& options) 
             break;
         }
     }
-    if (other != nullptr) ChooseNearer(options, &fits[0], other);
+    if (other != nullptr && IsLikelier(options, other->at, fits[0].at)) std::swap(fits[0], *other);
     Location location{.at = ToPlace(fits[0].at, options)};
     if (other != nullptr) location.mirror = ToPlace(other->at, options);
     Judge(problem, options, fits[0].at, &location);

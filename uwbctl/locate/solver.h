@@ -24,7 +24,8 @@ struct SolverOptions {
      * counts by how far it is off, not by its square: one outlier does not turn everything over.
      */
     double sigma = 0.05;
-    /** Where it was just now: decides between places that fit alike. */
+    /** Where it was just now: decides between places that fit alike. Without it the lower one is
+     * it. */
     std::optional<Vec3> near;
 };
 
