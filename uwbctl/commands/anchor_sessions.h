@@ -1,11 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <aidl/hardware/velta/uwb/IFiraController.h>
-
 #include <functional>
 #include <memory>
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -46,19 +43,12 @@ class AnchorSessions {
     void Stop();
 
   private:
-    struct Running {
-        std::shared_ptr<::aidl::hardware::velta::uwb::IFiraController> controller;
-        int32_t id = 0;
-        std::optional<int> stop_reason;
-    };
-    class Callback;
+    class Session;
 
     Events* events_;
     Handler handler_;
     Client client_;
-    // The callbacks, which may outlive all this, hear from here that it is gone.
-    std::shared_ptr<AnchorSessions*> self_;
-    std::vector<Running> sessions_;
+    std::vector<std::shared_ptr<Session>> sessions_;
 };
 
 }  // namespace uwbctl
