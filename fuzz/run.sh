@@ -19,7 +19,7 @@ files_under_test() {
     netlink_replies) echo net/{base,ccc}_region_utils.cpp net/fira_re*.cpp net/{ieee_utils,mcps_*}.cpp net/nl_attr.h ;;
     netlink_transport) echo net/nl_{socket,message_reader}.cpp ;;
     config_files) echo net/{config_utils,regular_file}.cpp hal/country_calibration.cpp host/{properties_file,service_options}.cpp ;;
-    uwbctl_files) echo uwbctl/client/{session,measurement,text}.cpp uwbctl/recording/{recording,statistics}.cpp uwbctl/report/*.cpp ;;
+    uwbctl_files) echo uwbctl/client/{session,measurement,text}.cpp uwbctl/recording/{recording,statistics}.cpp uwbctl/report/*.cpp uwbctl/world/{replay,scene*}.cpp ;;
     parcels) echo hal/*.cpp ;;
   esac
 }

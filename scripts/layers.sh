@@ -34,6 +34,7 @@ room conformance net/ # A client, which also asks the kernel itself.
 room uwbctl/client
 room uwbctl/recording uwbctl/client/
 room uwbctl/world uwbctl/client/ uwbctl/recording/
+room uwbctl/locate uwbctl/world/
 room uwbctl/live uwbctl/client/ uwbctl/recording/
 room uwbctl/report uwbctl/client/ uwbctl/recording/
 room uwbctl/serve uwbctl/client/ uwbctl/recording/ uwbctl/report/ uwbctl/world/ version/

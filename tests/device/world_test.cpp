@@ -2,6 +2,7 @@
 
 // What the simulated radios cannot do, as no radio could; and the scenes that arrange their world.
 #include <algorithm>
+#include <cmath>
 
 #include "tests/device/device_test.h"
 
@@ -80,6 +81,102 @@ TEST_F(WorldTest, ScenesBeginFromNothingAndPathsEnd) {
     EXPECT_EQ(bodies(), 2) << ReadText("/sys/kernel/debug/mcps802154_sim/world");
 }
 
+// Sixteen tags, so that a second has a lot of measurements; everything that a model does.
+TEST_F(WorldTest, ModelsErrAsTheySay) {
+    constexpr int kTags = 16;
+    constexpr int kReports = 60;
+    // At (0, 5) or (5, 5), by a model and what else; "0" stands for each tag.
+    const struct {
+        const char* model;
+        const char* place;
+        const char* world;
+        double lost, mean_mm, sigma_mm, sigma_degrees, merit;
+    } cases[] = {
+        {"noise 0", "0 5 0", "", 0, 5000, 0, 0, 240},
+        {"noise 100 bias 50 bias_per_m 10", "0 5 0", "", 0, 5100, 100, 0, 240},
+        {"noise 10 noise_per_m 30", "0 5 0", "", 0, 5000, 160, 0, 240},
+        {"nlos_bias 400 nlos_noise 50", "0 5 0", "", 0, 5000, 0, 0, 240},
+        {"nlos_bias 400 nlos_noise 50", "0 5 0", "wall -1 3 1 3", 0, 5400, 50, 0, 120},
+        {"nlos_outliers 50 outlier 1000", "0 5 0", "wall -1 3 1 3", 0, 5250, 323, 0, 120},
+        {"outliers 10 outlier 600", "0 5 0", "", 0, 5030, 104, 0, 240},
+        {"loss 10 loss_per_m 4", "0 5 0", "", 0.30, 5000, 0, 0, 240},
+        {"burst 5 burst_length 4", "0 5 0", "", 1 / 6.0, 5000, 0, 0, 240},
+        {"noise 0", "0 5 0", "wall -1 3 1 3 stops", 1, 0, 0, 0, 0},
+        {"angle_noise 2 angle_edge 3 fov 120", "5 5 0", "", 0, 7071, 0, 4.25, 112},
+        {"angle_noise 2 angle_edge 3 fov 80", "5 5 0", "", 0, 7071, 0, 3.5, 0},
+        {"angle_noise 2 fov 120", "0 -5 0", "", 0, 5000, 0, 2, 0},
+    };
+    FiraTwrSession session = ControllerSession();
+    session.destAddressList.clear();
+    for (int i = 0; i < kTags; i++) {
+        session.destAddressList.push_back(Short(static_cast<uint16_t>(0x100 + i)));
+    }
+    session.slotDurationRstu = 600;
+    session.slotsPerRangingRound = 20;
+    session.rangingBlockDurationMs = 20;
+    for (const auto& it : cases) {
+        std::string world = "model * "s + it.model + "\n" + it.world + "\n";
+        for (int i = 0; i < kTags; i++) {
+            world += "tag " + std::to_string(0x100 + i) + " " + it.place + "\n";
+        }
+        // The same measurements each time: nothing here is left to chance.
+        LayOut(world + "seed 11\nwait");
+        FiraClient fira(hal, 0);
+        fira.Run(session);
+        double n = 0, mm = 0, squares = 0, degrees = 0, degree_squares = 0;
+        int merit = 0;
+        for (int report = 0; report < kReports; report++) {
+            for (const FiraTwrMeasurement& measured : fira.Next().measurements) {
+                if (measured.status != 0) continue;
+                n++;
+                mm += measured.distance;
+                squares += std::pow(measured.distance - it.mean_mm, 2);
+                merit = static_cast<int>(std::lround(measured.azimuthFigureOfMerit * 255));
+                const double angle = measured.azimuth * 180 / M_PI;
+                degrees += angle;
+                degree_squares += angle * angle;
+            }
+        }
+        fira.Halt();
+        EXPECT_EQ(fira.Reset(), "OK");
+        EXPECT_NEAR(1 - n / (kTags * kReports), it.lost, it.lost == 1 ? 0 : it.lost / 4)
+            << it.model << it.world;
+        if (n == 0) continue;
+        EXPECT_NEAR(mm / n, it.mean_mm, it.sigma_mm / 10 + 1) << it.model;
+        EXPECT_NEAR(std::sqrt(squares / n), it.sigma_mm, it.sigma_mm / 10 + 1) << it.model;
+        const double spread = std::sqrt(degree_squares / n - std::pow(degrees / n, 2));
+        EXPECT_NEAR(spread, it.sigma_degrees, it.sigma_degrees / 10 + 0.01) << it.model;
+        EXPECT_EQ(merit, it.merit) << it.model;
+    }
+}
+
+TEST_F(WorldTest, PathsAreExactAndRunsRepeat) {
+    const auto run = [this](const std::string& world) {
+        LayOut(world);
+        FiraClient fira(hal, 0);
+        fira.Run();
+        std::vector<int> distances;
+        for (int i = 0; i < 14; i++) {
+            const auto& measured = fira.Next().measurements.at(0);
+            distances.push_back(measured.status == 0 ? measured.distance : -1);
+        }
+        fira.Halt();
+        EXPECT_EQ(fira.Reset(), "OK");
+        return distances;
+    };
+    // A second of the world for each block of 50 ms: there, a rest, out of the world, back and
+    // again.
+    const std::string path =
+        "tag 0x1234 0 9 0\npath 0x1234 loop\npoint 0x1234 0 0 1 0\npoint 0x1234 4 0 5 0\n"
+        "point 0x1234 6 0 5 0 lost\npoint 0x1234 8 0 5 0\npoint 0x1234 12 0 1 0\nrate 20\nwait\n";
+    EXPECT_THAT(run("noise 0\n" + path), ElementsAre(1000, 2000, 3000, 4000, 5000, 5000, -1, -1,
+                                                     5000, 4000, 3000, 2000, 1000, 2000));
+    const std::string noisy = "model * noise 100 loss 20 drift 50\n" + path;
+    const auto first = run(noisy);
+    EXPECT_EQ(run(noisy), first);
+    EXPECT_NE(run("seed 2\n" + noisy), first);
+}
+
 TEST_F(WorldTest, AMistakeInASceneLeavesTheWorldAlone) {
     LayOut("tag 0x1234 0 3 0");
     // There are two radios here, which the scene's text alone does not say.
@@ -87,6 +184,28 @@ TEST_F(WorldTest, AMistakeInASceneLeavesTheWorldAlone) {
     EXPECT_THAT(Shell("scene /tmp/bad.scene 2>&1 || true"),
                 StartsWith("uwbctl: /tmp/bad.scene:3: 2: no such radio"));
     EXPECT_THAT(ReadText("/sys/kernel/debug/mcps802154_sim/world"), HasSubstr("tag 0x1234 "));
+}
+
+using LocateTest = DeviceTest;
+
+// What is printed of the error is against the true place.
+TEST_F(LocateTest, FindsWhatMoves) {
+    const struct {
+        const char* scene;
+        const char* command;
+        double rms;
+    } cases[] = {
+        {"room", "--height 1 -a 0xa001 -a 0xa002 -a 0xa003 -a 0xa004", 0.06},
+        {"room", "--3d -a 0xa001 -a 0xa002 -a 0xa003 -a 0xa004 -a 0x0001", 0.2},
+    };
+    for (const auto& [scene, command, rms] : cases) {
+        const std::string said =
+            Shell("scene "s + scene + "; uwbctl locate -n 30 -b 50 " + command +
+                  " 2>&1 >/dev/null | sed -n 's/.*rms \\([0-9.]*\\) m.*/\\1/p'");
+        ASSERT_FALSE(said.empty());
+        EXPECT_GT(std::stod(said), 0.005);
+        EXPECT_LT(std::stod(said), rms);
+    }
 }
 
 }  // namespace

@@ -22,7 +22,7 @@ AIDL_PACKAGE = 'hardware.velta.uwb'
 # What a platform tree has, and the product that wants uwbctl brings.
 PLATFORM_MODULES = {
     'libbase', 'libbinder', 'libbinder_ndk', 'libcutils', 'libgmock', 'libgtest', 'liblog', 'libnl', 'libutils',
-    'libcli11_headers', 'libcpphttplib_headers', 'libncurses', 'libnlohmann_json_headers'}
+    'libcli11_headers', 'libcpphttplib_headers', 'libeigen', 'libncurses', 'libnlohmann_json_headers'}
 REFERENCES = ('defaults', 'static_libs', 'shared_libs', 'header_libs', 'default_applicable_licenses')
 PATHS = ('srcs', 'src', 'init_rc', 'vintf_fragments', 'license_text', 'test_config', 'export_include_dirs')
 SERVICE_KEYWORDS = {'interface': 2, 'class': None, 'user': 1, 'group': None, 'capabilities': None}

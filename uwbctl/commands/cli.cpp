@@ -133,6 +133,7 @@ std::unique_ptr<CommandLine> MakeCommandLine(ServeFunction serve) {
     AddServe(line.get(), app, serve);
     AddMonitor(line.get(), app);
     AddBugreport(line.get(), app);
+    AddLocate(line.get(), app);
     AddScene(line.get(), app);
     AddTag(line.get(), app);
     AddHelp(line.get(), app);

@@ -66,6 +66,7 @@ void AddFira(CommandLine* line, CLI::App* app);
 void AddHelp(CommandLine* line, CLI::App* app);
 void AddIfaces(CommandLine* line, CLI::App* app);
 void AddInfo(CommandLine* line, CLI::App* app);
+void AddLocate(CommandLine* line, CLI::App* app);
 void AddManual(CommandLine* line, CLI::App* app);
 void AddMonitor(CommandLine* line, CLI::App* app);
 void AddRecord(CommandLine* line, CLI::App* app);

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "uwbctl/world/replay.h"
 
+#include <algorithm>
 #include <cmath>
 #include <map>
 
@@ -11,7 +12,6 @@ namespace {
 
 constexpr double kNanosPerSecond = 1e9;
 constexpr double kMmPerMetre = 1000;
-// What the scene's file allows between two points.
 constexpr double kShortestLeg = 1e-3;
 
 // Where a radio at the origin, which looks along y, has seen the peer.
@@ -24,43 +24,55 @@ Vec3 PlaceOf(const Measurement& measurement) {
             .z = metres * std::sin(elevation)};
 }
 
+// Where nobody can be, as a radio may measure it all the same.
+bool IsPossible(const Waypoint& point, const Path& path) {
+    const Vec3& at = point.at;
+    if (!std::isfinite(at.x + at.y + at.z)) return false;
+    if (std::max({std::abs(at.x), std::abs(at.y), std::abs(at.z)}) > Scene::kMaxMetres)
+        return false;
+    if (point.seconds < 0 || point.seconds > Scene::kMaxSeconds) return false;
+    if (path.points.empty()) return true;
+    const double takes = point.seconds - path.points.back().seconds;
+    return takes >= kShortestLeg && Distance(path.points.back().at, at) < Scene::kMaxSpeed * takes;
+}
+
 void AddPoint(const Measurement& measurement, double seconds, Path* path) {
     Waypoint point{.seconds = seconds};
-    const bool has_answered = measurement.status == 0 && measurement.distance_mm;
-    if (has_answered) {
+    if (measurement.status == 0 && measurement.distance_mm) {
         point.at = PlaceOf(measurement);
         if (!measurement.line_of_sight.value_or(true)) point.sight = Sight::kBlocked;
-        if (path->points.empty() && seconds >= kShortestLeg) {
-            path->points.push_back({.seconds = 0, .at = point.at, .sight = Sight::kLost});
-        }
     } else {
         // Whoever was never there has no place to be lost at.
         if (path->points.empty()) return;
         point.at = path->points.back().at;
         point.sight = Sight::kLost;
     }
-    if (!path->points.empty() && seconds < path->points.back().seconds + kShortestLeg) return;
+    if (!IsPossible(point, *path)) return;
+    if (path->points.empty() && seconds >= kShortestLeg) {
+        path->points.push_back({.seconds = 0, .at = point.at, .sight = Sight::kLost});
+    }
     path->points.push_back(point);
 }
 
 }  // namespace
 
 Scene ReplayScene(const Recording& recording) {
-    std::map<std::string, Path> paths;
+    std::map<ThingId, Path> paths;
     const int64_t begin =
         recording.measurements.empty() ? 0 : recording.measurements.front().timestamp_ns;
     for (const Measurement& measurement : recording.measurements) {
+        const auto id = ParseThingId(measurement.peer);
+        if (!id || id->kind != ThingId::Kind::kTag) continue;
         const double seconds =
             static_cast<double>(measurement.timestamp_ns - begin) / kNanosPerSecond;
-        AddPoint(measurement, seconds, &paths[measurement.peer]);
+        AddPoint(measurement, seconds, &paths[*id]);
     }
     Scene scene{.noise_mm = 0, .waits = true};
-    for (auto& [peer, path] : paths) {
-        const auto id = ParseThingId(peer);
-        if (!id || path.points.empty()) continue;
+    for (auto& [id, path] : paths) {
+        if (path.points.empty()) continue;
         path.is_loop = false;
         Thing& thing = scene.things.emplace_back();
-        thing.id = *id;
+        thing.id = id;
         thing.at = path.points.front().at;
         thing.path = std::move(path);
     }

@@ -5,6 +5,7 @@
 #include <android-base/stringprintf.h>
 
 #include <algorithm>
+#include <cmath>
 
 namespace uwbctl {
 namespace {
@@ -39,6 +40,10 @@ std::optional<ThingId> ParseThingId(const std::string& word) {
         return std::nullopt;
     }
     return id;
+}
+
+double Distance(const Vec3& a, const Vec3& b) {
+    return std::hypot(b.x - a.x, b.y - a.y, b.z - a.z);
 }
 
 const Thing* FindThing(const Scene& scene, const ThingId& id) {

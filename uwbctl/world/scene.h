@@ -103,7 +103,14 @@ struct Scene {
 
     static constexpr int kDefaultNoiseMm = 30;
     static constexpr double kDefaultRangeM = 200;
+    /** How far from the origin anything may be, in metres; how fast; when the last point may be. */
+    static constexpr double kMaxMetres = 50000;
+    static constexpr double kMaxSpeed = 1000;
+    static constexpr double kMaxSeconds = 1e6;
 };
+
+/** @return the distance between two places, in metres. */
+double Distance(const Vec3& a, const Vec3& b);
 
 /** @return the thing of that name, null when the scene has none. */
 const Thing* FindThing(const Scene& scene, const ThingId& id);

@@ -119,7 +119,8 @@ static s64 model_outlier_nm(const struct sim_model *model, bool los,
 static s64 model_drift_nm(const struct sim_model *model,
 			  const struct sim_link *link, u64 world_ns)
 {
-	u64 time_us = div_u64(world_ns, NSEC_PER_USEC) + link->drift_us;
+	u64 time_us = div_u64(world_ns - link->since_ns, NSEC_PER_USEC) +
+		      link->drift_us;
 	s64 half = MODEL_DRIFT_PERIOD_US / 2;
 	u64 at;
 	s64 swing;

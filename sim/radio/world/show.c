@@ -75,7 +75,7 @@ void sim_world_show(struct seq_file *file)
 		   sim_noise_seed(), sim_noise_mm);
 	sim_decimal_show(file, sim_range_um);
 	seq_puts(file, " rate");
-	sim_decimal_show(file, sim_clock_rate());
+	sim_decimal_show_exact(file, sim_clock_rate());
 	seq_printf(file, " waits %d", sim_clock_waits());
 	if (sim_scene_name[0])
 		seq_printf(file, " scene %s", sim_scene_name);

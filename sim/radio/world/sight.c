@@ -68,13 +68,14 @@ static void world_measure(const struct sim_geometry *truth, u64 distance,
 
 /* The link from a radio to a peer, as the seed has it. */
 static struct sim_link *world_link(const struct sim_body *radio,
-				   struct sim_body *peer)
+				   struct sim_body *peer, u64 world_ns)
 {
 	struct sim_link *link = &peer->links[radio->number];
 
 	if (link->epoch != sim_noise_epoch()) {
 		link->epoch = sim_noise_epoch();
 		link->in_burst = false;
+		link->since_ns = world_ns;
 		sim_noise_init(&link->noise,
 			       peer->number * 2 * SIM_MAX_RADIOS +
 			       peer->is_radio * SIM_MAX_RADIOS + radio->number);
@@ -125,8 +126,8 @@ bool sim_world_sight(const struct sim_body *radio, struct sim_body *peer,
 	truth.distance_um = div_u64(distance * 1000, 16);
 	if (!model)
 		world_measure(&truth, distance, sight);
-	else if (!sim_model_measure(model, world_link(radio, peer), &truth,
-				    world_ns, sight))
+	else if (!sim_model_measure(model, world_link(radio, peer, world_ns),
+				    &truth, world_ns, sight))
 		return false;
 	sight->azimuth_pdoa_urad = world_pdoa(sight->azimuth_urad);
 	sight->elevation_pdoa_urad = world_pdoa(sight->elevation_urad);

@@ -38,7 +38,8 @@ struct sim_link {
 	unsigned int epoch;
 	struct sim_noise noise;
 	bool in_burst;
-	/* Where the peer's clock was when the world began. */
+	/* When it was started, of the world's clock, and where the peer's was. */
+	u64 since_ns;
 	u32 drift_us;
 };
 
