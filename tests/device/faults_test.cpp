@@ -187,6 +187,8 @@ TEST_P(FaultTableTest, IsToldInTimeAndMended) {
          command.ack != Command::Ack::kNotNeeded, 3500ms},
         {"late 300", is_overtaken ? kOvertaken : "", is_overtaken, 3500ms},
     };
+    // Where notifications are polled, a read of a quiet session comes before a call and behind it.
+    const Milliseconds polled = NotificationsMode() == "poll" ? 2000ms : 0ms;
     for (const auto& [fault, log, fails, bound] : faults) {
         SCOPED_TRACE(fault);
         ASSERT_EQ(hal.Open(), "OK");
@@ -197,7 +199,7 @@ TEST_P(FaultTableTest, IsToldInTimeAndMended) {
             Fault("* " + event + " " + fault + " always");
             const auto started = std::chrono::steady_clock::now();
             EXPECT_EQ(command.run(client, 1), fails ? command.failed : command.done);
-            EXPECT_LT(std::chrono::steady_clock::now() - started, bound);
+            EXPECT_LT(std::chrono::steady_clock::now() - started, bound + polled);
             EXPECT_THAT(NewLog(), HasSubstr(log));
             Fault("clear");
             if (fails) EXPECT_EQ(command.run(client, 2), command.done);
