@@ -238,10 +238,10 @@ TEST_F(OddClientTest, CollectedByABugReport) {
     FiraClient fira(hal, 0);
     fira.Run();
     const std::string report = Shell("uwbctl bugreport -");
-    for (const char* part : {"interface hardware.velta.uwb.IUwb, version 1", "  state: running",
-                             ": /dev/binder\n", "interface wpan0: up",
-                             "mcps802154_sim: ", "staticStsIV: [hidden]",
-                             "deviceAddress: UwbAddress{address: [hidden]}"}) {
+    for (const char* part :
+         {"interface hardware.velta.uwb.IUwb, version 1", "  state: running", ": /dev/binder\n",
+          "interface wpan0: up", "mcps802154_sim: ", "staticStsIV: [hidden]",
+          "deviceAddress: UwbAddress{address: [hidden]}"}) {
         EXPECT_THAT(report, HasSubstr(part));
     }
     EXPECT_EQ(report.find("could not be got"), report.npos) << report;

@@ -78,8 +78,7 @@ void AddBugreport(CommandLine* line, CLI::App* app) {
     const auto options = std::make_shared<BugReportOptions>();
     CLI::App* bugreport = AddCommand(
         line, app, "bugreport",
-        "Collect what is known of a fault into one file: the service's dump and log, the "
-        "kernel's state and log, versions",
+        "Collect what is known of a fault: dump, logs, kernel state, versions",
         "Examples:\n  uwbctl bugreport\n  uwbctl bugreport fault.txt --log service.log\n", options,
         Report);
     bugreport->add_option("file", options->file, "Where to; - for standard output")
