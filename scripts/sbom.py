@@ -28,7 +28,7 @@ BUILT_IN = {
 LICENCES = {
     'velta-uwb': 'Apache-2.0', 'uwbctl': 'Apache-2.0', 'mcps802154-sim-dkms': 'GPL-2.0-only',
     PLATFORM: 'Apache-2.0 AND BSD-3-Clause AND MIT', 'libcli11-dev': 'BSD-3-Clause', 'nlohmann-json3-dev': 'MIT',
-    'libc6': 'LGPL-2.1-or-later', 'libgcc-s1': 'GPL-3.0-or-later WITH GCC-exception-3.1',
+    'libcpp-httplib0.11': 'MIT', 'libc6': 'LGPL-2.1-or-later', 'libgcc-s1': 'GPL-3.0-or-later WITH GCC-exception-3.1',
     'libstdc++6': 'GPL-3.0-or-later WITH GCC-exception-3.1', 'libnl-3-200': 'LGPL-2.1-only',
     'libnl-genl-3-200': 'LGPL-2.1-only', 'libncursesw6': 'X11', 'libtinfo6': 'X11'}
 

@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: Apache-2.0
 #
-# Makes a disk with a small Debian system, once: systemd, dpkg, and what the packages here depend on, DKMS with
-# its compiler among it. Nothing of ours is on it. Prints the image's path. Needs no privileges.
+# image.sh LIBRARY...: makes a disk with a small Debian system, once: systemd, dpkg, DKMS with its compiler, and the
+# packages named, which are those that ours depend on. Nothing of ours is on it. Prints the image's path. Needs no
+# privileges.
 set -euo pipefail
 
 ROOT=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)
@@ -12,7 +13,7 @@ ROOT=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)
 . "$ROOT/platform/apt_suite.sh"
 
 SUITE=bookworm
-PACKAGES=systemd-sysv,udev,kmod,passwd,dkms,libelf1,libstdc++6,libnl-3-200,libnl-genl-3-200,libncursesw6,libtinfo6
+PACKAGES=systemd-sysv,udev,kmod,passwd,dkms,libelf1
 # libelf1 is what the kernel's own build tools run on. Modules of the kernel beside those that the virtual device loads.
 MODULES=(virtio_pci virtio_blk virtio_console 9pnet_virtio 9p ext4 binder_linux ieee802154_socket mac802154 autofs4)
 
@@ -52,7 +53,7 @@ fi
 base=$("$ROOT/sim/device/setup.sh")
 kernel=$(dirname "$(readlink -f "$base/vmlinux")")
 release=$(<"$base/release")
-image=$CACHE/device/debian-$(content_key "${BASH_SOURCE[0]}" "$base/release" <(echo "$kernel")).ext4
+image=$CACHE/device/debian-$(content_key "${BASH_SOURCE[0]}" "$base/release" <(echo "$kernel" "$@")).ext4
 if [ -f "$image" ]; then
   echo "$image"
   exit 0
@@ -62,7 +63,7 @@ work=$(mktemp -d "$CACHE/device/debian-new.XXXXXX")
 trap 'rm -rf "$work"' EXIT
 say "packages: a Debian $SUITE system (250 MB of downloads)"
 mirror=$(apt_suite_mirrors | head -n 1)
-run_logged debian-packages mmdebstrap --variant=essential --include="$PACKAGES" --format=tar \
+run_logged debian-packages mmdebstrap --variant=essential --include="$(IFS=,; echo "$PACKAGES,$*")" --format=tar \
   --skip=output/dev "$SUITE" "$work/root.tar" \
   "deb [signed-by=$(apt_suite_keyring_)] $mirror $SUITE main" || die "no Debian system could be made"
 

@@ -14,7 +14,9 @@ readonly TIMEOUT=1800
 
 packages=$(cd "$1" && pwd)
 logs=$2
-image=$("$ROOT/tests/install/image.sh")
+mapfile -t libraries < <(for file in "$packages"/*.deb; do dpkg-deb -f "$file" Depends; done |
+  grep -oE '(^| )lib[a-z0-9.+-]+' | tr -d ' ' | LC_ALL=C sort -u)
+image=$("$ROOT/tests/install/image.sh" "${libraries[@]}")
 base=$("$ROOT/sim/device/setup.sh")
 kernel=$(dirname "$(readlink -f "$base/vmlinux")")
 release=$(<"$base/release")
