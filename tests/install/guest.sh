@@ -72,7 +72,7 @@ version_agrees() {
   [ "$1" = "$(dpkg-query -W -f '${Version}' uwbctl)" ] && logged velta-uwb "Version $1, commit $2, "
 }
 documented() {
-  zcat /usr/share/man/man1/uwbctl.1.gz | grep -q '^\.SH' && zcat /usr/share/man/man8/hardware.velta.uwb-service.8.gz |
+  zcat /usr/share/man/man1/uwbctl.1.gz | grep -q '^\.SH' && zcat /usr/share/man/man8/velta-uwb.8.gz |
     grep -q '^\.SH' && bash -c '. /usr/share/bash-completion/completions/uwbctl && complete -p uwbctl'
 }
 wrong_option_ends_the_start() {
