@@ -20,6 +20,10 @@ commit=$(git rev-parse HEAD)
 version=$(sed -n 's/.*kVersion.*"\(.*\)".*/\1/p' version/version.h)
 SOURCE_DATE_EPOCH=$(git log -1 --format=%ct)
 export SOURCE_DATE_EPOCH
+# Nothing of the caller's: a compiler cache rewrites the paths that are to be mapped.
+unset CMAKE_C_COMPILER_LAUNCHER CMAKE_CXX_COMPILER_LAUNCHER CFLAGS CXXFLAGS CPPFLAGS LDFLAGS DESTDIR
+export CCACHE_DISABLE=1 LC_ALL=C TZ=UTC
+umask 022
 work=$(mktemp -d "$CACHE/release.XXXXXX")
 trap 'rm -rf "$work"' EXIT
 
