@@ -22,12 +22,13 @@ PLATFORM = 'android-platform-tools'
 # What is built into the programs, by package: a Debian package of this machine, or the platform's sources.
 BUILT_IN = {
     'velta-uwb': [PLATFORM],
-    'uwbctl': [PLATFORM, 'libcli11-dev', 'nlohmann-json3-dev'],
+    'uwbctl': [PLATFORM, 'libcli11-dev', 'libeigen3-dev', 'nlohmann-json3-dev'],
     'mcps802154-sim-dkms': []}
 # SPDX's words; where there are several, one expression.
 LICENCES = {
     'velta-uwb': 'Apache-2.0', 'uwbctl': 'Apache-2.0', 'mcps802154-sim-dkms': 'GPL-2.0-only',
-    PLATFORM: 'Apache-2.0 AND BSD-3-Clause AND MIT', 'libcli11-dev': 'BSD-3-Clause', 'nlohmann-json3-dev': 'MIT',
+    PLATFORM: 'Apache-2.0 AND BSD-3-Clause AND MIT', 'libcli11-dev': 'BSD-3-Clause', 'libeigen3-dev': 'MPL-2.0',
+    'nlohmann-json3-dev': 'MIT',
     'libcpp-httplib0.11': 'MIT', 'libc6': 'LGPL-2.1-or-later', 'libgcc-s1': 'GPL-3.0-or-later WITH GCC-exception-3.1',
     'libstdc++6': 'GPL-3.0-or-later WITH GCC-exception-3.1', 'libnl-3-200': 'LGPL-2.1-only',
     'libnl-genl-3-200': 'LGPL-2.1-only', 'libncursesw6': 'X11', 'libtinfo6': 'X11'}
