@@ -6,5 +6,5 @@
 status=0
 device_tests --gtest_brief=1 || status=$?
 device_tests --notifications=poll --gtest_brief=1 \
-  --gtest_filter='FiraTest.*:CccTest.*:SimpleTest.*:NotificationsTest.*:OddClientTest.*:Commands/FaultTableTest.*/*Start:Commands/FaultTableTest.*/*Stop:FaultTest.SessionsSurvive*' || status=$?
+  --gtest_filter='FiraTest.*:CccTest.*:SimpleTest.*:NotificationsTest.*:ConformanceTest.*:OddClientTest.*:Commands/FaultTableTest.*/*Start:Commands/FaultTableTest.*/*Stop:FaultTest.SessionsSurvive*' || status=$?
 exit $status
