@@ -74,7 +74,10 @@ void OpenCheck::SetUp() {
 }
 
 int OpenCheck::OtherChannel() {
-    for (const int channel : FiraClient(hal, 0).Capabilities().supportedChannels) {
+    // A FiraClient would take the callback away from the check's own.
+    FiraCapabilities capabilities;
+    hal.Get(0, &IUwbIface::firaController)->getCapabilities(&capabilities);
+    for (const int channel : capabilities.supportedChannels) {
         if (channel != TheTarget().channel) return channel;
     }
     return TheTarget().channel;

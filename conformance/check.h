@@ -34,7 +34,8 @@ class Check : public ::testing::Test {
 class OpenCheck : public Check {
   protected:
     void SetUp() override;
-    /** @return a channel of the first radio that is not the target's. */
+    /** @return a channel of the first radio that is not the target's; the target's for want of one.
+     */
     int OtherChannel();
 };
 

@@ -232,8 +232,9 @@ CONFORMANCE_CHECK(
     "what one radio does is of no consequence for another",
     "sessions, scheduler and regions for each hardware, which HW names in requests and "
     "notifications") {
+    const int channel = OtherChannel();
     fira.Run();
-    other.Run(ControllerSession(43, OtherChannel()));
+    other.Run(ControllerSession(43, channel));
     for (int i = 0; i < 5; i++) {
         EXPECT_EQ(fira.Next().data.sessionId, kSession);
         EXPECT_EQ(other.Next().data.sessionId, 43);

@@ -71,7 +71,10 @@ CONFORMANCE_CHECK(RefusalCheck, InvalidSessions, NEEDS(),
         {[](S& s) { s.stsConfig = FiraStsConfig{2}, s.staticStsIV.clear(); },
          "Session without static STS should not pass staticStsIV value"},
     };
+    // Which depends on the calibration in force.
+    const bool has_elevation = fira.Capabilities().isElevationSupported;
     for (const auto& [spoil, message] : cases) {
+        if (has_elevation && std::string(message).starts_with("Unsupported")) continue;
         FiraTwrSession session = ControllerSession();
         spoil(session);
         EXPECT_EQ(fira.Init(session), "2: "s + message);
