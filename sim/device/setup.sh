@@ -107,20 +107,22 @@ fetch() {
   rm -rf "$debs"
 }
 
-# vmlinux_of IMAGE: the kernel in it. That of a PC is an ELF file inside, XZ-compressed, and unpacking
-# that under emulation would be more than half of the boot.
+# vmlinux_of IMAGE: the kernel in it. Debian's for PCs of this suite is an ELF file, XZ-compressed:
+# unpacking that under emulation would be more than half of the boot. What is packed otherwise unpacks
+# itself; that for arm64 is not packed.
 vmlinux_of() {
-  local sectors offset length
-  if [ "$ARCH" = arm64 ]; then
-    cat "$1"
-    return
-  fi
+  local sectors offset length magic
   sectors=$(od -An -tu1 -j497 -N1 "$1")
   offset=$(od -An -tu4 -j584 -N4 "$1")
   length=$(od -An -tu4 -j588 -N4 "$1")
+  offset=$(((sectors + 1) * 512 + offset))
+  magic=$(od -An -tx1 -j"$offset" -N6 "$1" 2>/dev/null) || true
+  if [ "$ARCH" != amd64 ] || [ "$magic" != " fd 37 7a 58 5a 00" ]; then
+    cat "$1"
+    return
+  fi
   # The size that follows the stream is not for xz.
-  head -c $(((sectors + 1) * 512 + offset + length)) "$1" | tail -c "$length" |
-    xz -dc --single-stream
+  head -c $((offset + length)) "$1" | tail -c "$length" | xz -dc --single-stream
 }
 
 say "virtual device: refreshing APT's lists"
@@ -149,7 +151,7 @@ if [ ! -f "$kernel/complete" ]; then
   ln -sfn "$kernel/usr/src/$headers" "$kernel/lib/modules/$release/build"
   ln -sfn "$kernel/usr/src/$common" "$kernel/lib/modules/$release/source"
   vmlinux_of "$kernel/boot/vmlinuz-$release" >"$kernel/vmlinux" ||
-    die "the kernel in $image is not XZ-compressed as expected; remove $kernel and try again"
+    die "the kernel in $image cannot be unpacked; remove $kernel and try again"
   depmod -b "$kernel" "$release"
   touch "$kernel/complete"
 fi
@@ -195,14 +197,21 @@ modules_for "${BOOT_MODULES[@]}" >"$new/boot.files"
 modules_for "${NET_MODULES[@]}" >"$new/net.files"
 modules_for "${BOOT_MODULES[@]}" "${NET_MODULES[@]}" "${OTHER_MODULES[@]}" >"$new/all.files"
 while read -r file; do
+  name=${file##*/}
+  name=${name%.xz}
+  if [ "$name" != "${file##*/}" ]; then
+    xz -dc "$file" >"$new/module"
+    file=$new/module
+  fi
   # Without their signatures: checking those would take a quarter of a second of each boot.
-  "$OBJCOPY" --strip-debug "$file" "$guest/lib/modules/$release/${file##*/}"
+  "$OBJCOPY" --strip-debug "$file" "$guest/lib/modules/$release/$name"
 done <"$new/all.files"
 for list in boot net; do
   while read -r file; do
     # The kernel has loaded those already.
     [ $list = boot ] || ! grep -qxF -- "$file" "$new/boot.files" || continue
-    echo "/lib/modules/$release/${file##*/}"
+    file=${file##*/}
+    echo "/lib/modules/$release/${file%.xz}"
   done <"$new/$list.files" >"$guest/lib/modules/$list"
 done
 depmod -b "$guest" "$release" 2>/dev/null || true
@@ -212,7 +221,7 @@ depmod -b "$guest" "$release" 2>/dev/null || true
 ln -s "$kernel/vmlinux" "$new/vmlinux"
 ln -s "$kernel/usr/src/$headers" "$new/headers"
 echo "$release" >"$new/release"
-rm -rf "$new/packages" "$new/here" "$guest" "$new"/{boot,net,all}.files
+rm -rf "$new/packages" "$new/here" "$new/module" "$guest" "$new"/{boot,net,all}.files
 touch "$new/complete"
 chmod 755 "$new"
 rm -rf "$current"
