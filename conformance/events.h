@@ -14,6 +14,8 @@
 #include <utility>
 #include <vector>
 
+#include "conformance/target.h"
+
 namespace hardware::velta::conformance {
 
 using namespace ::aidl::hardware::velta::uwb;
@@ -35,7 +37,8 @@ class Inbox {
     /** @return the next one; fails the test when none comes. */
     T Take() {
         std::unique_lock lock(mutex_);
-        arrived_.wait_for(lock, 4s, [this] { return !items_.empty(); });
+        arrived_.wait_for(lock, Milliseconds(TheTarget().patience_ms),
+                          [this] { return !items_.empty(); });
         EXPECT_FALSE(items_.empty()) << "nothing came";
         if (items_.empty()) return {};
         T item = std::move(items_.front());

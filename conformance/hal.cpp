@@ -24,7 +24,8 @@ std::string Said(const ScopedAStatus& status) {
 }
 
 bool Eventually(const std::function<bool()>& done) {
-    const auto deadline = std::chrono::steady_clock::now() + 4s;
+    const auto deadline =
+        std::chrono::steady_clock::now() + std::chrono::milliseconds(TheTarget().patience_ms);
     while (!done()) {
         if (std::chrono::steady_clock::now() > deadline) return false;
         std::this_thread::sleep_for(10ms);
@@ -36,10 +37,21 @@ UwbAddress Short(uint16_t address) {
     return {.address = {static_cast<uint8_t>(address >> 8), static_cast<uint8_t>(address)}};
 }
 
-Hal::Hal() {
+namespace {
+
+std::shared_ptr<IUwb> FindService() {
     const std::string instance = IUwb::descriptor + "/default"s;
-    uwb_ = IUwb::fromBinder(ndk::SpAIBinder(AServiceManager_checkService(instance.c_str())));
-    CHECK(uwb_ != nullptr) << instance << " is not registered; is the service running?";
+    return IUwb::fromBinder(ndk::SpAIBinder(AServiceManager_checkService(instance.c_str())));
+}
+
+}  // namespace
+
+Hal::Hal() : uwb_(FindService()) {
+    CHECK(uwb_ != nullptr) << "the UWB service is not registered; is it running?";
+}
+
+bool Hal::IsRegistered() {
+    return FindService() != nullptr;
 }
 
 std::string Hal::Ifaces() const {

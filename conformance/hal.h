@@ -28,9 +28,13 @@ UwbAddress Short(uint16_t address);
 /** A connection to the service. */
 class Hal {
   public:
+    /** Ends the process when there is no service. */
     Hal();
+    static bool IsRegistered();
     IUwb* operator->() const { return uwb_.get(); }
-    std::string Open() { return Said(uwb_->open(SharedRefBase::make<BnUwbClientCallback>())); }
+    std::string Open() const {
+        return Said(uwb_->open(SharedRefBase::make<BnUwbClientCallback>()));
+    }
     /** Has the service write its dump to a descriptor. */
     binder_status_t Dump(int fd) const {
         return AIBinder_dump(uwb_->asBinder().get(), fd, nullptr, 0);

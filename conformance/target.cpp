@@ -12,6 +12,7 @@ using ::android::base::ParseUint;
 using ::android::base::StringPrintf;
 
 constexpr int kMaxChannel = 15;
+constexpr int kMaxPatienceMs = 600'000;
 constexpr int kMaxDistanceMm = 1'000'000;
 
 // An option: what is behind its name, how to take a value and how to give it back.
@@ -74,6 +75,11 @@ constexpr Option kOptions[] = {
          return ParseInt(value, &target->tolerance_mm, 1, kMaxDistanceMm);
      },
      [](const Target& target) { return std::to_string(target.tolerance_mm); }},
+    {"patience", "MS            how long is waited for what ought to come (4000)",
+     [](const std::string& value, Target* target) {
+         return ParseInt(value, &target->patience_ms, 1, kMaxPatienceMs);
+     },
+     [](const Target& target) { return std::to_string(target.patience_ms); }},
     {"country", "CODE           a country with calibration files that allows the channel (FR)",
      [](const std::string& value, Target* target) {
          target->country = value;

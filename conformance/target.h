@@ -22,6 +22,8 @@ struct Target {
     std::optional<int> distance_mm;
     /** How far the mean of several measurements may be off. */
     int tolerance_mm = 300;
+    /** How long is waited for what ought to come. */
+    int patience_ms = 4000;
     /** A country with calibration files. */
     std::string country = "FR";
 

@@ -160,3 +160,5 @@ case $CACHE in
 esac
 need_folder "$CACHE" 100 "the cache folder"
 open_logs
+# shellcheck source=scripts/arch.sh
+. "$ROOT/scripts/arch.sh"

@@ -5,19 +5,26 @@
 # match it, iwpan, mandoc and a static busybox, and packs the part of the guest's file system that never
 # changes. Prints the folder that holds it all:
 #
-#   vmlinux              the kernel as an ELF file, which QEMU starts without a boot loader
+#   vmlinux              the kernel, as QEMU starts it without a boot loader
 #   modules.list         the kernel's modules that the guest loads, in order
 #   headers              what an out-of-tree module builds against (symlink)
 #   base.cpio            busybox, kernel modules, iwpan, mandoc
 #   iwpan, mandoc        the same programs, whose libraries come from the machine
 #   release              the kernel's release, as `uname -r` says it
+#
+# VELTA_UWB_ARCH names another architecture than this machine's, VELTA_UWB_KERNEL another Debian suite
+# to take the kernel from, such as trixie or bookworm-backports.
 set -euo pipefail
 
 ROOT=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)
 # shellcheck source=scripts/common.sh
 . "$ROOT/scripts/common.sh"
 
+# shellcheck source=platform/apt_suite.sh
+. "$ROOT/platform/apt_suite.sh"
+
 DEVICE=$CACHE/device
+KERNEL_SUITE=${VELTA_UWB_KERNEL:-}
 # What the guest loads at boot, without what those need in turn.
 BOOT_MODULES=(virtio_pci virtio_console 9pnet_virtio 9p binder_linux ieee802154_socket mac802154)
 # Loaded only where a port is forwarded.
@@ -27,7 +34,7 @@ OTHER_MODULES=(mac802154_hwsim)
 
 # The script's own text is part of the key, so that a change here makes a new base.
 key=$(content_key "${BASH_SOURCE[0]}")
-current=$DEVICE/base-$key
+current=$DEVICE/base-$key${KERNEL_SUITE:+-$KERNEL_SUITE}
 if [ -f "$current/complete" ]; then
   echo "$current"
   exit 0
@@ -41,7 +48,7 @@ if [ -f "$current/complete" ]; then
   exit 0
 fi
 
-for tool in apt-get apt-cache dpkg-deb xz depmod modprobe objcopy cpio; do
+for tool in apt-get apt-cache dpkg-deb xz depmod modprobe "$OBJCOPY" cpio; do
   PATH=$PATH:/usr/sbin:/sbin command -v "$tool" >/dev/null ||
     die "$tool is missing; ./dev setup installs it"
 done
@@ -50,79 +57,101 @@ PATH=$PATH:/usr/sbin:/sbin
 # APT state of our own: an unprivileged user can refresh it, and a stale system list cannot
 # name package files that the mirror no longer has. The sources are the machine's own.
 APT_STATE=$DEVICE/apt
-apt_private() {
+apt_machine() {
   local verb=$1
   shift
   "$verb" -o Dir::State::lists="$APT_STATE/lists" -o Dir::Cache="$APT_STATE/cache" \
     -o APT::Sandbox::User="$(id -un)" -o APT::Status-Fd=1 "$@"
 }
 
+# For what the device is made of, and for its kernel.
+apt_device() { if [ -n "$CROSS" ]; then apt_for_arch "$@"; else apt_machine "$@"; fi; }
+apt_kernel() {
+  local verb=$1
+  shift
+  if [ -n "$KERNEL_SUITE" ]; then
+    "$verb" -c "$CACHE/apt/$KERNEL_SUITE/apt.conf" "$@"
+  else
+    apt_device "$verb" "$@"
+  fi
+}
+
 refresh_lists() {
   mkdir -p "$APT_STATE/lists/partial" "$APT_STATE/cache/archives/partial"
-  apt_private apt-get update
+  apt_machine apt-get update
+  [ -z "$CROSS" ] || apt_for_arch apt-get update
+  [ -z "$KERNEL_SUITE" ] || apt_suite_update_ "$KERNEL_SUITE"
 }
 
 # depends_on PACKAGE PATTERN: the first dependency of PACKAGE whose name matches.
 depends_on() {
   local found
-  found=$(apt_private apt-cache depends "$1" 2>/dev/null |
+  found=$(apt_kernel apt-cache depends "$1" 2>/dev/null |
     sed -n 's/^ *|\{0,1\}Depends: //p' | grep -E -m1 "$2") ||
     die "APT knows no $1 that depends on '$2'; check the network and the machine's APT sources" \
-      "(Debian 12, main); what APT said is in $LOGS/device-apt-update.log"
+      "(Debian 12, main)${KERNEL_SUITE:+ and the suite $KERNEL_SUITE}; what APT said is in $LOGS/device-apt-update.log"
   echo "$found"
 }
 
-# fetch PACKAGE FOLDER: downloads (APT checks the signature) and unpacks a package into FOLDER.
+# fetch APT PACKAGE FOLDER: downloads (APT checks the signature) and unpacks a package into FOLDER.
 fetch() {
-  local package=$1 into=$2 debs=$DEVICE/debs/$1
+  local apt=$1 package=$2 into=$3 debs=$DEVICE/debs/$2
   rm -rf "$debs"
   mkdir -p "$debs" "$into"
   if ! (cd "$debs" && run_logged "device-download-$package" \
-    apt_private apt-get download "$package"); then
-    die "cannot download the package $package from the machine's own Debian suite;" \
+    "$apt" apt-get download "$package"); then
+    die "cannot download the package $package from Debian;" \
       "check the network and /etc/apt, then run this again"
   fi
   dpkg-deb -x "$debs"/*.deb "$into"
   rm -rf "$debs"
 }
 
-# vmlinux_of BZIMAGE: the ELF kernel inside. It is XZ-compressed, and unpacking that under
-# emulation would be more than half of the boot.
+# vmlinux_of IMAGE: the kernel in it. Debian's for PCs of this suite is an ELF file, XZ-compressed:
+# unpacking that under emulation would be more than half of the boot. What is packed otherwise unpacks
+# itself; that for arm64 is not packed.
 vmlinux_of() {
-  local sectors offset length
+  local sectors offset length magic
   sectors=$(od -An -tu1 -j497 -N1 "$1")
   offset=$(od -An -tu4 -j584 -N4 "$1")
   length=$(od -An -tu4 -j588 -N4 "$1")
+  offset=$(((sectors + 1) * 512 + offset))
+  magic=$(od -An -tx1 -j"$offset" -N6 "$1" 2>/dev/null) || true
+  if [ "$ARCH" != amd64 ] || [ "$magic" != " fd 37 7a 58 5a 00" ]; then
+    cat "$1"
+    return
+  fi
   # The size that follows the stream is not for xz.
-  head -c $(((sectors + 1) * 512 + offset + length)) "$1" | tail -c "$length" |
-    xz -dc --single-stream
+  head -c $((offset + length)) "$1" | tail -c "$length" | xz -dc --single-stream
 }
 
 say "virtual device: refreshing APT's lists"
 run_logged device-apt-update refresh_lists ||
   die "APT cannot refresh its lists; check the network and /etc/apt, then run this again"
 
-image=$(depends_on linux-image-amd64 '^linux-image-[0-9].*-amd64$')
+image=$(depends_on "linux-image-$ARCH" "^linux-image-[0-9].*-$ARCH\$")
 release=${image#linux-image-}
 headers=linux-headers-$release
 common=$(depends_on "$headers" '^linux-headers-.*-common$')
 kbuild=$(depends_on "$headers" '^linux-kbuild-')
-version=$(apt_private apt-cache policy "$image" | sed -n 's/^ *Candidate: //p')
+version=$(apt_kernel apt-cache policy "$image" | sed -n 's/^ *Candidate: //p')
 
 kernel=$DEVICE/kernel-$version
 if [ ! -f "$kernel/complete" ]; then
   rm -rf "$kernel"
   say "virtual device: downloading the kernel $version and its headers (85 MB)"
-  for package in "$image" "$headers" "$common" "$kbuild"; do
-    fetch "$package" "$kernel"
+  for package in "$image" "$headers" "$common"; do
+    fetch apt_kernel "$package" "$kernel"
   done
+  # Its programs run here, whatever they build for.
+  if [ -n "$CROSS" ]; then fetch apt_machine "$kbuild=$version" "$kernel"; else fetch apt_kernel "$kbuild" "$kernel"; fi
   # The headers' makefiles name each other by where an installation would put them.
   grep -rlI '/usr/src/linux-headers' "$kernel/usr/src/$headers" --include=Makefile |
     xargs -r sed -i "s,/usr/src/linux-headers,$kernel/usr/src/linux-headers,g"
   ln -sfn "$kernel/usr/src/$headers" "$kernel/lib/modules/$release/build"
   ln -sfn "$kernel/usr/src/$common" "$kernel/lib/modules/$release/source"
   vmlinux_of "$kernel/boot/vmlinuz-$release" >"$kernel/vmlinux" ||
-    die "the kernel in $image is not XZ-compressed as expected; remove $kernel and try again"
+    die "the kernel in $image cannot be unpacked; remove $kernel and try again"
   depmod -b "$kernel" "$release"
   touch "$kernel/complete"
 fi
@@ -130,12 +159,14 @@ fi
 say "virtual device: packing its base"
 new=$(mktemp -d "$DEVICE/base-new.XXXXXX")
 trap 'rm -rf "$new"' EXIT
-fetch wpan-tools "$new/packages"
-fetch busybox-static "$new/packages"
-fetch mandoc "$new/packages"
+for package in wpan-tools busybox-static mandoc; do
+  fetch apt_device "$package" "$new/packages"
+done
+# It is asked here for what it can do.
+[ -z "$CROSS" ] || fetch apt_machine busybox-static "$new/here"
 
 guest=$new/guest
-mkdir -p "$guest"/{bin,usr/share,lib/x86_64-linux-gnu,lib64,proc,sys,dev,run,tmp,host,out,etc/velta-uwb}
+mkdir -p "$guest"/{bin,usr/share,lib/$TRIPLET,lib64,proc,sys,dev,run,tmp,host,out,etc/velta-uwb}
 mkdir -p "$guest/lib/modules/$release/extra"
 # One folder for programs, under all the names that scripts know.
 ln -s bin "$guest/sbin"
@@ -149,6 +180,7 @@ for program in iwpan mandoc; do
   cp "$(find "$new/packages" -type f -perm -u+x -name $program)" "$new/$program"
   cp "$new/$program" "$guest/bin/$program"
 done
+[ -z "$CROSS" ] || busybox=$(find "$new/here" -type f -perm -u+x -name busybox)
 for applet in $("$busybox" --list); do
   [ -e "$guest/bin/$applet" ] || ln -s busybox "$guest/bin/$applet"
 done
@@ -165,14 +197,21 @@ modules_for "${BOOT_MODULES[@]}" >"$new/boot.files"
 modules_for "${NET_MODULES[@]}" >"$new/net.files"
 modules_for "${BOOT_MODULES[@]}" "${NET_MODULES[@]}" "${OTHER_MODULES[@]}" >"$new/all.files"
 while read -r file; do
+  name=${file##*/}
+  name=${name%.xz}
+  if [ "$name" != "${file##*/}" ]; then
+    xz -dc "$file" >"$new/module"
+    file=$new/module
+  fi
   # Without their signatures: checking those would take a quarter of a second of each boot.
-  objcopy --strip-debug "$file" "$guest/lib/modules/$release/${file##*/}"
+  "$OBJCOPY" --strip-debug "$file" "$guest/lib/modules/$release/$name"
 done <"$new/all.files"
 for list in boot net; do
   while read -r file; do
     # The kernel has loaded those already.
     [ $list = boot ] || ! grep -qxF -- "$file" "$new/boot.files" || continue
-    echo "/lib/modules/$release/${file##*/}"
+    file=${file##*/}
+    echo "/lib/modules/$release/${file%.xz}"
   done <"$new/$list.files" >"$guest/lib/modules/$list"
 done
 depmod -b "$guest" "$release" 2>/dev/null || true
@@ -182,7 +221,7 @@ depmod -b "$guest" "$release" 2>/dev/null || true
 ln -s "$kernel/vmlinux" "$new/vmlinux"
 ln -s "$kernel/usr/src/$headers" "$new/headers"
 echo "$release" >"$new/release"
-rm -rf "$new/packages" "$guest" "$new"/{boot,net,all}.files
+rm -rf "$new/packages" "$new/here" "$new/module" "$guest" "$new"/{boot,net,all}.files
 touch "$new/complete"
 chmod 755 "$new"
 rm -rf "$current"

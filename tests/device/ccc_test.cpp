@@ -63,18 +63,6 @@ TEST_F(CccTest, RunsFromInitToDeinit) {
     EXPECT_THAT(CalibrationKey(0, "auto_sleep_margin"), StartsWith("30000 "));
 }
 
-TEST_F(CccTest, RefusesBadStartsAndStops) {
-    EXPECT_EQ(Start(), "1: Failed to start ccc session") << "not initialised";
-    ASSERT_EQ(Init(), "OK");
-    EXPECT_EQ(Stop(), "1: Failed to stop ccc session");
-    EXPECT_TRUE(IsDown());
-    EXPECT_EQ(Start(0, 6), "1: Failed to start ccc session") << "no radio has that channel";
-    EXPECT_EQ(Start(), "OK");
-    EXPECT_EQ(Start(), "1: Failed to start ccc session") << "it is running";
-    EXPECT_EQ(Stop(), "OK");
-    EXPECT_EQ(events->stops.Take(), 1);
-}
-
 TEST_F(CccTest, KernelEndsSessions) {
     for (const auto& [stop, reason] : {std::pair{"0 stop ccc 0 1", 0}, {"0 stop ccc 1 1", 1}}) {
         Run();
@@ -98,15 +86,6 @@ TEST_F(CccTest, FiraSessionsThatComeAndGoLeaveItRunning) {
     EXPECT_TRUE(Eventually(IsDown));
 }
 
-TEST_F(CccTest, TheFirstFiraSessionTakesTheRadioOver) {
-    FiraClient fira(hal, 0);
-    Run();
-    ASSERT_EQ(fira.Init(ControllerSession()), "OK");
-    EXPECT_EQ(events->stops.Take(), 0) << "the radio gave up";
-    ASSERT_EQ(fira.Start(), "OK");
-    EXPECT_EQ(fira.Next().data.sessionId, kSession);
-}
-
 TEST_F(CccTest, RunsBesideAnotherRadiosFiraSession) {
     FiraClient fira(hal, 1);
     FiraTwrSession session = ControllerSession();
@@ -118,25 +97,6 @@ TEST_F(CccTest, RunsBesideAnotherRadiosFiraSession) {
     EXPECT_EQ(events->stops.Take(), 0);
     EXPECT_EQ(fira.Fresh().data.sessionId, kSession);
     EXPECT_EQ(Radio(1, "interface"), "up");
-}
-
-// One region, one socket in the service, a session on each radio: each client hears of its own.
-TEST_F(CccTest, RunsOnTwoRadiosAtOnce) {
-    const auto other = hal.Get(1, &IUwbIface::cccController);
-    const auto other_events = SharedRefBase::make<CccEvents>();
-    ASSERT_EQ(Said(other->setCallback(other_events)), "OK");
-    Run();
-    ASSERT_EQ(Said(other->initSession()), "OK");
-    ASSERT_EQ(Said(other->startSession(2, 0, 5, &time0_ms)), "OK");
-    ASSERT_EQ(Stop(), "OK");
-    EXPECT_EQ(events->stops.Take(), 1);
-    EXPECT_TRUE(Eventually(IsDown));
-    EXPECT_EQ(Radio(1, "interface"), "up");
-    Fault("1 stop ccc 0 1");
-    EXPECT_EQ(other_events->stops.Take(), 0) << "its stop is not lost with the first one's";
-    EXPECT_TRUE(Eventually([] { return Radio(1, "interface") == "down"; }));
-    EXPECT_TRUE(events->stops.Empty());
-    Run();  // And so on.
 }
 
 }  // namespace

@@ -16,16 +16,6 @@ TEST_F(RootTest, ListsHardwareBeforeAnyoneHasOpened) {
     EXPECT_THAT(indexes, ElementsAre(0, 1));
 }
 
-TEST_F(RootTest, ListsInterfacesWhileOpen) {
-    EXPECT_EQ(Said(hal->close()), "OK") << "whether it was open or not";
-    EXPECT_EQ(Said(hal->open(nullptr)), "2: null client callback");
-    EXPECT_EQ(hal.Ifaces(), "");
-    ASSERT_EQ(hal.Open(), "OK");
-    EXPECT_EQ(hal.Ifaces(), "wpan0 wpan1 ");
-    EXPECT_EQ(Said(hal->close()), "OK");
-    EXPECT_EQ(hal.Ifaces(), "");
-}
-
 // The kernel lists the newest device first: what belongs together is not a matter of places.
 TEST_F(RootTest, PairsEachInterfaceWithItsOwnHardware) {
     ASSERT_EQ(hal.Open(), "OK");
@@ -34,14 +24,6 @@ TEST_F(RootTest, PairsEachInterfaceWithItsOwnHardware) {
         EXPECT_EQ(RadioSession(radio, 100 + radio), "idle");
         EXPECT_EQ(RadioSession(1 - radio, 100 + radio), "none");
     }
-}
-
-TEST_F(RootTest, RefusesASecondClientAndLeavesTheFirstAlone) {
-    ASSERT_EQ(hal.Open(), "OK");
-    FiraClient fira(hal, 0);
-    EXPECT_EQ(hal.Open(), "3: HAL is already open");
-    EXPECT_EQ(ClientProcess("open").said, "3: HAL is already open");
-    EXPECT_EQ(fira.Init(ControllerSession()), "OK");
 }
 
 TEST_F(RootTest, OpeningAndClosingKeepsNoDescriptor) {
@@ -54,43 +36,6 @@ TEST_F(RootTest, OpeningAndClosingKeepsNoDescriptor) {
     const auto before = ServiceDescriptors();
     for (int i = 0; i < 5; i++) once();
     EXPECT_EQ(ServiceDescriptors(), before);
-}
-
-// All that a client may keep, and every call on it, while the next client ranges.
-TEST_F(RootTest, ObjectsKeptAfterCloseAreOfNoConsequence) {
-    LayOut("tag 0x1234 0 3 0");
-    ASSERT_EQ(hal.Open(), "OK");
-    const auto iface = hal.Iface(0);
-    FiraClient old(hal, 0);
-    const auto ccc = hal.Get(0, &IUwbIface::cccController);
-    const auto simple = hal.Get(0, &IUwbIface::simpleRangingController);
-    old.Run();
-    old.Next();
-    ASSERT_EQ(Said(hal->close()), "OK");
-    EXPECT_TRUE(old.GoesQuiet());
-    ASSERT_EQ(hal.Open(), "OK");
-    FiraClient fira(hal, 0);
-    fira.Run();
-
-    std::shared_ptr<IFiraController> no_fira;
-    int64_t time0 = 0;
-    EXPECT_THAT(
-        (std::vector{Said(iface->firaController(&no_fira)), old.Reset(),
-                     Said(old.fira->setSessionCallback(old.events)), Said(ccc->deinitSession())}),
-        Each("OK"));
-    EXPECT_EQ(no_fira, nullptr);
-    EXPECT_EQ(old.Count(), 0);
-    EXPECT_THAT((std::vector{old.Start(), old.Stop(), old.Deinit(), old.Add(kSession, {}),
-                             old.Update(ControllerSession())}),
-                Each("2: Unknown session id 42"));
-    EXPECT_THAT(
-        (std::vector{old.Init(ControllerSession(43)), Said(ccc->initSession()),
-                     Said(ccc->startSession(1, 0, 9, &time0)), Said(ccc->stopSession(1)),
-                     Said(simple->setRangings({})),
-                     Said(simple->startInitiatorMode(1, Short(1), 9)), Said(simple->stop())}),
-        Each("3: HAL is closed"));
-    EXPECT_EQ(fira.Fresh().measurements.size(), 1U);
-    EXPECT_TRUE(old.events->reports.Empty());
 }
 
 // Whatever it was doing for its client, which has to find it out.

@@ -6,7 +6,7 @@
 status=0
 device_tests --gtest_brief=1 || status=$?
 device_tests --notifications=poll --gtest_brief=1 \
-  --gtest_filter='FiraTest.*:CccTest.*:SimpleTest.*:NotificationsTest.*:OddClientTest.*:Commands/FaultTableTest.*/FiraSt*:FaultTest.SessionsSurvive*' || status=$?
+  --gtest_filter='FiraTest.*:CccTest.*:SimpleTest.*:NotificationsTest.*:ConformanceTest.*:OddClientTest.*:Commands/FaultTableTest.*/FiraSt*:FaultTest.SessionsSurvive*' || status=$?
 [ "$(cat /sys/fs/selinux/enforce)" = 1 ] || exit $status
 
 # The kernel's log is looked through at the end of each run. That it has no denials means nothing unless

@@ -127,19 +127,5 @@ TEST_F(SimpleTest, DealsWithIncompleteResults) {
     EXPECT_TRUE(std::isnan(alone.angle1) && std::isnan(alone.angle2));
 }
 
-TEST_F(SimpleTest, ResultsGoToTheLatestCallback) {
-    Listen();
-    ASSERT_EQ(Initiate(), "OK");
-    ASSERT_EQ(Range({{.id = 1}}), "OK");
-    Next();
-    const auto latest = SharedRefBase::make<SimpleEvents>();
-    ASSERT_EQ(Said(simple->setCallback(latest)), "OK");
-    EXPECT_EQ(latest->results.Take().id, 1);
-    EXPECT_TRUE(events->results.GoesQuiet(150ms));
-    SimpleRangingCapabilities caps;
-    ASSERT_EQ(Said(simple->getCapabilities(&caps)), "OK");
-    EXPECT_THAT(caps.supportedChannels, ElementsAre(5, 9));
-}
-
 }  // namespace
 }  // namespace hardware::velta::device

@@ -133,6 +133,7 @@ def test_blueprints_build_what_cmake_builds():
         'libvelta_uwb_conformance_client': cmake_sources('conformance/CMakeLists.txt', 'conformance_client'),
         'libuwbctl_serve': cmake_sources('uwbctl/CMakeLists.txt', 'uwbctl_serve'),
         'uwbctl-serve': cmake_sources('uwbctl/CMakeLists.txt', 'uwbctl-serve'),
+        'uwb_conformance': cmake_sources('conformance/CMakeLists.txt', 'uwb_conformance'),
         'VtsHalVeltaUwbTargetTest': glob.glob('tests/device/*.cpp')}
     for room in re.search(r'foreach\(room ([^)]*)\)', read(tests)).group(1).split():
         pairs[f'velta_uwb_{room}_tests'] = glob.glob(f'tests/unit/{room}/*.cpp') + glob.glob('tests/unit/*.cpp')

@@ -3,6 +3,7 @@
 #include <linux/mm.h>
 #include <linux/seq_file.h>
 #include <linux/slab.h>
+#include <linux/string.h>
 #include <linux/time64.h>
 
 #include "world/decimal.h"
@@ -42,13 +43,15 @@ void sim_path_free(struct sim_path *path)
 static int path_grow(struct sim_path *path)
 {
 	unsigned int room = path->room ? 2 * path->room : PATH_FIRST_ROOM;
-	size_t size = sizeof(*path->points);
 	struct sim_point *points;
 
-	points = kvrealloc(path->points, path->room * size, room * size,
-			   GFP_KERNEL);
+	/* Not kvrealloc(), which takes other arguments in newer kernels. */
+	points = kvmalloc_array(room, sizeof(*points), GFP_KERNEL);
 	if (!points)
 		return -ENOMEM;
+	if (path->n)
+		memcpy(points, path->points, path->n * sizeof(*points));
+	kvfree(path->points);
 	path->points = points;
 	path->room = room;
 	return 0;
