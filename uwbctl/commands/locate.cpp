@@ -29,6 +29,7 @@ using android::base::StringPrintf;
 
 constexpr double kMmPerMetre = 1000;
 constexpr double kDefaultSigma = 0.05;
+constexpr int64_t kRadiosApartNs = 500'000'000;
 constexpr char kInterface[] = "wpan";
 
 // What "uwbctl locate" was asked for.
@@ -264,6 +265,31 @@ ExitStatus FromRecordings(const LocateOptions& options) {
 
 // ---- Live ----
 
+// Puts what several radios measure into the order of time: the service may read a few reports of
+// one before those of another.
+class TimeOrder {
+  public:
+    using Handler = AnchorSessions::Handler;
+
+    // window_ns: how far a report may be behind others; 0 where there is one radio only.
+    TimeOrder(int64_t window_ns, Handler handler)
+        : window_ns_(window_ns), handler_(std::move(handler)) {}
+
+    void Add(const std::string& iface, const Measurement& measurement) {
+        waiting_.emplace(measurement.timestamp_ns, std::pair(iface, measurement));
+        while (waiting_.begin()->first + window_ns_ <= waiting_.rbegin()->first) {
+            const auto first = waiting_.extract(waiting_.begin());
+            handler_(first.mapped().first, first.mapped().second);
+            if (waiting_.empty()) break;
+        }
+    }
+
+  private:
+    int64_t window_ns_;
+    Handler handler_;
+    std::multimap<int64_t, std::pair<std::string, Measurement>> waiting_;
+};
+
 // One session with all anchors, or one with the tag on each interface.
 std::vector<std::pair<std::string, FiraTwrSession>> MakeSessions(
     const LocateOptions& options, const std::vector<Anchor>& anchors) {
@@ -289,9 +315,13 @@ ExitStatus Live(Events* events, const LocateOptions& options) {
     std::optional<Display> display;
     const uint64_t wanted = options.ranging.count;
     bool is_started = false;
+    TimeOrder order(options.tag.empty() ? 0 : kRadiosApartNs,
+                    [&](const std::string& iface, const Measurement& it) {
+                        if (wanted != 0 && display->count() >= wanted) return;
+                        Take(options, iface, it, &*locator, &*display);
+                    });
     AnchorSessions sessions(events, [&](const std::string& iface, const Measurement& it) {
-        if (!is_started || (wanted != 0 && display->count() >= wanted)) return;
-        Take(options, iface, it, &*locator, &*display);
+        if (is_started) order.Add(iface, it);
     });
     std::vector<std::string> names = options.anchors;
     if (names.empty()) {
