@@ -17,6 +17,7 @@
 #include "uwbctl/commands/anchor_sessions.h"
 #include "uwbctl/commands/command.h"
 #include "uwbctl/commands/fira_range.h"
+#include "uwbctl/commands/time_order.h"
 #include "uwbctl/locate/locator.h"
 #include "uwbctl/recording/recording.h"
 #include "uwbctl/world/scene_file.h"
@@ -29,6 +30,7 @@ using android::base::StringPrintf;
 
 constexpr double kMmPerMetre = 1000;
 constexpr double kDefaultSigma = 0.05;
+constexpr int64_t kRadiosApartNs = 500'000'000;
 constexpr char kInterface[] = "wpan";
 
 // What "uwbctl locate" was asked for.
@@ -289,9 +291,13 @@ ExitStatus Live(Events* events, const LocateOptions& options) {
     std::optional<Display> display;
     const uint64_t wanted = options.ranging.count;
     bool is_started = false;
+    TimeOrder order(options.tag.empty() ? 0 : kRadiosApartNs,
+                    [&](const std::string& iface, const Measurement& it) {
+                        if (wanted != 0 && display->count() >= wanted) return;
+                        Take(options, iface, it, &*locator, &*display);
+                    });
     AnchorSessions sessions(events, [&](const std::string& iface, const Measurement& it) {
-        if (!is_started || (wanted != 0 && display->count() >= wanted)) return;
-        Take(options, iface, it, &*locator, &*display);
+        if (is_started) order.Add(iface, it);
     });
     std::vector<std::string> names = options.anchors;
     if (names.empty()) {
