@@ -61,7 +61,9 @@ def check_records_and_follows_a_drag(page):
     before = page.run(place)
     assert before == [1, 2, 0.5], before
     page.drag(f'.handle[data-id="{TAG}"]', 120, -60)
-    x, y, z = wait_for('the tag moves', lambda: (lambda at: at != before and at)(page.run(place)))
+    # The last of a drag is on its way a moment longer.
+    time.sleep(1)
+    x, y, z = page.run(place)
     assert x > 1.3 and y > 2.1 and z == 0.5, (x, y, z)
     distance = (x * x + y * y + z * z) ** 0.5
     wait_for('the measured tag is dragged along', lambda: abs(now(page, TAG) - distance) < FAR)

@@ -25,6 +25,9 @@ constexpr char kServer[] = "uwbctl-serve";
     for (const std::string& word : words) arguments.push_back(const_cast<char*>(word.c_str()));
     arguments.push_back(nullptr);
     execv(path.c_str(), arguments.data());
+    if (errno == ENOENT) {
+        throw Failure(kUsage, "the web server is not installed here: there is no " + path);
+    }
     throw Failure(kRadioFailed, "cannot start " + path + ": " + strerror(errno));
 }
 

@@ -132,7 +132,7 @@ export class Controls {
     $('record').hidden = !mayCommand || activity?.kind !== 'fira';
     $('record').setAttribute('aria-pressed', recording === 'on');
     $('record-text').textContent = recording === 'on' ? 'Recording' : 'Record';
-    $('save-recording').hidden = $('save-report').hidden = recording === 'none';
+    $('save-recording').hidden = $('save-report').hidden = recording !== 'there';
     $('country-now').textContent = `In force: ${state.country}.`;
     for (const id of ['ccc-start', 'simple-start', 'country-apply']) $(id).disabled = isRunning;
     // Who ranges now is who the session has; before it starts, who the form names.
