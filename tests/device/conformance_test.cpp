@@ -16,7 +16,10 @@ constexpr char kSurroundings[] =
 
 // What the suite prints, and its exit status in the last line.
 std::string Conformance(const std::string& options) {
-    return Shell("{ uwb_conformance --gtest_brief=1" + options + " 2>&1; echo status $?; }");
+    // Whole, also where the tests that run it are shared out.
+    return Shell(
+        "{ env -u GTEST_TOTAL_SHARDS -u GTEST_SHARD_INDEX uwb_conformance --gtest_brief=1" +
+        options + " 2>&1; echo status $?; }");
 }
 
 class ConformanceTest : public DeviceTest {

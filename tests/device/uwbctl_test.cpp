@@ -61,7 +61,7 @@ TEST_F(UwbctlTest, ExplainsWhatIsRefusedAndExitsAccordingly) {
         {"uwbctl fira range -p 0x1234 --set sfdId=5", 4, "Incorrect sfdId value 5"},
         {"uwbctl fira add 0x5678", 4, "no session is ranging"},
         {"uwbctl ccc -c 99", 4, "Incorrect channel value 99"},
-        {"uwbctl simple -p 0x0001 -c 7", 4, "Incorrect channel value"},
+        {"uwbctl simple -p 0x1234 -c 7", 4, "Incorrect channel value"},
     };
     for (const auto& [command, status, says] : kCases) {
         const Outcome outcome = Execute(command);
