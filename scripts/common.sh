@@ -87,8 +87,9 @@ follow() {
     [ "$status" -gt 128 ] || return 0
     [ -n "$ERASE" ] || [ $((SECONDS - told)) -ge 30 ] || continue
     told=$SECONDS
+    # A pattern, in a path that may have blanks.
     # shellcheck disable=SC2012,SC2086
-    log=$(ls -t $1 2>/dev/null | head -n 1)
+    log=$(IFS=; ls -t $1 2>/dev/null | head -n 1)
     amount=$(done_of "$log")
     [ -n "$amount" ] || continue
     printf -v amount '[%s] %s: %s' "$(date +%H:%M:%S)" "$amount" "$saying"

@@ -10,6 +10,23 @@ static u64 clock_world_ns;
 static u64 clock_real_ns;
 static s64 clock_rate = SIM_DECIMAL_ONE;
 static bool clock_waits;
+/* While what is written is taken in, all of which happens at once; else 0. */
+static u64 clock_held_ns;
+
+static u64 clock_real_now(void)
+{
+	return clock_held_ns ? clock_held_ns : ktime_get_ns();
+}
+
+void sim_clock_hold(void)
+{
+	clock_held_ns = ktime_get_ns();
+}
+
+void sim_clock_release(void)
+{
+	clock_held_ns = 0;
+}
 
 void sim_clock_reset(void)
 {
@@ -35,7 +52,7 @@ u64 sim_clock_at(u64 real_ns)
 
 u64 sim_clock_now(void)
 {
-	return sim_clock_at(ktime_get_ns());
+	return sim_clock_at(clock_real_now());
 }
 
 /* What follows begins here. */
@@ -47,7 +64,7 @@ static void clock_begin(u64 real_ns)
 
 void sim_clock_set_rate(s64 rate)
 {
-	clock_begin(ktime_get_ns());
+	clock_begin(clock_real_now());
 	clock_rate = rate;
 }
 
@@ -58,7 +75,7 @@ s64 sim_clock_rate(void)
 
 void sim_clock_wait(void)
 {
-	clock_begin(ktime_get_ns());
+	clock_begin(clock_real_now());
 	clock_waits = true;
 }
 

@@ -18,6 +18,13 @@ void sim_clock_reset(void);
 u64 sim_clock_at(u64 real_ns);
 u64 sim_clock_now(void);
 
+/*
+ * Between these, now is the same time for all: a scene begins at one moment,
+ * however long it takes to read. With sim_lock held.
+ */
+void sim_clock_hold(void);
+void sim_clock_release(void);
+
 /* How many seconds of the world pass in one of ours, in millionths. */
 void sim_clock_set_rate(s64 rate);
 s64 sim_clock_rate(void);

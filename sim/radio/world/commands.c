@@ -370,6 +370,11 @@ static int world_run_words(char **words, int n, bool apply)
 
 int sim_world_write(const char *text, size_t len)
 {
+	int err;
+
 	lockdep_assert_held(&sim_lock);
-	return sim_run_lines("world", text, len, world_run_words);
+	sim_clock_hold();
+	err = sim_run_lines("world", text, len, world_run_words);
+	sim_clock_release();
+	return err;
 }
