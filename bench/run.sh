@@ -113,6 +113,7 @@ if [ "$mode" = smoke ]; then
   run_logged bench cmake --build "$BUILD" --target bench || die "the build of the benchmarks failed"
 else
   build_tree . "$BUILD" bench
+  run_logged bench-programs cmake --build "$BUILD" --target device_programs || die "the device's programs could not be built"
 fi
 sim/device/build_module.sh "$BUILD/radio" || die "the virtual radio could not be built"
 what="this tree, $(git describe --always --dirty)"
