@@ -88,12 +88,17 @@ wants() {
 # build_tree SOURCE BUILD TARGET: as a device gets it, unused sections left out, so that neither
 # side carries what it does not use.
 build_tree() {
-  local name=bench-${2//\//-} flags="-ffunction-sections -fdata-sections"
-  if [ ! -f "$2/build.ninja" ]; then
+  local name=bench-${2//\//-} flags="-ffunction-sections -fdata-sections" android key
+  android=$(platform/build.sh) || die "Android's libraries could not be built"
+  key="$ROOT $android $(content_key "$1/CMakePresets.json")"
+  # Whatever is in its cache may be of another checkout, or of other libraries.
+  if [ "$(cat "$2/.configured" 2>/dev/null)" != "$key" ]; then
+    rm -f "$2/CMakeCache.txt" "$2/.configured"
     run_logged "$name-configure" cmake --preset release -S "$1" -B "$2" \
-      -DCMAKE_PREFIX_PATH="$(platform/build.sh)" -DCMAKE_C_FLAGS="$flags" \
+      -DCMAKE_PREFIX_PATH="$android" -DCMAKE_C_FLAGS="$flags" \
       -DCMAKE_CXX_FLAGS="$flags" -DCMAKE_EXE_LINKER_FLAGS="-fuse-ld=lld -Wl,--gc-sections" ||
       die "cmake could not configure $1"
+    printf '%s' "$key" >"$2/.configured"
   fi
   run_logged "$name" cmake --build "$2" --target "$3" || die "the build of $1 failed"
 }
@@ -115,7 +120,7 @@ else
   build_tree . "$BUILD" bench
   run_logged bench-programs cmake --build "$BUILD" --target device_programs || die "the device's programs could not be built"
 fi
-sim/device/build_module.sh "$BUILD/radio" || die "the virtual radio could not be built"
+sim/device/build_module.sh "$BUILD/radio${VELTA_UWB_KERNEL:+-$VELTA_UWB_KERNEL}" || die "the virtual radio could not be built"
 what="this tree, $(git describe --always --dirty)"
 other=$service$rev
 if [ -n "$rev" ]; then

@@ -16,14 +16,9 @@ DumpDelivery::~DumpDelivery() {
 
 bool DumpDelivery::Deliver(int fd, std::string text) {
     Pending pending = {.fd = android::base::unique_fd(fcntl(fd, F_DUPFD_CLOEXEC, 0)),
-                       .flags = fcntl(fd, F_GETFL),
                        .text = std::move(text)};
-    if (pending.fd.get() < 0 || pending.flags < 0) return false;
-    fcntl(pending.fd.get(), F_SETFL, pending.flags | O_NONBLOCK);
-    if (Write(&pending)) {
-        Restore(pending);
-        return true;
-    }
+    if (pending.fd.get() < 0) return false;
+    if (Write(&pending)) return true;
     if (pending_.size() == kMaxPending) End(pending_.begin());
     const int own = pending.fd.get();
     pending_.push_back(std::move(pending));
@@ -33,6 +28,16 @@ bool DumpDelivery::Deliver(int fd, std::string text) {
 }
 
 bool DumpDelivery::Write(Pending* pending) {
+    const int fd = pending->fd.get();
+    // Shared with the client, and with other dumps into the same pipe: so just for this.
+    const int flags = fcntl(fd, F_GETFL);
+    if (flags < 0 || fcntl(fd, F_SETFL, flags | O_NONBLOCK) < 0) return true;
+    const bool is_done = WriteWhatFits(pending);
+    fcntl(fd, F_SETFL, flags);
+    return is_done;
+}
+
+bool DumpDelivery::WriteWhatFits(Pending* pending) {
     while (pending->written < pending->text.size()) {
         const ssize_t count = write(pending->fd.get(), pending->text.data() + pending->written,
                                     pending->text.size() - pending->written);
@@ -44,10 +49,6 @@ bool DumpDelivery::Write(Pending* pending) {
     return true;
 }
 
-void DumpDelivery::Restore(const Pending& pending) {
-    fcntl(pending.fd.get(), F_SETFL, pending.flags);
-}
-
 void DumpDelivery::OnWritable(int fd) {
     const auto pending = std::find_if(pending_.begin(), pending_.end(),
                                       [fd](const Pending& it) { return it.fd.get() == fd; });
@@ -56,7 +57,6 @@ void DumpDelivery::OnWritable(int fd) {
 
 void DumpDelivery::End(std::list<Pending>::iterator pending) {
     event_loop_->StopWatchFileDescriptor(pending->fd.get());
-    Restore(*pending);
     pending_.erase(pending);
 }
 

@@ -38,15 +38,13 @@ class DumpDelivery {
   private:
     struct Pending {
         android::base::unique_fd fd;
-        // How the descriptor was: it shares its mode with the client's.
-        int flags;
         std::string text;
         size_t written = 0;
     };
 
     // Writes what is taken; true when there is nothing left to do.
     static bool Write(Pending* pending);
-    static void Restore(const Pending& pending);
+    static bool WriteWhatFits(Pending* pending);
     void OnWritable(int fd);
     void End(std::list<Pending>::iterator pending);
 

@@ -23,27 +23,10 @@
 #include <fstream>
 
 #include "fuzz/fuzz_world.h"
+#include "fuzz/parcel_actions.h"
 
 namespace hardware::velta {
 namespace {
-
-// What a round does; seeds know the numbers.
-enum Action : uint8_t {
-    kParcels,
-    kFira,
-    kFiraStep,
-    kCccStep,
-    kSimpleStep,
-    kReport,
-    kMessage,
-    kLoop,
-    kDeath,
-    kOpenOrClose,
-    kCountry,
-    kLost,
-    kKernel,
-    kActions,
-};
 
 class Rounds {
   public:

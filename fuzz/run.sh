@@ -26,7 +26,7 @@ files_under_test() {
 
 # What it tells about an input that ends it; limits are for a machine that is busy.
 options() {
-  echo -timeout=10 -rss_limit_mb=2048 -malloc_limit_mb=512
+  printf '%s\n' -timeout=10 -rss_limit_mb=2048 -malloc_limit_mb=512
   case $1 in
     parcels) echo -entropic=0 ;; # Its book-keeping costs more than the runs.
     netlink_*) echo "-dict=$ROOT/fuzz/netlink.dict" ;;
@@ -54,11 +54,11 @@ covered() {
 fuzz_one() {
   local name=$1 seconds=$2 status=0
   local corpus=$BUILD/corpus/$name log=$BUILD/$name.log crashes=$BUILD/crashes/$name
-  local inputs=("$corpus" "$BUILD/seeds/$name")
+  local settings inputs=("$corpus" "$BUILD/seeds/$name")
   [ -d "$ROOT/fuzz/regressions/$name" ] && inputs+=("$ROOT/fuzz/regressions/$name")
   mkdir -p "$corpus" "$crashes"
-  # shellcheck disable=SC2046
-  LLVM_PROFILE_FILE=/dev/null "$BUILD/bin/fuzz_$name" $(options "$name") -print_final_stats=1 \
+  mapfile -t settings < <(options "$name")
+  LLVM_PROFILE_FILE=/dev/null "$BUILD/bin/fuzz_$name" "${settings[@]}" -print_final_stats=1 \
     -max_total_time="$seconds" -artifact_prefix="$crashes/" "${inputs[@]}" >"$log" 2>&1 || status=$?
   if [ "$status" -ne 0 ]; then
     local input

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "fuzz/parcel_actions.h"
 #include "tests/unit/net/wire.h"
 
 namespace {
@@ -180,23 +181,8 @@ Inputs UwbctlFiles() {
     };
 }
 
-// Numbers as in parcels.cpp. Polled, then by event.
+// Polled, then by event.
 Inputs Parcels() {
-    enum : uint8_t {
-        kParcels,
-        kFira,
-        kFiraStep,
-        kCcc,
-        kSimple,
-        kReport,
-        kMessage,
-        kLoop,
-        kDeath,
-        kOpenOrClose,
-        kCountry,
-        kLost,
-        kKernel
-    };
     const std::vector<Bytes> courses = {
         // A session with a report, controlees that come and go, and its end.
         {kFira, 0, 0, kReport, 0, 0, kFiraStep, 0, 2, 3, kFiraStep, 0, 2, 5, kLoop, 0, 0, kFiraStep,
@@ -205,15 +191,18 @@ Inputs Parcels() {
         {kFira, 0, 0, kFira, 1, 0, kLost, 0, 0, kReport, 2, 1, kOpenOrClose, 0},
         {kFira, 1, 0, kReport, 0, 2, kReport, 2, 3},
         // CCC as a client does it, with calibration, and with a stop by the radio.
-        {kCountry, 0, kCcc, 0, kCcc, 1, kCcc, 2, 5, kCcc, 3, kReport, 4, 0, kCcc, 4, kCcc, 5},
-        {kCcc, 0, kCcc, 1, kCcc, 2, 5, kReport, 5, 0, kCcc, 2, 5, kLost, 0, kOpenOrClose, 1},
+        {kCountry, 0, kCccStep, 0, kCccStep, 1, kCccStep, 2, 5, kCccStep, 3, kReport, 4, 0,
+         kCccStep, 4, kCccStep, 5},
+        {kCccStep, 0, kCccStep, 1, kCccStep, 2, 5, kReport, 5, 0, kCccStep, 2, 5, kLost, 0,
+         kOpenOrClose, 1},
         // Simple ranging.
-        {kSimple, 0, kSimple, 2, kSimple, 1, kReport, 6, 0, kLost, kSimple, 3, kSimple, 4},
+        {kSimpleStep, 0, kSimpleStep, 2, kSimpleStep, 1, kReport, 6, 0, kLost, kSimpleStep, 3,
+         kSimpleStep, 4},
         // Clients that die, with a session that runs.
         {kFira, 0, 0, kDeath, 1, kOpenOrClose, 0, kDeath, 0, kOpenOrClose, 0, kFira, 0, 0},
         // A kernel that refuses.
-        {kKernel, 0xFF, 0xFF, 1, kFira, 0, 0, kKernel, 0x55, 0x55, 0, kCcc, 1, kSimple, 2, kCountry,
-         2},
+        {kKernel, 0xFF, 0xFF, 1, kFira, 0, 0, kKernel, 0x55, 0x55, 0, kCccStep, 1, kSimpleStep, 2,
+         kCountry, 2},
         {kCountry, 0, kFira, 0, 2, kFira, 0, 8, 127, kFiraStep, 0, 3, 4, kFiraStep, 0, 1, 7},
     };
     Inputs inputs;

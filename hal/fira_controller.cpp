@@ -110,7 +110,8 @@ ScopedAStatus FiraController::initNewTwrSession(const FiraTwrSession& session) {
         !fira_region_utils_->ConfigTwrSession(hw_index_, session) ||
         (is_controller &&
          !fira_region_utils_->AddControlees(hw_index_, id, session.destAddressList, nullptr))) {
-        left_behind_.insert(id);  // Some of it may have been done.
+        // Some of it may have been done.
+        if (left_behind_.size() < kMaxLeftBehind) left_behind_.insert(id);
         NotifySessionChanged();
         return Unsupported();
     }

@@ -116,6 +116,10 @@ class FiraController : public ::aidl::hardware::velta::uwb::BnFiraController, pu
     FiraRegionUtils* fira_region_utils_;
     std::shared_ptr<IFiraSessionCallback> session_callback_;
     std::map<uint32_t, SessionState> sessions_;
+    // As many attempts that failed are undone at close: more than a radio has sessions, and few
+    // enough not to keep the next client waiting.
+    static constexpr size_t kMaxLeftBehind = 32;
+
     // Not ours any more, or never quite, but the kernel may have them.
     std::set<uint32_t> left_behind_;
     int32_t active_session_count_;

@@ -71,8 +71,6 @@ ScopedAStatus SimpleRangingController::StartMode(McpsUtils::NodeType node_type, 
     if (!ieee_utils_->SetChannel(name, channel) || !interface_tool_->SetUpState(name, true)) {
         return UnknownError();
     }
-    mode_ = node_type == McpsUtils::NodeType::kInitiator ? "initiator" : "responder";
-    changed_ = std::chrono::steady_clock::now();
     return ScopedAStatus::ok();
 }
 
@@ -91,9 +89,6 @@ ScopedAStatus SimpleRangingController::stop() {
     const McpsHwInfo info = mcps_utils_->GetHardwareInfo(hw_index_, &ok);
     if (!ok || !mcps_utils_->SetRangingRequests(info.hw_index, {})) return UnknownError();
     interface_tool_->SetUpState(iface_name_.c_str(), false);
-    mode_ = "none";
-    request_count_ = 0;
-    changed_ = std::chrono::steady_clock::now();
     return ScopedAStatus::ok();
 }
 
@@ -114,9 +109,7 @@ ScopedAStatus SimpleRangingController::setRangings(const std::vector<RangingRequ
         return BadArgument("Max ranging request size is %d", static_cast<int>(kMaxRequests));
     }
     if (is_abandoned_) return Closed();
-    request_count_ = 0;  // A failure leaves none.
     if (!mcps_utils_->SetRangingRequests(hw_index_, requests)) return UnknownError();
-    request_count_ = requests.size();
     return ScopedAStatus::ok();
 }
 
@@ -137,9 +130,6 @@ ScopedAStatus SimpleRangingController::setCallback(
 void SimpleRangingController::Dump(DumpWriter* writer) const {
     const auto simple = writer->Section("simple_ranging");
     writer->Value("has_callback", !subscription_.expired());
-    writer->Value("mode", mode_);
-    writer->Age("mode_age_s", changed_);
-    writer->Value("requests", uint64_t{request_count_});
 }
 
 void SimpleRangingController::Abandon() {

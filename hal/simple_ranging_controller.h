@@ -3,7 +3,6 @@
 
 #include <aidl/hardware/velta/uwb/BnSimpleRangingController.h>
 
-#include <chrono>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -73,9 +72,6 @@ class SimpleRangingController : public ::aidl::hardware::velta::uwb::BnSimpleRan
     std::weak_ptr<Subscription> subscription_;
     bool is_abandoned_ = false;
     // What was asked for last, and accepted.
-    const char* mode_ = "none";
-    size_t request_count_ = 0;
-    std::chrono::steady_clock::time_point changed_ = std::chrono::steady_clock::now();
 };
 
 }  // namespace hardware::velta

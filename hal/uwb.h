@@ -52,8 +52,9 @@ class Uwb : public ::aidl::hardware::velta::uwb::BnUwb {
     ndk::ScopedAStatus listHardwareIndex(std::vector<int64_t>* indexes) override;
 
     /**
-     * Tells what the service knows of itself, without asking the driver: no addresses, keys or
-     * values of calibration. Never waits for the reader.
+     * Tells what the service knows of itself, without asking the driver: no addresses or keys;
+     * values of calibration only where one of the last errors has what could not be read. Never
+     * waits for the reader.
      *
      * @param args "--json", "--help", and "-a", which whoever dumps all services says.
      */

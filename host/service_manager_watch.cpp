@@ -15,9 +15,13 @@ ServiceManagerWatch::ServiceManagerWatch(std::function<void()> on_end)
     : on_end_(std::move(on_end)),
       manager_(AServiceManager_checkService("manager")),  // It is registered with itself.
       recipient_(AIBinder_DeathRecipient_new(&OnDeath)) {
-    if (manager_.get() == nullptr ||
-        AIBinder_linkToDeath(manager_.get(), recipient_.get(), this) != STATUS_OK) {
-        LOG(WARNING) << "The end of servicemanager will not be noticed";
+    const binder_status_t status =
+        manager_.get() == nullptr ? STATUS_NAME_NOT_FOUND
+                                  : AIBinder_linkToDeath(manager_.get(), recipient_.get(), this);
+    if (status == STATUS_DEAD_OBJECT) {
+        OnDeath(this);
+    } else if (status != STATUS_OK) {
+        LOG(WARNING) << "The end of servicemanager will not be noticed: " << status;
     }
 }
 

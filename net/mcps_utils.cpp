@@ -97,6 +97,7 @@ bool McpsUtils::Start() {
         return false;
     }
     net_id_ = id;
+    last_set_.clear();  // The driver may be another one, loaded anew.
     return true;
 }
 

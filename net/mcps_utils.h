@@ -136,7 +136,14 @@ class McpsUtils {
     /** Ends simple ranging and forgets the handler. */
     virtual void UnsubscribeRangingResults();
 
-    /** @return what was set last for a radio since the start of the process; empty for nothing. */
+    /** Starts msg: generic netlink header and hardware index. */
+    virtual bool SetMcpsCommand(nl_msg* msg, uint32_t hw_index, uint8_t command, int flags);
+
+    /** Writes a complete list of simple ranging requests to msg. */
+    virtual bool RangingRequestsToNlMsg(nl_msg* msg, uint32_t hw_index,
+                                        std::vector<RangingRequest> requests);
+
+    /** @return what was set last for a radio since Start(); empty for nothing. */
     virtual SchedulerChoice LastSet(uint32_t hw_index) const;
 
     /** @return of all requests through the factory, this class's or not. */
@@ -144,13 +151,6 @@ class McpsUtils {
 
     /** @return of the results of simple ranging. */
     virtual NotificationCounters result_counters() const { return result_counters_; }
-
-    /** Starts msg: generic netlink header and hardware index. */
-    virtual bool SetMcpsCommand(nl_msg* msg, uint32_t hw_index, uint8_t command, int flags);
-
-    /** Writes a complete list of simple ranging requests to msg. */
-    virtual bool RangingRequestsToNlMsg(nl_msg* msg, uint32_t hw_index,
-                                        std::vector<RangingRequest> requests);
 
     /**
      * Parses one hardware reply.

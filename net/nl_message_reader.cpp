@@ -111,7 +111,8 @@ int NlMessageReader::Dispatch(size_t size, const std::function<int(nl_msg*)>& ha
         }
         if (header == nlmsg_hdr(buffer_.get())) {
             if (handler(buffer_.get()) == NL_STOP) return 0;
-        } else if (const Message copy(nlmsg_convert(header)); handler(copy.get()) == NL_STOP) {
+        } else if (const Message copy(nlmsg_convert(header));
+                   copy == nullptr || handler(copy.get()) == NL_STOP) {
             return 0;
         }
     }

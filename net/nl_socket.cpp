@@ -269,8 +269,7 @@ void NlSocket::SetLostHandler(std::function<void()> on_lost) {
 }
 
 void NlSocket::CheckLost(int result) {
-    // Nothing there, a stray answer, a refusal and a list that changed while it was told are no
-    // losses.
+    // Nothing there, a stray answer, a refusal and the flag of a list that changed are no losses.
     if (result >= 0 || !watching_ || !on_lost_ || reader_->was_refused_ || result == -NLE_AGAIN ||
         result == -NLE_INTR || result == -NLE_SEQ_MISMATCH || result == -NLE_DUMP_INTR) {
         return;

@@ -44,17 +44,13 @@ run_device_tests() {
 
 # table NAME PROGRAM...: lines and lines reached of each source, as the programs' counters have them.
 table() {
-  local name=$1 program objects=()
+  local name=$1 program objects=() profiles=("$PROFILES/$1"/*.profraw)
+  [ "$name" != all ] || profiles=("$PROFILES"/{unit,device}/*.profraw)
   shift
   for program in "${@:2}"; do objects+=(-object "$BUILD/bin/$program"); done
-  # shellcheck disable=SC2046 # Names of our own making.
-  llvm-profdata merge -sparse $(profiles_of "$name") -o "$PROFILES/$name.data"
+  llvm-profdata merge -sparse "${profiles[@]}" -o "$PROFILES/$name.data"
   (cd "$BUILD" && llvm-cov export -summary-only "$BUILD/bin/$1" "${objects[@]}" -instr-profile="$PROFILES/$name.data") \
     >"$PROFILES/$name.json" 2>/dev/null
-}
-
-profiles_of() {
-  if [ "$1" = all ]; then echo "$PROFILES"/{unit,device}/*.profraw; else echo "$PROFILES/$1"/*.profraw; fi
 }
 
 say "coverage: unit tests"

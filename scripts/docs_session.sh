@@ -24,7 +24,7 @@ show scene walk
 show uwbctl ifaces
 show uwbctl info wpan0
 echo "# uwbctl fira range -p 0x1234 -p 0x00aa --angles azimuth       (the table as it stands after 40 reports)"
-uwbctl fira range -p 0x1234 -p 0x00aa -n 40 --table | last_frame
+uwbctl fira range -p 0x1234 -p 0x00aa --angles azimuth -n 40 --table | last_frame
 echo
 show uwbctl fira range -p 0x1234 -n 3
 show uwbctl fira range -p 0x1234 -n 2 --json

@@ -15,6 +15,10 @@ VALIDATOR=(@cyclonedx/cyclonedx-library@10.3.0 ajv@8.20.0 ajv-formats@3.0.1 ajv-
 
 prefix=$1
 out=$2
+case ${3-} in
+  '' | --twice) ;;
+  *) die "./dev release knows --twice only, not '$3'" ;;
+esac
 [ -z "$(git status --porcelain)" ] || die "a release is of a commit: git status has what is not in it"
 commit=$(git rev-parse HEAD)
 version=$(sed -n 's/.*kVersion.*"\(.*\)".*/\1/p' version/version.h)
@@ -35,12 +39,13 @@ make_release() {
   git archive --format=tar --prefix="velta-uwb-$version/" HEAD | gzip -9n >"$into/velta-uwb-$version.tar.gz"
   tar -xzf "$into/velta-uwb-$version.tar.gz" -C "$2"
   (
-    cd "$tree"
     # Not the checkout around it: the archive says for itself what it is.
     export GIT_CEILING_DIRECTORIES=$2
-    run_logged release-configure cmake --preset release -DCMAKE_PREFIX_PATH="$prefix"
-    run_logged release-build cmake --build build/release --target installed
-    run_logged release-pack cpack --config build/release/CPackConfig.cmake -B "$tree/packages"
+    # Whoever looks at what came of it has no failure end it by itself.
+    cd "$tree" &&
+      run_logged release-configure cmake --preset release -DCMAKE_PREFIX_PATH="$prefix" &&
+      run_logged release-build cmake --build build/release --target installed &&
+      run_logged release-pack cpack --config build/release/CPackConfig.cmake -B "$tree/packages"
   ) || die "the release could not be built"
   cp "$tree"/packages/*.deb "$into/"
   scripts/sbom.py "$commit" "$SOURCE_DATE_EPOCH" "$into"/*.deb >"$into/velta-uwb-$version.cdx.json"

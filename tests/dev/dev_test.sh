@@ -123,7 +123,7 @@ for folder in "$work"/cache/logs/*; do
 done
 equal "checkouts have logs of their own" "$(find "$work/cache/logs" -mindepth 1 -maxdepth 1 | wc -l)" 2
 touch "$work/cache/of-somebody-else"
-mkdir -p "$work/cache/downloads" "$work/cache/android-1"
+mkdir -p "$work/cache/"{downloads,android-1,blueprint-1,sbom-1}
 dev "$checkout" clean --cache
 equal "clean --cache removes what is ours" "$(ls "$work/cache")" of-somebody-else
 

@@ -63,7 +63,8 @@ std::string LinesWith(const std::string& text, const std::vector<std::string>& w
 
 // What a program prints; a problem when it is not there, fails or prints nothing.
 Part CommandPart(const std::string& command) {
-    FILE* pipe = popen((command + " 2>/dev/null").c_str(), "re");  // NOLINT(cert-env33-c): fixed.
+    FILE* pipe =
+        popen(("(" + command + ") 2>/dev/null").c_str(), "re");  // NOLINT(cert-env33-c): fixed.
     if (pipe == nullptr) return {"", Reason()};
     std::string text;
     std::array<char, 4096> buffer = {};

@@ -111,9 +111,12 @@ class Reader {
   private:
     [[noreturn]] static void Bad(const std::string& where, const Json& json,
                                  const std::string& expected) {
-        throw Failure(kUsage,
-                      where + ": expected " + expected + ", not " +
-                          Shortened(json.dump(-1, ' ', false, Json::error_handler_t::replace)));
+        std::string text = where + ": expected " + expected;
+        // Whoever looks on is told of failures as well.
+        if (!IsSecret(where.substr(where.find_last_of(". ") + 1))) {
+            text += ", not " + Shortened(json.dump(-1, ' ', false, Json::error_handler_t::replace));
+        }
+        throw Failure(kUsage, text);
     }
 
     template <typename T>
@@ -304,6 +307,18 @@ void ApplySetting(const std::string& setting, FiraTwrSession* session) {
     }
     for (; !names.empty(); names.pop_back()) value = Json{{names.back(), Json(value)}};
     ApplyJson(value, "--set " + Shortened(setting), session);
+}
+
+int64_t BlockStride(const FiraTwrSession& session) {
+    return session.isBlockStridingEnabled ? int64_t{session.blockStridingValue} + 1 : 1;
+}
+
+std::chrono::milliseconds ReportPatience(const FiraTwrSession& session) {
+    constexpr int kBlocks = 10;
+    constexpr std::chrono::milliseconds kExtra{1000};
+    return std::chrono::milliseconds(session.rangingBlockDurationMs) *
+               (kBlocks * BlockStride(session)) +
+           std::chrono::milliseconds(session.initiationTimeMs) + kExtra;
 }
 
 std::string TimingHint(const FiraTwrSession& session) {

@@ -3,6 +3,8 @@
 
 #include <aidl/hardware/velta/uwb/FiraTwrSession.h>
 
+#include <chrono>
+#include <cstdint>
 #include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
@@ -56,6 +58,12 @@ void ApplySessionFile(const std::string& path, FiraTwrSession* session);
  * text that needs no quotes.
  */
 void ApplySetting(const std::string& setting, FiraTwrSession* session);
+
+/** @return how many blocks there are from one report to the next, 1 without block striding. */
+int64_t BlockStride(const FiraTwrSession& session);
+
+/** @return how long a session may go without a report: ten of them, and some time to begin. */
+std::chrono::milliseconds ReportPatience(const FiraTwrSession& session);
 
 /** @return what is impossible about a session's timing, as a line of its own; empty for nothing. */
 std::string TimingHint(const FiraTwrSession& session);

@@ -86,6 +86,12 @@ std::string CountText(uint64_t count, const std::string& what) {
     return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
 }
 
+std::string StopReasonText(int reason) {
+    constexpr int kNotificationsLost = 256;
+    if (reason == kNotificationsLost) return "the service lost reports and stopped the session";
+    return "the radio stopped the session (reason " + std::to_string(reason) + ")";
+}
+
 std::string StatusText(int status) {
     // FiRa's names for how a ranging round with a peer can fail.
     static const std::map<int, const char*> kNames = {

@@ -37,6 +37,9 @@ std::string CountText(uint64_t count, const std::string& what);
 /** @return a measurement's status in words, with its number: "RX timeout (0x21)". */
 std::string StatusText(int status);
 
+/** @return why a session ended that nobody asked to end, of the reason that the service gives. */
+std::string StopReasonText(int reason);
+
 /** @return the one of known that is spelt most like word; empty when none is like it. */
 std::string Nearest(const std::string& word, const std::vector<std::string>& known);
 

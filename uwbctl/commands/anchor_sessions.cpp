@@ -9,6 +9,7 @@
 
 #include "uwbctl/client/checks.h"
 #include "uwbctl/client/session_callback.h"
+#include "uwbctl/client/text.h"
 
 namespace uwbctl {
 namespace {
@@ -16,7 +17,7 @@ namespace {
 using namespace ::aidl::hardware::velta::uwb;
 using std::chrono::milliseconds;
 
-constexpr milliseconds kPatience{5000};
+constexpr milliseconds kStopPatience{5000};
 
 }  // namespace
 
@@ -67,6 +68,7 @@ std::string AnchorSessions::Start(std::string iface, const FiraTwrSession& sessi
           "set the callback of " + iface);
     Check(running->controller->initNewTwrSession(session), "initialise the session on " + iface);
     sessions_.push_back(running);
+    patience_ = std::max(patience_, ReportPatience(session));
     CheckStart(running->controller->startRangingSession(session.id), "start ranging on " + iface,
                session.channelNumber);
     return iface;
@@ -77,11 +79,10 @@ Ended AnchorSessions::Run(const std::function<bool()>& done) {
         return std::find_if(sessions_.begin(), sessions_.end(),
                             [](const auto& session) { return session->stop_reason.has_value(); });
     };
-    const Ended ended = RunUntil(events_, client_, kPatience,
+    const Ended ended = RunUntil(events_, client_, patience_,
                                  [&] { return done() || stopped() != sessions_.end(); });
     if (const auto it = stopped(); it != sessions_.end()) {
-        throw Failure(kRadioFailed, "the radio stopped a session (reason " +
-                                        std::to_string(*(*it)->stop_reason) + ")");
+        throw Failure(kRadioFailed, StopReasonText(*(*it)->stop_reason));
     }
     return ended;
 }
@@ -91,7 +92,7 @@ void AnchorSessions::Stop() {
         if (!session->stop_reason) {
             Check(session->controller->stopRangingSession(session->id), "stop ranging");
         }
-        if (!FinishWithin(events_, client_, kPatience,
+        if (!FinishWithin(events_, client_, kStopPatience,
                           [&session] { return session->stop_reason.has_value(); })) {
             throw Failure(kRadioFailed, "the radio did not confirm the stop");
         }

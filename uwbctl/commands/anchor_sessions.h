@@ -49,6 +49,7 @@ class AnchorSessions {
     Handler handler_;
     Client client_;
     std::vector<std::shared_ptr<Session>> sessions_;
+    std::chrono::milliseconds patience_{0};
 };
 
 }  // namespace uwbctl

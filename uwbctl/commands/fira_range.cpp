@@ -27,8 +27,6 @@ using std::chrono::milliseconds;
 // The radio reports a stop after the round that it is in.
 constexpr milliseconds kStopPatience{5000};
 // Without a report for so many blocks, and a second on top, the radio is taken for dead.
-constexpr int kPatienceBlocks = 10;
-constexpr milliseconds kPatienceExtra{1000};
 
 void SetAngles(const std::string& angles, FiraTwrSession* session) {
     session->aoaResultRequest =
@@ -138,9 +136,7 @@ void FiraRun::Range() {
     std::optional<Failure> failure;
     try {
         const auto control = MakeControl();
-        const milliseconds patience =
-            milliseconds(session_.rangingBlockDurationMs) * kPatienceBlocks + kPatienceExtra;
-        CheckEnd(RunUntil(events_, client_, patience, [this] {
+        CheckEnd(RunUntil(events_, client_, ReportPatience(session_), [this] {
             return progress_.stop_reason.has_value() || progress_.has_quit || IsComplete();
         }));
     } catch (const Failure& caught) {
@@ -166,8 +162,7 @@ void FiraRun::CheckEnd(Ended ended) {
     }
     if (progress_.stop_reason) {
         end_reason_ = "stopped by the radio";
-        throw Failure(kRadioFailed, StringPrintf("the radio stopped the session (reason %d) after ",
-                                                 *progress_.stop_reason) +
+        throw Failure(kRadioFailed, StopReasonText(*progress_.stop_reason) + " after " +
                                         CountText(progress_.reports, "report"));
     }
     if (ended == Ended::kSilent) {

@@ -46,7 +46,7 @@ void LiveTable::Begin(const std::string& iface, const FiraTwrSession& session) {
         StringPrintf("%s  session %u  channel %d  block %d ms  %s", iface.c_str(),
                      static_cast<uint32_t>(session.id), session.channelNumber,
                      session.rangingBlockDurationMs, toString(session.deviceType).c_str());
-    if (session.isBlockStridingEnabled) block_stride_ = int64_t{session.blockStridingValue} + 1;
+    block_stride_ = BlockStride(session);
     screen_ = Screen::Open();
     is_live_ = true;
     if (screen_ != nullptr) {

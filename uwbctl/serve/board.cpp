@@ -95,17 +95,31 @@ void Board::Add(const std::vector<Measurement>& measurements, const TruthOf& tru
 }
 
 void Board::Record(const std::vector<Measurement>& measurements) {
+    Write([&measurements](Output* recorder) {
+        for (const Measurement& measurement : measurements) recorder->Add(measurement);
+        recorder->EndReport();
+    });
     if (recorder_ == nullptr) return;
-    for (const Measurement& measurement : measurements) recorder_->Add(measurement);
-    recorder_->EndReport();
     recorded_++;
-    if (recorded_ * measurements.size() > kMaxRecorded) StopRecording("full");
+    recorded_lines_ += measurements.size();
+    if (recorded_lines_ > kMaxRecorded) StopRecording("full");
+}
+
+void Board::Write(const std::function<void(Output*)>& write) {
+    if (recorder_ == nullptr) return;
+    try {
+        write(recorder_.get());
+    } catch (const Failure&) {
+        recorder_.reset();  // What could not be written will not be ended either.
+        throw;
+    }
 }
 
 void Board::OnControlees(const std::string& event, const std::vector<std::string>& peers) {
-    if (recorder_ != nullptr) recorder_->Event(event, peers);
-    if (event != "controlees_removed") return;
-    for (const std::string& name : peers) Find(name)->statistics.Leave();
+    if (event == "controlees_removed") {
+        for (const std::string& name : peers) Find(name)->statistics.Leave();
+    }
+    Write([&](Output* recorder) { recorder->Event(event, peers); });
 }
 
 void Board::End(const std::string& reason) {
@@ -121,7 +135,8 @@ void Board::StartRecording(const std::string& iface, const FiraTwrSession& sessi
     recorder_ = MakeRecorder(path);
     recording_ = path;
     recorded_ = 0;
-    recorder_->Begin(iface, session);
+    recorded_lines_ = 0;
+    Write([&](Output* recorder) { recorder->Begin(iface, session); });
 }
 
 void Board::StopRecording(const std::string& reason) {

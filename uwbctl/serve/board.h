@@ -79,6 +79,8 @@ class Board {
     Peer* Find(const std::string& name);
     nlohmann::ordered_json StatisticsJson() const;
     void Record(const std::vector<Measurement>& measurements);
+    // A recording that fails is over; the Failure says so.
+    void Write(const std::function<void(Output*)>& write);
     void PublishStatistics();
 
     EventLog* log_;
@@ -90,6 +92,7 @@ class Board {
     std::chrono::steady_clock::time_point published_;
     std::unique_ptr<Output> recorder_;
     uint64_t recorded_ = 0;
+    uint64_t recorded_lines_ = 0;
     uint64_t recordings_ = 0;
     std::string recording_;
 };

@@ -7,6 +7,7 @@
 
 #include "uwbctl/client/checks.h"
 #include "uwbctl/client/client.h"
+#include "uwbctl/client/text.h"
 
 namespace uwbctl {
 namespace {
@@ -74,8 +75,7 @@ void CccActivity::OnStopped(int reason) {
     if (is_stopping_) {
         End(Tone::kInfo, "stopped");
     } else {
-        End(Tone::kError,
-            "the radio stopped the CCC session (reason " + std::to_string(reason) + ")");
+        End(Tone::kError, StopReasonText(reason));
     }
 }
 

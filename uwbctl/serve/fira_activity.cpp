@@ -17,16 +17,6 @@ using std::chrono::steady_clock;
 // The radio reports a stop after the round that it is in.
 constexpr milliseconds kStopPatience{5000};
 // Without a report for so many blocks, and a second on top, the radio is taken for dead.
-constexpr int kPatienceBlocks = 10;
-constexpr milliseconds kPatienceExtra{1000};
-
-constexpr int kLostReports = 256;
-
-std::string StopText(int reason) {
-    if (reason == kLostReports) return "the service lost reports and stopped the session";
-    return "the radio stopped the session (reason " + std::to_string(reason) + ")";
-}
-
 }  // namespace
 
 FiraActivity::FiraActivity(std::shared_ptr<IFiraController> controller, std::string iface,
@@ -70,13 +60,7 @@ void FiraActivity::Stop() {
 
 void FiraActivity::Tick() {
     if (end_) return;
-    const milliseconds patience =
-        is_stopping_
-            ? kStopPatience
-            : milliseconds(session_.rangingBlockDurationMs) *
-                      (kPatienceBlocks *
-                       (session_.isBlockStridingEnabled ? session_.blockStridingValue + 1 : 1)) +
-                  milliseconds(session_.initiationTimeMs) + kPatienceExtra;
+    const milliseconds patience = is_stopping_ ? kStopPatience : ReportPatience(session_);
     if (steady_clock::now() - since_ < patience) return;
     if (is_stopping_) {
         End(Tone::kError, "the radio did not confirm the stop");
@@ -111,7 +95,7 @@ void FiraActivity::OnStopped(int reason) {
     if (is_stopping_) {
         End(Tone::kInfo, "stopped");
     } else {
-        End(Tone::kError, StopText(reason));
+        End(Tone::kError, StopReasonText(reason));
     }
 }
 

@@ -28,8 +28,9 @@ bool AreSame(const std::string& a, const std::string& b) {
     return difference == 0;
 }
 
-// "[::1]:8765" and "localhost" without the port.
-std::string NameOf(const std::string& host) {
+}  // namespace
+
+std::string HostName(const std::string& host) {
     const size_t bracket = host.find(']');
     const size_t colon = host.find(':', bracket == host.npos ? 0 : bracket);
     std::string name = host.substr(0, colon);
@@ -38,10 +39,8 @@ std::string NameOf(const std::string& host) {
     return name;
 }
 
-}  // namespace
-
 bool Gate::IsOurName(const std::string& host) const {
-    return names_.contains(NameOf(host));
+    return names_.contains(HostName(host));
 }
 
 std::optional<Refusal> Gate::Check(const RequestHead& head) const {

@@ -54,6 +54,9 @@ class Gate {
     const std::string token_;
 };
 
+/** @return the name in "localhost", "LocalHost:8765" or "[::1]:8765", as the gate compares it. */
+std::string HostName(const std::string& host);
+
 /** @return a token that nobody guesses. */
 std::string MakeToken();
 

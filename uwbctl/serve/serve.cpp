@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "uwbctl/client/client.h"
 #include "uwbctl/client/output.h"
 #include "uwbctl/client/session.h"
 #include "uwbctl/client/text.h"
@@ -46,12 +47,19 @@ class TemporaryFolder {
     std::string path_;
 };
 
+bool IsAnyAddress(const std::string& address) {
+    return address == "0.0.0.0" || address == "::";
+}
+
+// As it stands in a link.
+std::string InLink(const std::string& address) {
+    return address.find(':') == address.npos ? address : "[" + address + "]";
+}
+
 std::set<std::string> NamesOf(const ServeOptions& options) {
     std::set<std::string> names = {"127.0.0.1", "localhost", "[::1]"};
-    for (const std::string& text : {options.listen, options.link}) {
-        const std::string name = text.substr(0, text.find(':'));
-        if (!name.empty() && name != "0.0.0.0") names.insert(name);
-    }
+    if (!IsAnyAddress(options.listen)) names.insert(HostName(InLink(options.listen)));
+    if (!options.link.empty()) names.insert(HostName(options.link));
     return names;
 }
 
@@ -72,7 +80,7 @@ SessionDefaults DefaultsOf(const ServeOptions& options, EventLog* log) {
 
 void TellLink(const ServeOptions& options, int port, const std::string& token) {
     const std::string where =
-        options.link.empty() ? options.listen + ":" + std::to_string(port) : options.link;
+        options.link.empty() ? InLink(options.listen) + ":" + std::to_string(port) : options.link;
     printf("http://%s/#%s\n", where.c_str(), token.c_str());
     FlushStandardOutput();
     fprintf(stderr, "the page of that link may command; http://%s/ looks on; Ctrl-C ends it\n",
@@ -99,6 +107,10 @@ void RunUntilEnd(Events* events, Station* station) {
 }  // namespace
 
 ExitStatus Serve(Events* events, const ServeOptions& options) {
+    if (IsAnyAddress(options.listen) && options.link.empty()) {
+        throw Failure(kUsage, "--listen " + options.listen +
+                                  " wants --link: the host and port by which browsers come");
+    }
     const std::string token = MakeToken();
     constexpr size_t kRunLetters = 8;
     EventLog log(MakeToken().substr(0, kRunLetters), kWindowBytes);
@@ -112,10 +124,10 @@ ExitStatus Serve(Events* events, const ServeOptions& options) {
         TellLink(options, server.port(), token);
         if (options.starts) StartRanging(defaults.peers, &station);
         RunUntilEnd(events, &station);
-        log.Close();
         dispatcher.Close();
+        station.End();  // First of all the radio: connections may take their time.
+        log.Close();
     }
-    station.End();
     return kDone;
 }
 

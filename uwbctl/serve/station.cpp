@@ -10,6 +10,7 @@
 #include "uwbctl/client/country.h"
 #include "uwbctl/client/holder.h"
 #include "uwbctl/client/interfaces.h"
+#include "uwbctl/client/json.h"
 #include "uwbctl/client/text.h"
 #include "uwbctl/serve/ccc_activity.h"
 #include "uwbctl/serve/simple_activity.h"
@@ -44,8 +45,8 @@ std::vector<std::string> PeersOf(const Json& arguments) {
 int SmallNumber(const Json& arguments, const char* name, int otherwise, int max) {
     const auto found = arguments.find(name);
     if (found == arguments.end()) return otherwise;
-    const auto number = found->get<int64_t>();
-    if (!found->is_number_integer() || number < 0 || number > max) {
+    const int64_t number = found->is_number_integer() ? found->get<int64_t>() : -1;
+    if (number < 0 || number > max) {
         throw Failure(kUsage, std::string(name) + " is a whole number, 0 to " +
                                   std::to_string(max) + ", not " + found->dump());
     }
@@ -101,9 +102,9 @@ Json Station::Command(const std::string& name, const Json& arguments) {
         } else {
             throw Failure(kUsage, "there is no command " + name);
         }
-    } catch (const Failure& failure) {
+    } catch (const std::exception& failure) {  // JSON of another shape as well.
         if (activity_ == nullptr && client_ != nullptr) client_->Close();
-        Note(Tone::kError, failure.what());
+        Note(Tone::kError, ReasonOf(failure));
         PublishState();
         throw;
     }
@@ -143,7 +144,7 @@ void Station::StartFira(const Json& arguments) {
     Check(iface->firaController(&controller), "get the FiRa controller");
     if (controller == nullptr) throw Failure(kRefused, "interface " + name + " has no FiRa");
     const auto fira = std::make_shared<FiraActivity>(controller, name, session, Listener());
-    Begin(fira, name, session.isBlockStridingEnabled ? int64_t{session.blockStridingValue} + 1 : 1);
+    Begin(fira, name, BlockStride(session));
     fira_ = fira;
     Note(Tone::kInfo, "ranging on " + name + ", channel " + std::to_string(session.channelNumber) +
                           ", with " +
@@ -154,15 +155,15 @@ void Station::StartFira(const Json& arguments) {
 void Station::StartCcc(const Json& arguments) {
     constexpr int kMaxDelayMs = 600000;
     constexpr int kMaxChannel = 15;
+    const int delay_ms = SmallNumber(arguments, "delay_ms", 0, kMaxDelayMs);
+    const int channel = SmallNumber(arguments, "channel", 9, kMaxChannel);
     std::string name;
     const auto iface = OpenIface(arguments, &name);
     std::shared_ptr<CccActivity::ICccController> controller;
     Check(iface->cccController(&controller), "get the CCC controller");
     if (controller == nullptr) throw Failure(kRefused, "interface " + name + " has no CCC");
-    const auto ccc = std::make_shared<CccActivity>(
-        controller, name, SmallNumber(arguments, "delay_ms", 0, kMaxDelayMs),
-        SmallNumber(arguments, "channel", 9, kMaxChannel));
-    Begin(ccc, name, /*block_stride=*/1);
+    Begin(std::make_shared<CccActivity>(controller, name, delay_ms, channel), name,
+          /*block_stride=*/1);
     Note(Tone::kInfo, "CCC session on " + name + "; its ranging is between key and car alone");
 }
 
@@ -221,15 +222,18 @@ void Station::OnMeasurements(const std::vector<Measurement>& measurements) {
             return world_.Of(iface_, measurement);
         });
     } catch (const Failure& failure) {
-        // Such as a disk that is full: ranging goes on without what it was for.
-        board_.StopRecording("it could not be written");
+        // Such as a disk that is full: the recording is over, ranging goes on.
         Note(Tone::kError, failure.what());
     }
 }
 
 void Station::OnControlees(const std::string& event, const std::vector<std::string>& peers,
                            const std::string& words) {
-    board_.OnControlees(event, peers);
+    try {
+        board_.OnControlees(event, peers);
+    } catch (const Failure& failure) {
+        Note(Tone::kError, failure.what());
+    }
     Note(event.ends_with("failed") ? Tone::kWarning : Tone::kInfo, words);
     PublishState();
 }

@@ -6,6 +6,8 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <mutex>
+#include <set>
 #include <thread>
 
 #include "uwbctl/client/client.h"
@@ -125,6 +127,8 @@ class WebServer::Impl : private httplib::Server {
     int port_ = 0;
     std::atomic<int> streams_ = 0;
     std::atomic<bool> is_stopping_ = false;
+    std::mutex sockets_mutex_;
+    std::set<socket_t> sockets_;  // Of those who are served.
     std::thread thread_;
 };
 
@@ -209,6 +213,11 @@ void WebServer::Impl::Stop() {
     if (!thread_.joinable()) return;
     is_stopping_ = true;
     stop();
+    {
+        // Those that wait for a request, or for the rest of one, need not.
+        const std::lock_guard lock(sockets_mutex_);
+        for (const socket_t socket : sockets_) shutdown(socket, SHUT_RD);
+    }
     thread_.join();
 }
 
@@ -228,6 +237,10 @@ std::optional<Refusal> WebServer::Impl::Check(const Request& request) const {
 }
 
 bool WebServer::Impl::process_and_close_socket(socket_t socket) {
+    {
+        const std::lock_guard lock(sockets_mutex_);
+        sockets_.insert(socket);
+    }
     Connection connection(socket);
     bool goes_on = true;
     for (int count = 1; goes_on && !is_stopping_; count++) {
@@ -240,6 +253,8 @@ bool WebServer::Impl::process_and_close_socket(socket_t socket) {
                   process_request(connection, is_last, is_closed, look) && is_good && !is_closed &&
                   !is_last;
     }
+    const std::lock_guard lock(sockets_mutex_);
+    sockets_.erase(socket);
     shutdown(socket, SHUT_RDWR);
     close(socket);
     return true;

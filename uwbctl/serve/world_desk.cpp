@@ -195,7 +195,11 @@ std::optional<PeerTruth> WorldDesk::Of(const std::string& iface, const Measureme
     const auto peer = ParseThingId(measurement.peer);
     if (!radio || !peer) return std::nullopt;
     // A report's measurements come together.
-    if (!latest_ || latest_->time_ns < measurement.timestamp_ns) Look();
+    try {
+        if (!latest_ || latest_->time_ns < measurement.timestamp_ns) Look();
+    } catch (const Failure&) {
+        return std::nullopt;  // The driver may be on its way out; the measurement stands.
+    }
     const auto from = At(*radio, measurement.timestamp_ns);
     const auto to = At(*peer, measurement.timestamp_ns);
     if (!from || !to) return std::nullopt;

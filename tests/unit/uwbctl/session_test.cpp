@@ -79,6 +79,15 @@ TEST(SessionTest, SettingsAreTakenUpToTheirBoundsAndNoFurther) {
         EXPECT_THAT(outcome, HasSubstr(says)) << setting.substr(0, 40);
         EXPECT_LT(outcome.size(), 500U);
     }
+    FiraTwrSession session;
+    try {
+        ApplyJson({{"staticStsIV", "c0ffee-"}}, "session", &session);
+        ADD_FAILURE();
+    } catch (const Failure& failure) {
+        EXPECT_STREQ(failure.what(),
+                     "session: staticStsIV: expected bytes as \"0x1234\" or \"12:34\"")
+            << "whoever looks on is told of failures as well";
+    }
 }
 
 TEST(SessionTest, ComesFromPresetThenFileThenOptionsThenSettings) {
