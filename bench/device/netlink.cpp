@@ -78,7 +78,8 @@ void MeasureNetlink(const Plan& plan) {
     LayOutTags(1);
     if (!radio.Init(NewSession(1, 50))) throw Failure("the session was refused");
     LooperBackedEventLoop loop;
-    NlSocketFactory factory(&loop);
+    // As what ships reads: by event, which receives a message once, as the floors do.
+    NlSocketFactory factory(&loop, NotificationMode::kEvent);
     const std::unique_ptr<NlSocket> ours = factory.Create();
     nl_msg* msg = radio.NewStrideRequest(kSession);
     RawSocket raw(msg);
