@@ -2,7 +2,6 @@
 #include "uwbctl/commands/fira_range.h"
 
 #include <aidl/hardware/velta/uwb/IFiraController.h>
-#include <android-base/stringprintf.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -20,13 +19,11 @@ namespace uwbctl {
 namespace {
 
 using namespace ::aidl::hardware::velta::uwb;
-using ::android::base::StringPrintf;
 using ::ndk::ScopedAStatus;
 using std::chrono::milliseconds;
 
 // The radio reports a stop after the round that it is in.
 constexpr milliseconds kStopPatience{5000};
-// Without a report for so many blocks, and a second on top, the radio is taken for dead.
 
 void SetAngles(const std::string& angles, FiraTwrSession* session) {
     session->aoaResultRequest =
