@@ -169,8 +169,8 @@ TEST_P(FaultTableTest, IsToldInTimeAndMended) {
     const std::string event = command.event;
     const bool is_answered = event.starts_with("hw_") || event == "calibration_set";
     const bool is_overtaken = command.ack == Command::Ack::kFirst;
-    const char* kOvertaken = "Error reading message: Message sequence number mismatch";
-    const char* kSilence = "Error reading message: Try again";
+    constexpr char kOvertaken[] = "Error reading message: Message sequence number mismatch";
+    constexpr char kSilence[] = "Error reading message: Try again";
     const struct {
         const char *fault, *log;
         bool fails;

@@ -49,6 +49,7 @@ struct ThingId {
     Kind kind = Kind::kTag;
     uint64_t number = 0;
 
+    // NOLINTNEXTLINE(modernize-use-nullptr): clang-tidy takes the comparison with 0 for a pointer.
     auto operator<=>(const ThingId&) const = default;
 };
 

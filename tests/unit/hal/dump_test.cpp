@@ -16,7 +16,6 @@
 namespace hardware::velta {
 namespace {
 
-using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::Not;
 
@@ -24,7 +23,7 @@ using ::testing::Not;
 class Pipe {
   public:
     Pipe() {
-        EXPECT_EQ(pipe(ends_.data()), 0);
+        EXPECT_EQ(pipe2(ends_.data(), O_CLOEXEC), 0);
         fcntl(ends_[1], F_SETPIPE_SZ, getpagesize());
         fcntl(ends_[0], F_SETFL, O_NONBLOCK);
     }
@@ -36,7 +35,7 @@ class Pipe {
     int in() const { return ends_[1]; }
     void LeaveReader() {
         close(ends_[0]);
-        ends_[0] = open("/dev/null", O_RDONLY);
+        ends_[0] = open("/dev/null", O_RDONLY | O_CLOEXEC);
     }
     std::string Read() const {
         std::string text;
