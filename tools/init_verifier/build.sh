@@ -34,6 +34,7 @@ build() {
     -DCMAKE_UNITY_BUILD_BATCH_SIZE=10 -DCMAKE_PREFIX_PATH="$prefix" -DANDROID_SRC="$work/src" &&
     cmake --build "$work/build"
 }
+say "building Android's checker of init scripts"
 run_logged init-verifier build
 mv "$work/build/host_init_verifier" "$verifier"
 echo "$verifier"
