@@ -347,7 +347,8 @@ def test_links_of_documents_lead_somewhere():
 
 def test_sources_name_their_licence():
     code = ('*.cpp', '*.h', '*.c', '*.aidl', '*.bp', '*.cmake', '*CMakeLists.txt', '*.sh', '*.py', '*.lua', '*.java',
-            '*.rs', '*.mk', '*.te', '*.rc', '*.xml', '*_contexts', '*Makefile', '*Kbuild', 'dev', 'sim/device/guest/*')
+            '*.rs', '*.js', '*.mjs', '*.css', '*.pl', '*.mk', '*.te', '*.rc', '*.xml', '*_contexts', '*Makefile',
+            '*Kbuild', 'dev', 'sim/device/guest/*')
     for path in tracked(*code, ':!aidl/aidl_api'):
         head = '\n'.join(read(path).split('\n')[:3])
         assert 'SPDX-License-Identifier: ' in head, f'{path} names no licence'
