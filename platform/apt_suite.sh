@@ -7,6 +7,7 @@
 #
 #   apt_suite_download SUITE DIR PACKAGE...   the .deb files of PACKAGE (or PACKAGE=VERSION) into DIR
 #   apt_suite_source SUITE DIR SOURCE         the original source tarball of SOURCE into DIR
+#   apt_suite_kept_source SUITE SOURCE        prints where that tarball is in the cache; fetches it if it is not
 
 # apt_suite_mirrors: the Debian archives that this machine's apt is set up with, likeliest first.
 # apt itself is asked, which knows both notations (sources.list and *.sources).
@@ -122,4 +123,14 @@ apt_suite_source() {
   apt_suite_run_ "$suite" "$to" source --tar-only --download-only "$source" ||
     die "could not download the source of $source from Debian $suite (see above):" \
       "check the network, then run again"
+}
+
+apt_suite_kept_source() {
+  # platform/build.sh keeps those that it builds from as SOURCE-KEY, APT calls them SOURCE_VERSION.
+  local kept=("$CACHE/downloads/$2"[-_]*.orig.tar*)
+  if [ ! -f "${kept[0]}" ]; then
+    apt_suite_source "$1" "$CACHE/downloads" "$2"
+    kept=("$CACHE/downloads/$2"_*.orig.tar*)
+  fi
+  printf '%s\n' "${kept[0]}"
 }

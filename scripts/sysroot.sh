@@ -12,7 +12,7 @@ ROOT=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 # What ./dev installs for this machine's own programs, and what the virtual device has of them.
 PACKAGES=(
   libc6-dev libstdc++-12-dev libnl-3-dev libnl-genl-3-dev libseccomp-dev libncurses-dev libcli11-dev
-  nlohmann-json3-dev libgtest-dev libgmock-dev util-linux zlib1g)
+  nlohmann-json3-dev libcpp-httplib-dev libeigen3-dev libgtest-dev libgmock-dev util-linux zlib1g)
 
 [ -n "$CROSS" ] || die "programs for $ARCH need no folder of their own here"
 sysroot=$CACHE/sysroot-$(content_key "${BASH_SOURCE[0]}")
@@ -23,7 +23,7 @@ fi
 exec 9>"$CACHE/sysroot.lock"
 flock 9
 if [ ! -d "$sysroot" ]; then
-  say "downloading what programs for $ARCH are built against (22 MB)"
+  say "downloading what programs for $ARCH are built against (31 MB)"
   # A list that is missing need not be one of those that are wanted.
   run_quietly "sysroot-lists-$ARCH" apt_for_arch apt-get update || say "APT did not get all lists for $ARCH"
   run_logged "sysroot-packages-$ARCH" apt_for_arch apt-get -y --no-install-recommends --download-only \

@@ -26,7 +26,7 @@ qemu=
 trap '[ -z "$qemu" ] || kill "$qemu" 2>/dev/null; rm -rf "$work"' EXIT
 host=$work/host
 mkdir -p "$host/next"
-cp "$packages"/*.deb "$ROOT/tests/install/guest.sh" "$host/"
+cp "$packages"/*.deb "$ROOT"/{tests/install/guest.sh,packaging/linux/README.md} "$host/"
 
 # What would come next: the same, but for its number and for what it says in its settings.
 next() {

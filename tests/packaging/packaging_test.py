@@ -25,7 +25,6 @@ PLATFORM_MODULES = {
     'libcli11_headers', 'libcpphttplib_headers', 'libeigen', 'libncurses', 'libnlohmann_json_headers'}
 REFERENCES = ('defaults', 'static_libs', 'shared_libs', 'header_libs', 'default_applicable_licenses')
 PATHS = ('srcs', 'src', 'init_rc', 'vintf_fragments', 'license_text', 'test_config', 'export_include_dirs')
-SERVICE_KEYWORDS = {'interface': 2, 'class': None, 'user': 1, 'group': None, 'capabilities': None}
 POLICY_MACROS = {
     'hal_server_domain', 'init_daemon_domain', 'binder_use', 'binder_call', 'add_service', 'dump_hal', 'get_prop',
     'set_prop', 'vendor_internal_prop'}
@@ -176,20 +175,36 @@ def test_xml_is_well_formed():
     assert module(names['module-name'])
 
 
+def init_refuses(script, properties):
+    """What Android's init has against a script, by its own parser and table of users; None for nothing."""
+    run = subprocess.run([VERIFIER, f'--property-contexts={properties}', script], capture_output=True, text=True, check=False)
+    return run.stderr if run.returncode else None
+
+
+def test_init_takes_the_script_and_the_properties():
+    contexts = ANDROID + 'sepolicy/property_contexts'
+    refusal = init_refuses(INIT_SCRIPT, contexts)
+    assert refusal is None, refusal
+    # A parser that takes everything tells nothing.
+    with tempfile.TemporaryDirectory() as folder:
+        for path, pattern, wrong, reason in (
+                (INIT_SCRIPT, 'class hal', 'klass hal', "Invalid keyword 'klass'"),
+                (INIT_SCRIPT, 'class hal', 'class', 'at least 1 argument'),
+                (INIT_SCRIPT, 'user uwb', 'user uwbb', "UID for 'uwbb'"),
+                (INIT_SCRIPT, 'SYS_NICE$', 'SYS_NICER', "invalid capability 'SYS_NICER'"),
+                (contexts, ' string$', ' text', "Type 'text' is not valid")):
+            text, changes = re.subn(pattern, wrong, read(path), flags=re.M)
+            assert changes, f'{path} has no "{pattern}"'
+            with open(f'{folder}/wrong', 'w', encoding='utf-8') as file:
+                file.write(text)
+            refusal = init_refuses(*[file.name if known == path else known for known in (INIT_SCRIPT, contexts)])
+            assert refusal and reason in refusal, f'{wrong}: {refusal}'
+
+
 def test_init_starts_the_service():
-    service, options = None, {}
-    for line in read(INIT_SCRIPT).splitlines():
-        words = line.split('#')[0].split()
-        if not words:
-            continue
-        if not line.startswith(' '):
-            assert words[0] == 'service' and service is None, f'not a section that is known here: {line}'
-            service = words[1:]
-            continue
-        arity = SERVICE_KEYWORDS.get(words[0], 0)
-        assert words[0] in SERVICE_KEYWORDS and len(words) > 1, f'not an option of a service: {line}'
-        assert arity is None or len(words) == arity + 1, f'wrong number of words: {line}'
-        options[words[0]] = words[1:]
+    lines = [line.split('#')[0].split() for line in read(INIT_SCRIPT).splitlines()]
+    (_, *service), *options = [words for words in lines if words]
+    options = {words[0]: words[1:] for words in options}
     name, _, instance = manifest()
     assert service[1:] == [installed_binary()], f'{service} is not what is installed'
     assert options['interface'] == ['aidl', f'{name}.{instance}'], 'init names another instance'
@@ -332,7 +347,8 @@ def test_links_of_documents_lead_somewhere():
 
 def test_sources_name_their_licence():
     code = ('*.cpp', '*.h', '*.c', '*.aidl', '*.bp', '*.cmake', '*CMakeLists.txt', '*.sh', '*.py', '*.lua', '*.java',
-            '*.rs', '*.mk', '*.te', '*.rc', '*.xml', '*_contexts', '*Makefile', '*Kbuild', 'dev', 'sim/device/guest/*')
+            '*.rs', '*.js', '*.mjs', '*.css', '*.pl', '*.mk', '*.te', '*.rc', '*.xml', '*_contexts', '*Makefile',
+            '*Kbuild', 'dev', 'sim/device/guest/*')
     for path in tracked(*code, ':!aidl/aidl_api'):
         head = '\n'.join(read(path).split('\n')[:3])
         assert 'SPDX-License-Identifier: ' in head, f'{path} names no licence'
@@ -340,7 +356,7 @@ def test_sources_name_their_licence():
         assert wanted in head, f'{path} is not {wanted}'
 
 
-AIDL = os.path.abspath(sys.argv[1])
+AIDL, VERIFIER = map(os.path.abspath, sys.argv[1:])
 passed = failed = 0
 for name, test in [entry for entry in globals().items() if entry[0].startswith('test_')]:
     if test is test_dissector_reads_a_capture and not shutil.which('tshark'):
