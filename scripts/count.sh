@@ -17,7 +17,7 @@ tests=('tests/*' 'fuzz/replay_main.cpp' ':!*.pcapng' ':!*.xml')
 test_lines=$(lines "${tests[@]}")
 all=$(lines "${code[@]}")
 tools=$(lines 'bench/*.cpp' 'bench/*.h' 'bench/*.sh' 'bench/CMakeLists.txt' 'fuzz/*.cpp' 'fuzz/*.h' 'fuzz/*.sh' \
-  'fuzz/CMakeLists.txt' ':!fuzz/replay_main.cpp')
+  'fuzz/CMakeLists.txt' 'soak/*' ':!fuzz/replay_main.cpp')
 product=$((all - test_lines - tools))
 printf 'product %6d lines\ntests   %6d lines, %d %% of it\n' "$product" "$test_lines" $((100 * test_lines / product))
-printf 'tools   %6d lines (benchmarks, fuzzers), in neither\n' "$tools"
+printf 'tools   %6d lines (benchmarks, fuzzers, soak), in neither\n' "$tools"

@@ -44,4 +44,5 @@ room sim/radio/world net/mcps802154.h wire/
 room sim/radio/core net/mcps802154.h wire/ world/
 room sim/radio/modes net/mcps802154.h wire/ world/ core/
 room sim/radio/tests net/mcps802154.h wire/ world/ core/ modes/
+room soak bench/ # A client; the drawing of sessions and the guest's files are those of the benchmarks.
 exit $status

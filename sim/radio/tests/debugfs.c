@@ -30,6 +30,7 @@ static const struct text_file text_files[] = {
 	{ "world", sim_world_show, sim_world_write },
 	{ "paths", sim_world_show_paths },
 	{ "faults", sim_faults_show, sim_faults_write },
+	{ "counts", sim_counts_show },
 };
 
 static int text_show(struct seq_file *file, void *data)

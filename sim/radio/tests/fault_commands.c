@@ -266,7 +266,7 @@ int sim_faults_write(const char *text, size_t len)
 
 /* ---- Text ---- */
 
-static const char *event_name(enum sim_event event)
+const char *sim_event_name(enum sim_event event)
 {
 	size_t i;
 
@@ -303,7 +303,7 @@ static void show_fault(struct seq_file *file, const struct sim_fault *fault)
 		seq_putc(file, '*');
 	else
 		seq_printf(file, "%d", fault->radio);
-	seq_printf(file, " %s %s", event_name(fault->event), action->name);
+	seq_printf(file, " %s %s", sim_event_name(fault->event), action->name);
 	if (action->has & HAS_PATH)
 		show_path(file, fault);
 	if (action->has & HAS_ARG)

@@ -77,14 +77,15 @@ int sim_fault_add(const struct sim_fault *fault)
 
 /* ---- Messages ---- */
 
-static int message_repeat(struct sk_buff *skb, u32 portid, u32 copies)
+static int message_repeat(enum sim_event event, struct sk_buff *skb, u32 portid,
+			  u32 copies)
 {
 	struct sk_buff *copy;
 	int err = 0;
 
 	while (!err && copies--) {
 		copy = skb_copy(skb, GFP_KERNEL);
-		err = copy ? sim_message_send(copy, portid) : -ENOMEM;
+		err = copy ? sim_send_counted(event, copy, portid) : -ENOMEM;
 	}
 	nlmsg_free(skb);
 	return err;
@@ -94,6 +95,8 @@ static int message_repeat(struct sk_buff *skb, u32 portid, u32 copies)
 static int message_send_faulty(struct sim_radio *radio, struct sk_buff *skb,
 			       u32 portid, const struct sim_fault *fault)
 {
+	/* As it was before it is changed. */
+	enum sim_event event = fault->event;
 	struct sk_buff *faulty;
 
 	switch (fault->action) {
@@ -101,25 +104,26 @@ static int message_send_faulty(struct sim_radio *radio, struct sk_buff *skb,
 		nlmsg_free(skb);
 		return 0;
 	case SIM_FAULT_LATE:
-		return sim_late_add(radio, skb, portid, fault->arg);
+		return sim_late_add(radio, event, skb, portid, fault->arg);
 	case SIM_FAULT_REPEAT:
-		return message_repeat(skb, portid, fault->arg);
+		return message_repeat(event, skb, portid, fault->arg);
 	default:
 		faulty = sim_rewrite(skb, fault);
 		nlmsg_free(skb);
-		return faulty ? sim_message_send(faulty, portid) :
+		return faulty ? sim_send_counted(event, faulty, portid) :
 				-ENOMEM;
 	}
 }
 
 static void fault_ntf(struct sim_radio *radio, struct sk_buff *skb, u32 portid)
 {
+	enum sim_event event = sim_event_of_ntf(skb);
 	struct sim_fault fault;
 
-	if (fault_take(radio, sim_event_of_ntf(skb), SIM_FAULTS_OF_NTF, &fault))
+	if (fault_take(radio, event, SIM_FAULTS_OF_NTF, &fault))
 		message_send_faulty(radio, skb, portid, &fault);
 	else
-		sim_message_send(skb, portid);
+		sim_send_counted(event, skb, portid);
 }
 
 static int fault_reply(struct sim_radio *radio, struct genl_info *info,
@@ -129,7 +133,8 @@ static int fault_reply(struct sim_radio *radio, struct genl_info *info,
 
 	if (request_fault) {
 		if (request_fault->action == SIM_FAULT_LATE)
-			return sim_late_add(radio, skb, info->snd_portid,
+			return sim_late_add(radio, SIM_EVENT_NONE, skb,
+					    info->snd_portid,
 					    request_fault->arg);
 		nlmsg_free(skb);
 		return 0;
@@ -187,7 +192,7 @@ static int dump_late(struct sim_radio *first, u32 portid, u32 seq,
 		return -EMSGSIZE;
 	}
 	memset(nlmsg_data(done), 0, sizeof(int));
-	return sim_late_add(first, skb, portid, delay_ms);
+	return sim_late_add(first, SIM_EVENT_NONE, skb, portid, delay_ms);
 }
 
 /* Faults of a dump as a whole hang on the first radio. */

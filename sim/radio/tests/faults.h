@@ -92,6 +92,8 @@ enum sim_event sim_event_of_reply(const struct genl_info *info);
 enum sim_event sim_event_of_ntf(const struct sk_buff *skb);
 /* Is it a call into a region? */
 bool sim_event_is_region_call(enum sim_event event);
+/* As in the file of faults. */
+const char *sim_event_name(enum sim_event event);
 
 /* ---- The faults there are (faults.c), as text (fault_commands.c) ---- */
 
@@ -111,10 +113,16 @@ struct sk_buff *sim_rewrite(const struct sk_buff *skb,
 /* ---- Late messages (late.c) ---- */
 
 /* Takes a message over and sends it after that many milliseconds. */
-int sim_late_add(struct sim_radio *radio, struct sk_buff *skb, u32 portid,
-		 u32 delay_ms);
+int sim_late_add(struct sim_radio *radio, enum sim_event event,
+		 struct sk_buff *skb, u32 portid, u32 delay_ms);
 /* Acknowledges a request, or refuses it, after that many milliseconds. */
 int sim_late_ack(struct sim_radio *radio, const struct genl_info *info,
 		 int err, u32 delay_ms);
+
+/* ---- Counts (counts.c) ---- */
+
+/* Takes a message over, sends it, and counts it if it is a notification. */
+int sim_send_counted(enum sim_event event, struct sk_buff *skb, u32 portid);
+void sim_counts_show(struct seq_file *file);
 
 #endif /* SIM_FAULTS_H */

@@ -19,12 +19,13 @@ static struct list_head *late_list(const struct sim_radio *radio)
 struct late {
 	struct list_head node;
 	u64 due_ns;
+	enum sim_event event;
 	u32 portid;
 	struct sk_buff *skb;
 };
 
-int sim_late_add(struct sim_radio *radio, struct sk_buff *skb, u32 portid,
-		 u32 delay_ms)
+int sim_late_add(struct sim_radio *radio, enum sim_event event,
+		 struct sk_buff *skb, u32 portid, u32 delay_ms)
 {
 	struct late *late = kzalloc(sizeof(*late), GFP_KERNEL);
 
@@ -33,6 +34,7 @@ int sim_late_add(struct sim_radio *radio, struct sk_buff *skb, u32 portid,
 		return -ENOMEM;
 	}
 	late->due_ns = ktime_get_ns() + delay_ms * (u64)NSEC_PER_MSEC;
+	late->event = event;
 	late->portid = portid;
 	late->skb = skb;
 	list_add_tail(&late->node, late_list(radio));
@@ -61,7 +63,8 @@ int sim_late_ack(struct sim_radio *radio, const struct genl_info *info,
 	ack = nlmsg_data(nlh);
 	ack->error = err;
 	ack->msg = *info->nlhdr;
-	return sim_late_add(radio, skb, info->snd_portid, delay_ms);
+	return sim_late_add(radio, SIM_EVENT_NONE, skb, info->snd_portid,
+			    delay_ms);
 }
 
 static void late_forget(struct late *late)
@@ -77,7 +80,7 @@ static void late_tick(struct sim_radio *radio, u64 now_ns)
 	list_for_each_entry_safe(late, next, late_list(radio), node) {
 		if (late->due_ns > now_ns)
 			continue;
-		sim_message_send(late->skb, late->portid);
+		sim_send_counted(late->event, late->skb, late->portid);
 		late_forget(late);
 	}
 }
