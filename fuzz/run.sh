@@ -79,7 +79,7 @@ fuzz_one() {
 name=${1:-all} seconds=${2:-60} failed=0
 [[ $seconds =~ ^[1-9][0-9]*$ ]] || die "not a number of seconds: $seconds"
 [ "$name" = all ] || [ -x "$BUILD/bin/fuzz_$name" ] || die "no fuzzer '$name'; there are: ${FUZZERS[*]}"
-"$BUILD/bin/fuzz_seeds" "$BUILD/seeds"
+"$BUILD/bin/fuzz_seeds" "$BUILD/seeds" "$ROOT/sim/device/scenes"
 for fuzzer in "${FUZZERS[@]}"; do
   if [ "$name" = all ] || [ "$name" = "$fuzzer" ]; then fuzz_one "$fuzzer" "$seconds" || failed=1; fi
 done

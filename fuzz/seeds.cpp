@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 
-// Writes the inputs that the fuzzers start from: fuzz_seeds FOLDER makes FOLDER/FUZZER/NUMBER.
+// Writes the inputs that the fuzzers start from: fuzz_seeds FOLDER SCENES makes
+// FOLDER/FUZZER/NUMBER; SCENES is the folder of the virtual device's.
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
@@ -9,6 +10,7 @@
 #include <vector>
 
 #include "fuzz/parcel_actions.h"
+#include "fuzz/radio_seeds.h"
 #include "fuzz/scripted_netlink.h"
 #include "fuzz/transport_steps.h"
 #include "tests/unit/net/wire.h"
@@ -228,15 +230,15 @@ Inputs Parcels() {
 }  // namespace
 
 int main(int argc, char** argv) {
-    if (argc != 2) {
-        fprintf(stderr, "usage: fuzz_seeds FOLDER\n");
+    if (argc != 3) {
+        fprintf(stderr, "usage: fuzz_seeds FOLDER SCENES\n");
         return 2;
     }
     SilenceLog();
     const std::map<std::string, Inputs> fuzzers = {
         {"netlink_replies", Replies()},  {"netlink_transport", Transport()},
         {"config_files", ConfigFiles()}, {"uwbctl_files", UwbctlFiles()},
-        {"parcels", Parcels()}};
+        {"parcels", Parcels()},          {"radio", RadioSeeds(argv[2])}};
     for (const auto& [name, inputs] : fuzzers) {
         const std::filesystem::path folder = std::filesystem::path(argv[1]) / name;
         std::filesystem::create_directories(folder);
