@@ -5,6 +5,7 @@
 #include <sanitizer/lsan_interface.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdlib>
 #include <stdexcept>
@@ -160,9 +161,42 @@ extern "C" int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/) {
     return 0;
 }
 
+extern "C" size_t LLVMFuzzerMutate(uint8_t* data, size_t size, size_t max_size);
+
+namespace {
+
+// Puts a message behind the byte that chooses its reader.
+size_t Output(uint8_t reader, const hardware::velta::Bytes& message, uint8_t* out,
+              size_t max_size) {
+    if (1 + message.size() > max_size) return 0;
+    out[0] = reader;
+    std::copy(message.begin(), message.end(), out + 1);
+    return 1 + message.size();
+}
+
+}  // namespace
+
 extern "C" size_t LLVMFuzzerCustomMutator(uint8_t* data, size_t size, size_t max_size,
                                           unsigned int seed) {
-    return hardware::velta::MutateNetlinkMessage(data, size, max_size, 1, seed);
+    using namespace hardware::velta;
+    Chance chance(seed);
+    if (MutatesBytesOnly() || size < 1 + NLMSG_HDRLEN || chance.OneIn(8)) {
+        return LLVMFuzzerMutate(data, size, max_size);
+    }
+    Bytes message(data + 1, data + size);
+    MutateMessages(&message, &chance);
+    return Output(data[0], message, data, max_size);
+}
+
+extern "C" size_t LLVMFuzzerCustomCrossOver(const uint8_t* data1, size_t size1,
+                                            const uint8_t* data2, size_t size2, uint8_t* out,
+                                            size_t max_size, unsigned int seed) {
+    using namespace hardware::velta;
+    if (MutatesBytesOnly() || size1 == 0 || size2 == 0) return 0;
+    Chance chance(seed);
+    Bytes message(data1 + 1, data1 + size1);
+    GraftMessages(&message, Bytes(data2 + 1, data2 + size2), &chance);
+    return Output(data1[0], message, out, max_size);
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {

@@ -1,14 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 
-// NlSocket and NlMessageReader over a scripted stream: the input is a list of steps, each a
+// NlSocket and NlMessageReader over a scripted stream: the input is a course of steps, each a
 // request, a read, a watch or a datagram with whatever errors, senders, sequence numbers and parts.
-#include <fuzzer/FuzzedDataProvider.h>
 #include <linux/genetlink.h>
 #include <netlink/genl/genl.h>
 
 #include <memory>
 
 #include "fuzz/scripted_netlink.h"
+#include "fuzz/transport_steps.h"
 #include "net/nl_attr.h"
 #include "net/nl_socket_factory.h"
 #include "net/unique_nl_msg.h"
@@ -18,82 +18,71 @@ namespace {
 
 class Transport {
   public:
-    explicit Transport(FuzzedDataProvider* input) : input_(*input) {
+    Transport() {
         // Nothing is answered but by the input.
         ScriptedNetlink::Get().Reset();
         ScriptedNetlink::Get().on_request = nullptr;
-        mode_ = input_.ConsumeBool() ? NotificationMode::kEvent : NotificationMode::kPoll;
         Renew();
     }
 
-    void Run() {
-        constexpr int kMaxSteps = 64;
-        for (int i = 0; i < kMaxSteps && input_.remaining_bytes() > 0; i++) Step();
+    void Take(const Step& step) {
+        // As all who use a socket do: what it hands on may make them drop it.
+        const std::shared_ptr<NlSocket> held = socket_;
+        const bool is_odd = step.argument % 2 != 0;
+        const auto handle = [this](nl_msg* data) { return Handle(data); };
+        switch (step.kind % kTransportSteps) {
+            case kDatagram:
+                return Receive(step);
+            case kReadError:
+                return ScriptedNetlink::Get().QueueForAll({.error = 1 + step.argument % 34});
+            case kAwaitAck:
+                return Request(is_odd, [&](nl_msg* msg) { socket_->SendAndAwaitAck(msg, handle); });
+            case kAwaitResponse:
+                return Request(is_odd, [&](nl_msg* msg) {
+                    socket_->SendAndAwaitResponse(
+                        msg, [this](nl_msg* data) { Handle(data); }, step.argument / 2);
+                });
+            case kReceive:
+                socket_->ReceiveMessage(handle);
+                return;
+            case kResolve:
+                socket_->Resolve("mcps802154");
+                return;
+            case kWatch:
+                socket_->WatchNetlinkSocket(socket_, handle);
+                return;
+            case kPass:
+                return loop_.Pass();
+            case kSetLostHandler:
+                return socket_->SetLostHandler([this] { Renew(); });
+            case kDisableChecks:
+                return is_odd ? socket_->DisableSeqCheck() : socket_->DisableAutoAck();
+            case kStopWatch:
+                socket_->StopWatchNetlinkSocket();
+                return;
+            case kSetup:
+                socket_->Setup();
+                return;
+            default:
+                factory_ = is_odd ? &by_event_ : &polled_;
+                Renew();
+        }
     }
 
   private:
-    void Step() {
-        switch (input_.ConsumeIntegral<uint8_t>() % 12) {
-            case 0:
-            case 1:
-            case 2:
-                return Receive();
-            case 3:
-                return Request([this](nl_msg* msg) {
-                    socket_->SendAndAwaitAck(msg, [this](nl_msg* data) { return Handle(data); });
-                });
-            case 4:
-                return Request([this](nl_msg* msg) {
-                    const int expected = input_.ConsumeIntegral<uint8_t>();
-                    socket_->SendAndAwaitResponse(
-                        msg, [this](nl_msg* data) { Handle(data); }, expected);
-                });
-            case 5:
-                socket_->ReceiveMessage([this](nl_msg* data) { return Handle(data); });
-                return;
-            case 6:
-                socket_->Resolve("mcps802154");
-                return;
-            case 7:
-                socket_->WatchNetlinkSocket(socket_, [this](nl_msg* data) { return Handle(data); });
-                return;
-            case 8:
-                return loop_.Pass();
-            case 9:
-                socket_->SetLostHandler([this] { Renew(); });
-                return;
-            case 10:
-                return input_.ConsumeBool() ? socket_->DisableAutoAck()
-                                            : socket_->DisableSeqCheck();
-            default:
-                if (input_.ConsumeBool()) socket_->Setup();
-                socket_->StopWatchNetlinkSocket();
-        }
-    }
-
-    void Receive() {
-        enum : uint8_t { kAnswer = 1, kStranger = 2, kFailure = 4, kAck = 8, kTruncate = 16 };
-        const auto flags = input_.ConsumeIntegral<uint8_t>();
-        Datagram datagram;
-        if ((flags & kAck) != 0) {
-            datagram = Ack(input_.ConsumeIntegral<int8_t>());
-        } else if ((flags & kFailure) != 0) {
-            datagram.error = input_.ConsumeIntegralInRange<int>(1, 34);
-        } else {
-            datagram.bytes = input_.ConsumeBytes<uint8_t>(input_.ConsumeIntegral<uint8_t>());
-        }
-        if ((flags & kTruncate) != 0) datagram.bytes.resize(datagram.bytes.size() / 2);
-        datagram.is_answer = (flags & kAnswer) != 0;
-        datagram.sender = (flags & kStranger) != 0 ? 4242 : 0;
+    static void Receive(const Step& step) {
+        Datagram datagram = {.bytes = step.bytes,
+                             .sender = (step.argument & kIsStrange) != 0 ? 4242U : 0U,
+                             .is_answer = (step.argument & kIsAnswer) != 0};
+        if ((step.argument & kIsCut) != 0) datagram.bytes.resize(datagram.bytes.size() / 2);
         ScriptedNetlink::Get().QueueForAll(datagram);
     }
 
     template <typename Send>
-    void Request(const Send& send) {
+    void Request(bool is_dump, const Send& send) {
         UniqueNlMsg msg;
-        genlmsg_put(msg.get(), NL_AUTO_PORT, NL_AUTO_SEQ, kFamily, 0,
-                    input_.ConsumeBool() ? NLM_F_DUMP : 0, 1, 0);
-        const std::shared_ptr<NlSocket> held = socket_;  // As every user of a request does.
+        genlmsg_put(msg.get(), NL_AUTO_PORT, NL_AUTO_SEQ, kFamily, 0, is_dump ? NLM_F_DUMP : 0, 1,
+                    0);
         send(msg.get());
     }
 
@@ -105,13 +94,15 @@ class Transport {
     }
 
     void Renew() {
-        socket_ = NlSocketFactory(&loop_, mode_).Create();
+        socket_ = factory_->Create();
         if (socket_ == nullptr) abort();
     }
 
-    FuzzedDataProvider& input_;
-    NotificationMode mode_;
     ManualLoop loop_;
+    // They count what their sockets do, and outlive them.
+    NlSocketFactory by_event_{&loop_, NotificationMode::kEvent};
+    NlSocketFactory polled_{&loop_, NotificationMode::kPoll};
+    NlSocketFactory* factory_ = &by_event_;
     std::shared_ptr<NlSocket> socket_;
 };
 
@@ -123,8 +114,25 @@ extern "C" int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/) {
     return 0;
 }
 
+extern "C" size_t LLVMFuzzerCustomMutator(uint8_t* data, size_t size, size_t max_size,
+                                          unsigned int seed) {
+    using namespace hardware::velta;
+    return MutateSteps(data, size, max_size, seed, TransportContents());
+}
+
+extern "C" size_t LLVMFuzzerCustomCrossOver(const uint8_t* data1, size_t size1,
+                                            const uint8_t* data2, size_t size2, uint8_t* out,
+                                            size_t max_size, unsigned int seed) {
+    using namespace hardware::velta;
+    return CrossSteps(data1, size1, data2, size2, out, max_size, seed, TransportContents());
+}
+
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    FuzzedDataProvider input(data, size);
-    hardware::velta::Transport(&input).Run();
+    using namespace hardware::velta;
+    constexpr size_t kMaxSteps = 64;
+    Steps steps = ReadSteps(data, size);
+    if (steps.size() > kMaxSteps) steps.resize(kMaxSteps);
+    Transport transport;
+    for (const Step& step : steps) transport.Take(step);
     return 0;
 }

@@ -5,63 +5,21 @@
 #include <linux/netlink.h>
 
 #include <algorithm>
+#include <cerrno>
+#include <climits>
+#include <cstdlib>
 #include <cstring>
-#include <random>
-#include <vector>
+#include <string_view>
+#include <utility>
+
+#include "fuzz/netlink_messages.h"
 
 extern "C" size_t LLVMFuzzerMutate(uint8_t* data, size_t size, size_t max_size);
 
 namespace hardware::velta {
 namespace {
 
-constexpr size_t kHeaders = NLMSG_HDRLEN + GENL_HDRLEN;
-constexpr int kMaxDepth = 6;
-
-struct Attr {
-    uint16_t type = 0;
-    std::vector<uint8_t> value;
-    // In place of a value, for what looks like a nest.
-    std::vector<Attr> nest;
-};
-using Attrs = std::vector<Attr>;
-
-// Whether all of the bytes are attributes.
-bool Parse(const uint8_t* data, size_t size, int depth, Attrs* attrs) {
-    while (size >= NLA_HDRLEN) {
-        nlattr header;
-        memcpy(&header, data, sizeof(header));
-        if (header.nla_len < NLA_HDRLEN || header.nla_len > size || attrs->size() > 200)
-            return false;
-        Attr attr = {.type = header.nla_type};
-        const size_t length = header.nla_len - NLA_HDRLEN;
-        if (depth == 0 || length < NLA_HDRLEN ||
-            !Parse(data + NLA_HDRLEN, length, depth - 1, &attr.nest)) {
-            attr.nest.clear();
-            attr.value.assign(data + NLA_HDRLEN, data + header.nla_len);
-        }
-        attrs->push_back(std::move(attr));
-        const size_t step = std::min<size_t>(NLA_ALIGN(header.nla_len), size);
-        data += step;
-        size -= step;
-    }
-    return size == 0;
-}
-
-void Write(const Attrs& attrs, std::vector<uint8_t>* out) {
-    for (const Attr& attr : attrs) {
-        const size_t begin = out->size();
-        out->resize(begin + NLA_HDRLEN);
-        if (attr.nest.empty()) {
-            out->insert(out->end(), attr.value.begin(), attr.value.end());
-        } else {
-            Write(attr.nest, out);
-        }
-        const nlattr header = {.nla_len = static_cast<uint16_t>(out->size() - begin),
-                               .nla_type = attr.type};
-        memcpy(out->data() + begin, &header, sizeof(header));
-        out->resize(NLA_ALIGN(out->size()));
-    }
-}
+constexpr size_t kValueGrowth = 64;
 
 void CollectLists(Attrs* attrs, std::vector<Attrs*>* lists) {
     lists->push_back(attrs);
@@ -70,62 +28,163 @@ void CollectLists(Attrs* attrs, std::vector<Attrs*>* lists) {
     }
 }
 
-void ChangeValue(Attr* attr) {
-    constexpr size_t kRoom = 64;
-    if (!attr->nest.empty()) return;
-    const size_t size = attr->value.size();
-    attr->value.resize(size + kRoom);
-    attr->value.resize(LLVMFuzzerMutate(attr->value.data(), size, size + kRoom));
+// One of the lists of attributes of a message: its own, or a nest's.
+Attrs& AnyList(Message* message, Chance* chance) {
+    std::vector<Attrs*> lists;
+    CollectLists(&message->attrs, &lists);
+    return *lists[chance->Below(lists.size())];
 }
 
-void ChangeOne(Attrs* root, std::minstd_rand* random) {
-    const auto below = [random](size_t limit) { return (*random)() % limit; };
-    std::vector<Attrs*> lists;
-    CollectLists(root, &lists);
-    Attrs& list = *lists[below(lists.size())];
-    if (list.empty() || below(8) == 0) {
-        constexpr size_t kSizes[] = {0, 1, 2, 4, 8};
-        list.push_back({.type = static_cast<uint16_t>(below(16)),
-                        .value = std::vector<uint8_t>(kSizes[below(5)], below(256))});
+// Lengths that a check may be wrong about by one.
+void ResizeValue(Bytes* value, Chance* chance) {
+    constexpr size_t kSizes[] = {0, 1, 2, 3, 4, 5, 7, 8, 9, 16, 20, 21};
+    value->resize(kSizes[chance->Below(std::size(kSizes))],
+                  static_cast<uint8_t>(chance->Below(256)));
+}
+
+void ChangeAttr(Message* message, Chance* chance) {
+    Attrs& list = AnyList(message, chance);
+    if (list.empty() || chance->OneIn(8)) {
+        list.push_back({.type = static_cast<uint16_t>(chance->Below(16))});
+        ResizeValue(&list.back().value, chance);
         return;
     }
-    const size_t at = below(list.size());
-    switch (below(6)) {
+    const size_t at = chance->Below(list.size());
+    Attr& attr = list[at];
+    switch (chance->Below(8)) {
         case 0:
             list.erase(list.begin() + static_cast<ptrdiff_t>(at));
-            break;
+            return;
         case 1:
-            list.push_back(Attr(list[at]));
-            break;
+            list.push_back(Attr(attr));
+            return;
         case 2:
-            list[at].type = static_cast<uint16_t>(below(32) | (below(8) == 0 ? NLA_F_NESTED : 0));
-            break;
+            attr.type = static_cast<uint16_t>(chance->Below(48));
+            if (chance->OneIn(4))
+                attr.type |= chance->OneIn(2) ? NLA_F_NESTED : NLA_F_NET_BYTEORDER;
+            return;
         case 3:
-            list[at] = {.type = list[at].type, .nest = {Attr(list[at])}};
-            break;
+            attr = {.type = attr.type, .nest = {Attr(attr)}};
+            return;
+        case 4:
+            std::swap(attr, list[chance->Below(list.size())]);
+            return;
+        case 5:
+            attr.nest.clear();
+            ResizeValue(&attr.value, chance);
+            return;
         default:
-            ChangeValue(&list[at]);
+            if (attr.nest.empty()) MutateBytes(&attr.value, kValueGrowth);
+    }
+}
+
+// What ends an exchange: an acknowledgement or an error, with or without its reason; the end of a
+// list.
+Message Ending(Chance* chance) {
+    constexpr int32_t kCodes[] = {0,       0,        -EPERM, -ENOENT, -EAGAIN, -EBUSY,     -EINVAL,
+                                  -ERANGE, -ENOBUFS, -EINTR, INT_MIN, 1,       -EOPNOTSUPP};
+    Message message;
+    const int32_t code = kCodes[chance->Below(std::size(kCodes))];
+    message.header.nlmsg_type = chance->OneIn(3) ? NLMSG_DONE : NLMSG_ERROR;
+    message.fixed.resize(message.header.nlmsg_type == NLMSG_DONE ? sizeof(code) : sizeof(nlmsgerr));
+    memcpy(message.fixed.data(), &code, sizeof(code));
+    if (message.header.nlmsg_type == NLMSG_DONE) message.header.nlmsg_flags |= NLM_F_MULTI;
+    if (chance->OneIn(2)) {
+        message.header.nlmsg_flags |= NLM_F_CAPPED | NLM_F_ACK_TLVS;
+        message.attrs = {{.type = NLMSGERR_ATTR_MSG, .value = {'n', 'o', 0}},
+                         {.type = NLMSGERR_ATTR_OFFS, .value = {20, 0, 0, 0}}};
+    }
+    return message;
+}
+
+void ChangeHeader(Message* message, Chance* chance) {
+    constexpr uint16_t kFlags[] = {NLM_F_REQUEST, NLM_F_MULTI,     NLM_F_ACK,   NLM_F_ECHO,
+                                   NLM_F_DUMP,    NLM_F_DUMP_INTR, NLM_F_CAPPED};
+    constexpr uint16_t kTypes[] = {NLMSG_NOOP,    NLMSG_ERROR,  NLMSG_DONE,
+                                   NLMSG_OVERRUN, GENL_ID_CTRL, kFamily};
+    nlmsghdr& header = message->header;
+    switch (chance->Below(6)) {
+        case 0:
+            header.nlmsg_type = kTypes[chance->Below(std::size(kTypes))];
+            return;
+        case 1:
+            header.nlmsg_seq ^= 1U << chance->Below(32);
+            return;
+        case 2:
+            message->lies_of_length = !message->lies_of_length;
+            header.nlmsg_len += static_cast<uint32_t>(chance->Below(40)) - 20;
+            return;
+        case 3:  // The command, or a code.
+            MutateBytes(&message->fixed, 0);
+            return;
+        default:
+            header.nlmsg_flags ^= kFlags[chance->Below(std::size(kFlags))];
+    }
+}
+
+void ChangeMessages(Messages* messages, Chance* chance) {
+    const size_t at = chance->Below(messages->size());
+    const auto place = messages->begin() + static_cast<ptrdiff_t>(at);
+    switch (chance->Below(12)) {
+        case 0:
+            messages->insert(place, Message(*place));
+            return;
+        case 1:
+            if (messages->size() > 1) messages->erase(place);
+            return;
+        case 2:
+            std::swap(*place, (*messages)[chance->Below(messages->size())]);
+            return;
+        case 3:
+            messages->insert(place + 1, Ending(chance));
+            return;
+        case 4:
+        case 5:
+            return ChangeHeader(&*place, chance);
+        default:
+            ChangeAttr(&*place, chance);
     }
 }
 
 }  // namespace
 
-size_t MutateNetlinkMessage(uint8_t* data, size_t size, size_t max_size, size_t offset,
-                            unsigned int seed) {
-    std::minstd_rand random(seed);
-    Attrs attrs;
-    if (size < offset + kHeaders || random() % 4 == 0 ||
-        !Parse(data + offset + kHeaders, size - offset - kHeaders, kMaxDepth, &attrs)) {
-        return LLVMFuzzerMutate(data, size, max_size);
+bool MutatesBytesOnly() {
+    static const bool only = [] {
+        const char* mutator = getenv("FUZZ_MUTATOR");
+        return mutator != nullptr && std::string_view(mutator) == "bytes";
+    }();
+    return only;
+}
+
+void MutateBytes(Bytes* bytes, size_t growth) {
+    const size_t size = bytes->size();
+    if (size + growth == 0) return;
+    bytes->resize(size + growth);
+    bytes->resize(LLVMFuzzerMutate(bytes->data(), size, size + growth));
+}
+
+void MutateMessages(Bytes* datagram, Chance* chance) {
+    Messages messages = ReadMessages(*datagram);
+    if (messages.empty() || chance->OneIn(16)) return MutateBytes(datagram, kValueGrowth);
+    for (size_t changes = 1 + chance->Below(3); changes > 0; changes--) {
+        ChangeMessages(&messages, chance);
     }
-    for (size_t changes = 1 + random() % 3; changes > 0; changes--) ChangeOne(&attrs, &random);
-    std::vector<uint8_t> out(data, data + offset + kHeaders);
-    Write(attrs, &out);
-    if (out.size() > max_size) return LLVMFuzzerMutate(data, size, max_size);
-    const auto length = static_cast<uint32_t>(out.size() - offset);
-    memcpy(out.data() + offset, &length, sizeof(length));
-    memcpy(data, out.data(), out.size());
-    return out.size();
+    *datagram = WriteMessages(messages);
+}
+
+void GraftMessages(Bytes* datagram, const Bytes& from, Chance* chance) {
+    Messages messages = ReadMessages(*datagram);
+    Messages others = ReadMessages(from);
+    if (messages.empty() || others.empty()) return;
+    Message& message = messages[chance->Below(messages.size())];
+    Message& other = others[chance->Below(others.size())];
+    const Attrs& taken = AnyList(&other, chance);
+    if (taken.empty() || chance->OneIn(4)) {
+        messages.push_back(other);
+    } else {
+        AnyList(&message, chance).push_back(taken[chance->Below(taken.size())]);
+    }
+    *datagram = WriteMessages(messages);
 }
 
 }  // namespace hardware::velta

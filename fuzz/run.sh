@@ -1,9 +1,12 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: Apache-2.0
 #
-# run.sh [NAME|all] [SECONDS]: fuzzes, from the seeds, from what earlier runs have found
-# (build/fuzz/corpus) and from fuzz/regressions; then measures the lines that all of these reach.
-# ./dev fuzz builds the fuzzers and starts this.
+# run.sh [NAME] [SECONDS | --runs N | --compare SECONDS]: fuzzes, from the seeds, from what earlier runs
+# have found (build/fuzz/corpus) and from fuzz/regressions; then measures the lines that all of these
+# reach. --runs goes on until there have been so many executions, counting those of earlier calls.
+# --compare starts from the seeds alone, twice: by structure, and by any bytes. ./dev fuzz builds the
+# fuzzers and starts this.
+# shellcheck disable=SC2317 # What is done is called by its name.
 set -euo pipefail
 
 ROOT=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
@@ -11,7 +14,13 @@ ROOT=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 . "$ROOT/scripts/common.sh"
 
 BUILD=$ROOT/build/fuzz
-FUZZERS=(netlink_replies netlink_transport config_files uwbctl_files parcels)
+FUZZERS=(netlink_transport netlink_replies config_files uwbctl_files parcels)
+# Errors name fewer callers of malloc() than otherwise, which a second run of the input tells: half as
+# much again in the same time.
+export ASAN_OPTIONS=malloc_context_size=3:quarantine_size_mb=32
+# Some write files.
+[ ! -w /dev/shm ] || export TMPDIR=/dev/shm
+readonly TURN_SECONDS=300
 
 # What each fuzzer is for: the lines that are counted.
 files_under_test() {
@@ -26,15 +35,15 @@ files_under_test() {
 
 # What it tells about an input that ends it; limits are for a machine that is busy.
 options() {
-  printf '%s\n' -timeout=10 -rss_limit_mb=2048 -malloc_limit_mb=512
+  # The book-keeping of the entropic schedule costs more than the runs.
+  printf '%s\n' -print_final_stats=1 -entropic=0 -timeout=25 -rss_limit_mb=2048 -malloc_limit_mb=512
   case $1 in
-    parcels) echo -entropic=0 ;; # Its book-keeping costs more than the runs.
     netlink_*) echo "-dict=$ROOT/fuzz/netlink.dict" ;;
     *_files) echo "-dict=$ROOT/fuzz/files.dict" ;;
   esac
 }
 
-# covered NAME FOLDER...: "COVERED/LINES" of the files under test, reached by the inputs.
+# covered NAME FOLDER...: "COVERED of LINES" of the files under test, reached by the inputs.
 covered() {
   local name=$1 program=$BUILD/bin/fuzz_$1 profile=$BUILD/profiles/$1
   shift
@@ -51,36 +60,97 @@ covered() {
       - "$profile.txt"
 }
 
-fuzz_one() {
-  local name=$1 seconds=$2 status=0
-  local corpus=$BUILD/corpus/$name log=$BUILD/$name.log crashes=$BUILD/crashes/$name
-  local settings inputs=("$corpus" "$BUILD/seeds/$name")
+# play NAME CORPUS OPTION...: fuzzes; a failure names the input. The log is left in $log.
+play() {
+  local name=$1 corpus=$2 status=0 settings input inputs crashes=$BUILD/crashes/$1
+  shift 2
+  log=$BUILD/${corpus##*/}.log
+  inputs=("$corpus" "$BUILD/seeds/$name")
   [ -d "$ROOT/fuzz/regressions/$name" ] && inputs+=("$ROOT/fuzz/regressions/$name")
   mkdir -p "$corpus" "$crashes"
   mapfile -t settings < <(options "$name")
-  LLVM_PROFILE_FILE=/dev/null "$BUILD/bin/fuzz_$name" "${settings[@]}" -print_final_stats=1 \
-    -max_total_time="$seconds" -artifact_prefix="$crashes/" "${inputs[@]}" >"$log" 2>&1 || status=$?
-  if [ "$status" -ne 0 ]; then
-    local input
-    input=$(sed -n 's/.*Test unit written to //p' "$log" | tail -n 1)
-    grep -E 'ERROR:|runtime error|SUMMARY' "$log" | head -n 5 >&2 || true
-    printf 'error: %s failed; the log is in %s\n' "$name" "$log" >&2
-    printf 'error: to reproduce: %s %s\n' "$BUILD/bin/fuzz_$name" "${input:-(no input was written)}" >&2
-    return 1
-  fi
-  local runs rate edges
-  runs=$(sed -n 's/^stat::number_of_executed_units: *//p' "$log")
-  rate=$(sed -n 's/^stat::average_exec_per_sec: *//p' "$log")
-  edges=$(grep -o 'cov: [0-9]*' "$log" | tail -n 1)
-  printf '%-18s %9d executions in %d s, %6d a second, %s edges, %s\n' "$name" "$runs" "$seconds" "$rate" \
-    "${edges#cov: }" "$(covered "$name" "${inputs[@]}")"
+  LLVM_PROFILE_FILE=/dev/null "$BUILD/bin/fuzz_$name" "${settings[@]}" "$@" \
+    -artifact_prefix="$crashes/" "${inputs[@]}" >"$log" 2>&1 || status=$?
+  [ "$status" -ne 0 ] || return 0
+  input=$(sed -n 's/.*Test unit written to //p' "$log" | tail -n 1)
+  grep -E 'ERROR:|runtime error|SUMMARY' "$log" | head -n 5 >&2 || true
+  printf 'error: %s failed; the log is in %s\n' "$name" "$log" >&2
+  printf 'error: to reproduce: %s %s\n' "$BUILD/bin/fuzz_$name" "${input:-(no input was written)}" >&2
+  return 1
 }
 
-name=${1:-all} seconds=${2:-60} failed=0
-[[ $seconds =~ ^[1-9][0-9]*$ ]] || die "not a number of seconds: $seconds"
-[ "$name" = all ] || [ -x "$BUILD/bin/fuzz_$name" ] || die "no fuzzer '$name'; there are: ${FUZZERS[*]}"
-"$BUILD/bin/fuzz_seeds" "$BUILD/seeds"
+# figure NAME: one of the run's closing lines; edges: how many it has reached.
+figure() { sed -n "s/^stat::$1: *//p" "$log"; }
+edges() { grep -o 'cov: [0-9]*' "$log" | tail -n 1 | cut -d ' ' -f 2; }
+
+# told NAME WHAT CORPUS: one line of a run's figures.
+told() {
+  printf '%-18s %s: %d executions, %d a second, %d edges, %s\n' "$1" "$2" "$(figure number_of_executed_units)" \
+    "$(figure average_exec_per_sec)" "$(edges)" "$(covered "$1" "$3" "$BUILD/seeds/$1")"
+}
+
+fuzz_for() {
+  play "$1" "$BUILD/corpus/$1" -max_total_time="$2" && told "$1" "in $2 s" "$BUILD/corpus/$1"
+}
+
+# how_many NAME: the executions of earlier turns.
+how_many() { cat "$BUILD/corpus/$1.executions" 2>/dev/null || echo 0; }
+
+# One turn of a fuzzer, whose executions are added to those of earlier ones.
+take_turn() {
+  local name=$1 wanted=$2 so_far
+  so_far=$(how_many "$name")
+  play "$name" "$BUILD/corpus/$name" -max_total_time="$TURN_SECONDS" -runs=$((wanted - so_far)) || return 1
+  so_far=$((so_far + $(figure number_of_executed_units)))
+  echo "$so_far" >"$BUILD/corpus/$name.executions"
+  told "$name" "$so_far of $wanted" "$BUILD/corpus/$name"
+}
+
+# fuzz_until WANTED NAME...: by turns, so that none waits for the slowest.
+fuzz_until() {
+  local wanted=$1 fuzzer left=yes
+  shift
+  while [ -n "$left" ]; do
+    left=
+    for fuzzer in "$@"; do
+      [ "$(how_many "$fuzzer")" -lt "$wanted" ] || continue
+      take_turn "$fuzzer" "$wanted" || return 1
+      left=yes
+    done
+  done
+}
+
+compare() {
+  local mutator corpus
+  for mutator in structure bytes; do
+    corpus=$BUILD/compared/$1-$mutator
+    rm -rf "$corpus"
+    FUZZ_MUTATOR=$mutator play "$1" "$corpus" -max_total_time="$2" -seed=1 || return 1
+    told "$1" "by $mutator, in $2 s" "$corpus"
+  done
+}
+
+name=all
+if [[ ${1-} =~ ^[a-z] ]]; then
+  name=$1
+  shift
+fi
+what=fuzz_for
+case ${1-} in
+  --runs) what=fuzz_until && shift ;;
+  --compare) what=compare && shift ;;
+esac
+amount=${1:-60} failed=0
+[[ $amount =~ ^[1-9][0-9]*$ ]] || die "not a number: $amount"
+[ "$name" = all ] || [ -x "$BUILD/bin/fuzz_$name" ] || die "no fuzzer '$name'; there are: ${FUZZERS[*]} radio"
+[ "$name" = all ] || FUZZERS=("$name")
+mkdir -p "$BUILD/corpus"
+"$BUILD/bin/fuzz_seeds" "$BUILD/seeds" "$ROOT/sim/device/scenes"
+if [ "$what" = fuzz_until ]; then
+  fuzz_until "$amount" "${FUZZERS[@]}"
+  exit
+fi
 for fuzzer in "${FUZZERS[@]}"; do
-  if [ "$name" = all ] || [ "$name" = "$fuzzer" ]; then fuzz_one "$fuzzer" "$seconds" || failed=1; fi
+  "$what" "$fuzzer" "$amount" || failed=1
 done
 exit "$failed"

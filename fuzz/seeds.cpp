@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 
-// Writes the inputs that the fuzzers start from: fuzz_seeds FOLDER makes FOLDER/FUZZER/NUMBER.
+// Writes the inputs that the fuzzers start from: fuzz_seeds FOLDER SCENES makes
+// FOLDER/FUZZER/NUMBER; SCENES is the folder of the virtual device's.
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
@@ -9,12 +10,14 @@
 #include <vector>
 
 #include "fuzz/parcel_actions.h"
+#include "fuzz/radio_seeds.h"
+#include "fuzz/scripted_netlink.h"
+#include "fuzz/transport_steps.h"
 #include "tests/unit/net/wire.h"
 
 namespace {
 
-using hardware::velta::Bytes;
-using hardware::velta::Wire;
+using namespace hardware::velta;
 using Inputs = std::vector<Bytes>;
 
 Bytes Text(uint8_t reader, const std::string& text) {
@@ -57,67 +60,53 @@ Inputs Replies() {
     return inputs;
 }
 
-// Choices are taken from the end of an input, bytes from its front; so are they here.
-class Script {
-  public:
-    Script& Choose(const Bytes& choices) {
-        choices_.insert(choices_.begin(), choices.rbegin(), choices.rend());
-        return *this;
-    }
-    Script& Put(const Bytes& bytes) {
-        bytes_.insert(bytes_.end(), bytes.begin(), bytes.end());
-        return *this;
-    }
-    Bytes Input() const {
-        Bytes input = bytes_;
-        input.insert(input.end(), choices_.begin(), choices_.end());
-        return input;
-    }
-
-  private:
-    Bytes bytes_, choices_;
-};
-
-// A datagram of the transport: its length is a byte.
-Script& Datagram(Script& script, const Bytes& bytes, uint8_t flags) {
-    return script.Choose({0, flags, static_cast<uint8_t>(bytes.size())}).Put(bytes);
+Step Arrives(const Bytes& bytes, uint8_t flags) {
+    return {.kind = kDatagram, .argument = flags, .bytes = bytes};
 }
 
+// Answered requests, refused ones, lists, notifications, losses; by event and polled.
 Inputs Transport() {
-    enum : uint8_t { kAck = 3, kResponse, kRead, kResolve, kWatch, kPass, kLost, kNoChecks, kStop };
-    constexpr uint8_t kAnswer = 1, kStranger = 2, kFailure = 4, kIsAck = 8;
+    const Bytes ack = Ack().bytes;
+    const Bytes refusal = Ack(-22).bytes;
+    const Bytes hardware = Wire("2 1=w3 2='phy0'");
+    const Bytes list = Answer({"2 1=w3 2='phy0'", "2 1=w4 2='phy1'"}).bytes;
+    const Bytes family = Wire("1 1=h29 2='mcps802154'");
+    const Bytes report = Wire("7 1=w5 8{2='fira' 4=w8 5{1=w42}}");
+    const Step await = {kAwaitAck, 0, {}};
+    const Step lost_handler = {kSetLostHandler, 0, {}};
+    const Step pass = {kPass, 0, {}};
+    const std::vector<Steps> courses = {
+        {Arrives(ack, kIsAnswer), await},
+        {Arrives(refusal, kIsAnswer), await},
+        {Arrives(report, 0), Arrives(ack, kIsAnswer), await},
+        {Arrives(hardware, kIsAnswer), {kAwaitResponse, 4, {}}},
+        {Arrives(Wire("99"), kIsAnswer), {kAwaitResponse, 5, {}}},
+        {Arrives(refusal, kIsAnswer), {kAwaitResponse, 4, {}}},
+        {Arrives(list, kIsAnswer), {kAwaitResponse, 5, {}}},
+        {Arrives(hardware, kIsAnswer), Arrives(list, kIsAnswer), {kAwaitResponse, 5, {}}},
+        {Arrives(family, kIsAnswer), Arrives(ack, kIsAnswer), {kResolve, 0, {}}},
+        {{kDisableChecks, 1, {}},
+         {kDisableChecks, 0, {}},
+         {kWatch, 0, {}},
+         lost_handler,
+         Arrives(report, 0),
+         Arrives(report, kIsStrange),
+         Arrives(Wire("99"), 0),
+         pass,
+         pass,
+         pass,
+         pass,
+         {kReceive, 0, {}},
+         {kStopWatch, 0, {}}},
+        {{kWatch, 0, {}}, lost_handler, {kReadError, 4, {}}, pass, pass, {kSetup, 0, {}}},
+        {Arrives(list, kIsAnswer | kIsCut), {kAwaitResponse, 4, {}}, {kReadError, 0, {}}, await},
+    };
     Inputs inputs;
     for (const uint8_t mode : {0, 1}) {
-        const auto begin = [mode] { return Script().Choose({mode}); };
-        Script script = begin();
-        inputs.push_back(script.Choose({0, kAnswer | kIsAck, 0, kAck, 0}).Input());
-        script = begin();
-        inputs.push_back(script.Choose({0, kAnswer | kIsAck, 0xEA, kAck, 0}).Input());
-        script = begin();
-        Datagram(script, Wire("2 1=w3 2='phy0'"), kAnswer);
-        inputs.push_back(script.Choose({kResponse, 0, 2}).Input());
-        script = begin();
-        Datagram(script, Wire("99"), kAnswer);
-        inputs.push_back(script.Choose({kResponse, 1, 2}).Input());
-        script = begin();
-        Datagram(script, Wire("1 1=h29 2='mcps802154'"), kAnswer);
-        inputs.push_back(script.Choose({0, kAnswer | kIsAck, 0, kResolve}).Input());
-        script = begin();
-        script.Choose({kNoChecks, 1, kWatch, kLost});
-        Datagram(script, Wire("7 1=w5"), 0);
-        Datagram(script, Wire("7 1=w5"), kStranger);
-        Datagram(script, Wire("99"), 0);
-        inputs.push_back(script.Choose({kPass, kPass, kPass, kPass, kRead, kStop, 1}).Input());
-        script = begin();
-        script.Choose({kWatch, kLost, 0, kFailure, 4, kPass, kPass, kStop, 0});
-        inputs.push_back(script.Input());
-        // A dump in two parts and its end.
-        script = begin();
-        Bytes part = Wire("2 1=w3 2='phy0'"), done = Wire("0");
-        part[6] |= NLM_F_MULTI;
-        done[4] = NLMSG_DONE, done[5] = 0, done[6] = NLM_F_MULTI;
-        for (const Bytes& bytes : {part, part, done}) Datagram(script, bytes, kAnswer);
-        inputs.push_back(script.Choose({kResponse, 1, 2}).Input());
+        for (Steps course : courses) {
+            course.insert(course.begin(), {kRenew, mode, {}});
+            inputs.push_back(WriteSteps(course));
+        }
     }
     return inputs;
 }
@@ -181,6 +170,27 @@ Inputs UwbctlFiles() {
     };
 }
 
+// Choices are taken from the end of an input, bytes from its front; so are they here.
+class Script {
+  public:
+    Script& Choose(const Bytes& choices) {
+        choices_.insert(choices_.begin(), choices.rbegin(), choices.rend());
+        return *this;
+    }
+    Script& Put(const Bytes& bytes) {
+        bytes_.insert(bytes_.end(), bytes.begin(), bytes.end());
+        return *this;
+    }
+    Bytes Input() const {
+        Bytes input = bytes_;
+        input.insert(input.end(), choices_.begin(), choices_.end());
+        return input;
+    }
+
+  private:
+    Bytes bytes_, choices_;
+};
+
 // Polled, then by event.
 Inputs Parcels() {
     const std::vector<Bytes> courses = {
@@ -220,15 +230,15 @@ Inputs Parcels() {
 }  // namespace
 
 int main(int argc, char** argv) {
-    if (argc != 2) {
-        fprintf(stderr, "usage: fuzz_seeds FOLDER\n");
+    if (argc != 3) {
+        fprintf(stderr, "usage: fuzz_seeds FOLDER SCENES\n");
         return 2;
     }
-    const std::map<std::string, Inputs> fuzzers = {{"netlink_replies", Replies()},
-                                                   {"netlink_transport", Transport()},
-                                                   {"config_files", ConfigFiles()},
-                                                   {"uwbctl_files", UwbctlFiles()},
-                                                   {"parcels", Parcels()}};
+    SilenceLog();
+    const std::map<std::string, Inputs> fuzzers = {
+        {"netlink_replies", Replies()},  {"netlink_transport", Transport()},
+        {"config_files", ConfigFiles()}, {"uwbctl_files", UwbctlFiles()},
+        {"parcels", Parcels()},          {"radio", RadioSeeds(argv[2])}};
     for (const auto& [name, inputs] : fuzzers) {
         const std::filesystem::path folder = std::filesystem::path(argv[1]) / name;
         std::filesystem::create_directories(folder);

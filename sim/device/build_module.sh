@@ -1,15 +1,17 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: Apache-2.0
 #
-# build_module.sh OUT_DIR: builds the virtual radio, OUT_DIR/mcps802154_sim.ko, for the virtual
-# device's kernel. The products stay in OUT_DIR; only what changed is built again.
+# build_module.sh OUT_DIR [--fuzz]: builds the virtual radio, OUT_DIR/mcps802154_sim.ko, for the virtual
+# device's kernel; --fuzz: one that a fuzzer can find its way in. The products stay in OUT_DIR; only
+# what changed is built again.
 set -euo pipefail
 
 ROOT=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)
 # shellcheck source=scripts/common.sh
 . "$ROOT/scripts/common.sh"
 
-[ $# -eq 1 ] || die "usage: build_module.sh OUT_DIR"
+[ $# -eq 1 ] || [ "$# ${2-}" = "2 --fuzz" ] || die "usage: build_module.sh OUT_DIR [--fuzz]"
+fuzz=${2:+SIM_FUZZ=1}
 mkdir -p "$1"
 out=$(cd "$1" && pwd)
 source=$ROOT/sim/radio
@@ -53,7 +55,7 @@ fi
 build() {
   # Types for BPF, which some kernels' modules have, would want one more tool.
   make -C "$headers" M="$tree/sim/radio" CROSS_COMPILE="$cross" CC="$compiler" W=1 KCFLAGS=-Werror \
-    CONFIG_DEBUG_INFO_BTF_MODULES= modules
+    CONFIG_DEBUG_INFO_BTF_MODULES= ${fuzz:+"$fuzz"} modules
 }
 run_logged device-module build || exit 1
 cp "$tree/sim/radio/mcps802154_sim.ko" "$out/mcps802154_sim.ko"

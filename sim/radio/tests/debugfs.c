@@ -137,6 +137,7 @@ void sim_debugfs_init(void)
 	sim_for_each_radio(radio)
 		debugfs_add_radio(radio);
 	mutex_unlock(&sim_lock);
+	sim_coverage_init(debugfs_root);
 }
 
 void sim_debugfs_exit(void)

@@ -17,4 +17,13 @@ void sim_faults_clear(void);
 void sim_debugfs_init(void);
 void sim_debugfs_exit(void);
 
+/* A file more that tells a fuzzer which code has run (coverage.c). */
+#ifdef SIM_FUZZ
+void sim_coverage_init(struct dentry *dir);
+#else
+static inline void sim_coverage_init(struct dentry *dir)
+{
+}
+#endif
+
 #endif /* SIM_TESTS_H */
