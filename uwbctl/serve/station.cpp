@@ -12,8 +12,8 @@
 #include "uwbctl/client/interfaces.h"
 #include "uwbctl/client/json.h"
 #include "uwbctl/client/text.h"
-#include "uwbctl/serve/ccc_activity.h"
-#include "uwbctl/serve/simple_activity.h"
+#include "uwbctl/ranging/ccc_activity.h"
+#include "uwbctl/ranging/simple_activity.h"
 
 namespace uwbctl {
 namespace {

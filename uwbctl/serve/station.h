@@ -7,10 +7,10 @@
 #include <string>
 
 #include "uwbctl/client/client.h"
-#include "uwbctl/serve/activity.h"
+#include "uwbctl/ranging/activity.h"
 #include "uwbctl/serve/board.h"
 #include "uwbctl/serve/event_log.h"
-#include "uwbctl/serve/fira_activity.h"
+#include "uwbctl/ranging/fira_activity.h"
 #include "uwbctl/serve/forms.h"
 #include "uwbctl/serve/world_desk.h"
 

@@ -8,7 +8,7 @@
 #include <string>
 
 #include "uwbctl/client/events.h"
-#include "uwbctl/serve/activity.h"
+#include "uwbctl/ranging/activity.h"
 
 namespace uwbctl {
 

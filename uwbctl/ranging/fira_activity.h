@@ -11,7 +11,7 @@
 #include "uwbctl/client/controlees.h"
 #include "uwbctl/client/session.h"
 #include "uwbctl/client/session_callback.h"
-#include "uwbctl/serve/activity.h"
+#include "uwbctl/ranging/activity.h"
 
 namespace uwbctl {
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "uwbctl/serve/ccc_activity.h"
+#include "uwbctl/ranging/ccc_activity.h"
 
 #include <aidl/hardware/velta/uwb/BnCccControllerCallback.h>
 

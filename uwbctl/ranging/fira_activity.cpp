@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "uwbctl/serve/fira_activity.h"
+#include "uwbctl/ranging/fira_activity.h"
 
 #include <algorithm>
 #include <utility>

@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "uwbctl/client/events.h"
-#include "uwbctl/serve/activity.h"
+#include "uwbctl/ranging/activity.h"
 
 namespace uwbctl {
 

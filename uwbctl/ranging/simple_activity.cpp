@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "uwbctl/serve/simple_activity.h"
+#include "uwbctl/ranging/simple_activity.h"
 
 #include <aidl/hardware/velta/uwb/BnSimpleRangingCallback.h>
 
