@@ -37,13 +37,13 @@ def wait_for(what, condition, seconds=15):
 class Device:
     """A virtual device that serves its live page at self.link."""
 
-    def __init__(self, scene, *arguments, logs):
+    def __init__(self, scene, *arguments, logs, radios=2):
         self.port = free_port()
         os.makedirs(logs, exist_ok=True)
         self.errors = open(os.path.join(logs, 'live-device.log'), 'w', encoding='utf-8')
         self.process = subprocess.Popen(
             [f'{ROOT}/sim/device/vdev', 'run', '--timeout', '300', '--logs', logs, '--scene', scene,
-             '--forward', str(self.port), '--', 'uwbctl', 'serve', '--listen', '10.0.2.15',
+             '--radios', str(radios), '--forward', str(self.port), '--', 'uwbctl', 'serve', '--listen', '10.0.2.15',
              '--link', f'127.0.0.1:{self.port}', *arguments],
             stdout=subprocess.PIPE, stderr=self.errors, text=True)
         self.link = self.process.stdout.readline().strip()
