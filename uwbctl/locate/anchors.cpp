@@ -39,7 +39,8 @@ std::vector<Anchor> ResolveAnchors(
         const size_t equals = text.find('=');
         const std::string name = text.substr(0, equals);
         const bool is_said = equals != text.npos;
-        const auto at = is_said ? std::optional(ParsePlace(text.substr(equals + 1))) : place_of(name);
+        const auto at =
+            is_said ? std::optional(ParsePlace(text.substr(equals + 1))) : place_of(name);
         if (!at) {
             throw Failure(kUsage, "where is anchor " + name + "? --anchor " + name +
                                       "=X,Y,Z, or a --scene that says it");

@@ -21,9 +21,8 @@ double ErrorOf(const Location& location, const Vec3& truth) {
 }
 
 Json ToJson(const Estimate& estimate, std::optional<double> error) {
-    Json json = {{"timestamp_ns", estimate.timestamp_ns},
-                 {"answers", estimate.answers},
-                 {"at_m", nullptr}};
+    Json json = {
+        {"timestamp_ns", estimate.timestamp_ns}, {"answers", estimate.answers}, {"at_m", nullptr}};
     if (const auto& it = estimate.solution.location) {
         json["at_m"] = Place(it->at);
         if (it->mirror) json["mirror_m"] = Place(*it->mirror);

@@ -134,8 +134,8 @@ Json LocateActivity::Describe() const {
             {"peers", sessions_.front()->peers()},
             {"anchors", std::move(anchors)},
             {"height_m", task_.solver.height ? Json(*task_.solver.height) : Json(nullptr)},
-            {"session", PublicSessionToJson(*sessions_.front()->SessionOn(
-                            sessions_.front()->ifaces().front()))}};
+            {"session", PublicSessionToJson(
+                            *sessions_.front()->SessionOn(sessions_.front()->ifaces().front()))}};
 }
 
 }  // namespace uwbctl

@@ -17,7 +17,8 @@
 
 namespace uwbctl {
 
-/** Finds out where something is: FiRa sessions on one or more radios, and what follows from them. */
+/** Finds out where something is: FiRa sessions on one or more radios, and what follows from them.
+ */
 class LocateActivity : public Activity,
                        public std::enable_shared_from_this<LocateActivity>,
                        private ActivityListener {
