@@ -32,12 +32,13 @@ room hal net/ looper/ diagnostics/
 room host net/ # The choices of an integrator are of net's types.
 room conformance net/ # A client, which also asks the kernel itself.
 room uwbctl/client
+room uwbctl/ranging uwbctl/client/
 room uwbctl/recording uwbctl/client/
 room uwbctl/world uwbctl/client/ uwbctl/recording/
-room uwbctl/locate uwbctl/world/
+room uwbctl/locate uwbctl/client/ uwbctl/world/ uwbctl/ranging/
 room uwbctl/live uwbctl/client/ uwbctl/recording/
 room uwbctl/report uwbctl/client/ uwbctl/recording/
-room uwbctl/serve uwbctl/client/ uwbctl/recording/ uwbctl/report/ uwbctl/world/ version/
+room uwbctl/serve uwbctl/client/ uwbctl/ranging/ uwbctl/recording/ uwbctl/report/ uwbctl/world/ uwbctl/locate/ version/
 room uwbctl/commands uwbctl/ version/
 room sim/radio/wire net/mcps802154.h
 room sim/radio/world net/mcps802154.h wire/

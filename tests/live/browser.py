@@ -37,13 +37,13 @@ def wait_for(what, condition, seconds=15):
 class Device:
     """A virtual device that serves its live page at self.link."""
 
-    def __init__(self, scene, *arguments, logs):
+    def __init__(self, scene, *arguments, logs, radios=2):
         self.port = free_port()
         os.makedirs(logs, exist_ok=True)
         self.errors = open(os.path.join(logs, 'live-device.log'), 'w', encoding='utf-8')
         self.process = subprocess.Popen(
             [f'{ROOT}/sim/device/vdev', 'run', '--timeout', '300', '--logs', logs, '--scene', scene,
-             '--forward', str(self.port), '--', 'uwbctl', 'serve', '--listen', '10.0.2.15',
+             '--radios', str(radios), '--forward', str(self.port), '--', 'uwbctl', 'serve', '--listen', '10.0.2.15',
              '--link', f'127.0.0.1:{self.port}', *arguments],
             stdout=subprocess.PIPE, stderr=self.errors, text=True)
         self.link = self.process.stdout.readline().strip()
@@ -56,7 +56,7 @@ class Device:
 
 
 class Browser:
-    def __init__(self, width=1440, height=1000):
+    def __init__(self, width=1120, height=760):
         for program in ('chromedriver', 'chromium'):
             assert shutil.which(program), f'{program} is missing; ./dev setup installs it'
         self.folder = tempfile.mkdtemp(prefix='uwb-live-')
@@ -114,8 +114,22 @@ class Browser:
     def text(self, selector):
         return self.run('return document.querySelector(arguments[0])?.textContent ?? ""', selector)
 
+    def write(self, selector, text):
+        """Text in the place of what a field has."""
+        self.call('POST', f'/element/{self.find(selector)}/clear')
+        self.type(selector, text)
+
+    def count(self, selector):
+        return len(self.call('POST', '/elements', {'using': 'css selector', 'value': selector}))
+
+    def value(self, selector):
+        return self.run('return document.querySelector(arguments[0]).value', selector)
+
     def is_shown(self, selector):
         return self.run('return document.querySelector(arguments[0]).checkVisibility()', selector)
+
+    def is_disabled(self, selector):
+        return self.run('return document.querySelector(arguments[0]).disabled', selector)
 
     def drag(self, selector, right, down, steps=12):
         moves = [{'type': 'pointerMove', 'origin': {ELEMENT: self.find(selector)}, 'x': 0, 'y': 0},

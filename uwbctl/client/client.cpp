@@ -147,6 +147,7 @@ void Client::Open() {
 }
 
 bool Client::TryOpen() {
+    if (is_open_) return true;
     const ScopedAStatus status = service_->open(ndk::SharedRefBase::make<ClientCallback>());
     if (status.getServiceSpecificError() == static_cast<int32_t>(ErrorCode::INVALID_STATE)) {
         return false;

@@ -68,7 +68,8 @@ class Client {
     /** Waits until the service is registered; false after timeout, or when the user ends it. */
     static bool WaitForService(Events* events, std::chrono::seconds timeout);
 
-    /** Takes the hardware for this process; a Failure says who has it when it is taken. */
+    /** Takes the hardware for this process, unless it has it already; a Failure says who has it
+     * when it is taken. */
     void Open();
 
     /** As Open(), but @return false when another client has it: much can be read all the same. */

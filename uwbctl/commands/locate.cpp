@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <android-base/parsedouble.h>
 #include <android-base/stringprintf.h>
-#include <android-base/strings.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cmath>
 #include <cstdio>
-#include <map>
+#include <functional>
+#include <memory>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <utility>
@@ -14,24 +14,21 @@
 
 #include "uwbctl/client/output.h"
 #include "uwbctl/client/text.h"
-#include "uwbctl/commands/anchor_sessions.h"
 #include "uwbctl/commands/command.h"
 #include "uwbctl/commands/fira_range.h"
-#include "uwbctl/commands/time_order.h"
-#include "uwbctl/locate/locator.h"
+#include "uwbctl/locate/anchors.h"
+#include "uwbctl/locate/estimate.h"
+#include "uwbctl/locate/locate_activity.h"
 #include "uwbctl/recording/recording.h"
 #include "uwbctl/world/scene_file.h"
-#include "uwbctl/world/virtual_world.h"
+#include "uwbctl/world/world_history.h"
 
 namespace uwbctl {
 namespace {
 
 using android::base::StringPrintf;
 
-constexpr double kMmPerMetre = 1000;
-constexpr double kDefaultSigma = 0.05;
-constexpr int64_t kRadiosApartNs = 500'000'000;
-constexpr char kInterface[] = "wpan";
+constexpr std::chrono::milliseconds kStopPatience{5000};
 
 // What "uwbctl locate" was asked for.
 struct LocateOptions {
@@ -45,82 +42,37 @@ struct LocateOptions {
     std::string scene;
     std::optional<double> height;
     bool is_3d = false;
-    double sigma = kDefaultSigma;
+    double sigma = SolverOptions().sigma;
     /** Of the sessions: preset, channel, block, count. */
     FiraRangeOptions ranging;
     bool is_json = false;
 };
 
-// wpan0 is radio0 of a scene; a peer is the tag of its address.
-std::optional<ThingId> ThingOf(const std::string& name) {
-    if (!name.starts_with(kInterface)) return ParseThingId(name);
-    return ParseThingId("radio" + name.substr(sizeof(kInterface) - 1));
+// Where something is, as far as anybody says it.
+std::optional<Vec3> PlaceOf(const LocateOptions& options, const std::string& name) {
+    const auto id = ThingOf(name);
+    if (!id) return std::nullopt;
+    if (!options.scene.empty()) {
+        const Scene scene = ReadSceneFile(FindScene(options.scene));
+        const Thing* thing = FindThing(scene, *id);
+        // What moves is no anchor.
+        return thing == nullptr || thing->path ? std::nullopt : std::optional(thing->at);
+    }
+    const VirtualWorld world;
+    if (!options.recordings.empty() || !world.Problem().empty()) return std::nullopt;
+    const Truth truth = world.Read();
+    const TrueBody* body = truth.Find(*id);
+    return body == nullptr ? std::nullopt : std::optional(body->at);
 }
 
-// A peer in the spelling that measurements have.
-std::string PeerName(const std::string& text) {
-    return AddressText(ParsePeers({text}).front());
-}
-
-// Where things are, as far as anybody says it.
-class Places {
-  public:
-    explicit Places(const LocateOptions& options) {
-        const VirtualWorld world;
-        if (!options.scene.empty()) {
-            for (const Thing& thing : ReadSceneFile(FindScene(options.scene)).things) {
-                // What moves is no anchor.
-                if (!thing.path) places_[thing.id] = thing.at;
-            }
-        } else if (options.recordings.empty() && world.Problem().empty()) {
-            for (const TrueBody& body : world.Read().bodies) places_[body.id] = body.at;
-        }
-    }
-
-    std::optional<Vec3> Find(const std::string& name) const {
-        const auto id = ThingOf(name);
-        const auto found = id ? places_.find(*id) : places_.end();
-        return found == places_.end() ? std::nullopt : std::optional(found->second);
-    }
-
-  private:
-    std::map<ThingId, Vec3> places_;
-};
-
-Vec3 ParsePlace(const std::string& text) {
-    const std::vector<std::string> words = android::base::Split(text, ",");
-    Vec3 place;
-    if (words.size() == 3 && android::base::ParseDouble(words[0], &place.x) &&
-        android::base::ParseDouble(words[1], &place.y) &&
-        android::base::ParseDouble(words[2], &place.z) &&
-        std::isfinite(place.x + place.y + place.z)) {
-        return place;
-    }
-    throw Failure(kUsage, "--anchor: not a place: " + text + " (expected X,Y,Z in metres)");
-}
-
-std::vector<Anchor> ResolveAnchors(const LocateOptions& options,
-                                   const std::vector<std::string>& names) {
-    const Places places(options);
-    std::vector<Anchor> anchors;
-    for (const std::string& text : names) {
-        const size_t equals = text.find('=');
-        const std::string name = text.substr(0, equals);
-        const auto at = equals == text.npos ? places.Find(name)
-                                            : std::optional(ParsePlace(text.substr(equals + 1)));
-        if (!at) {
-            throw Failure(kUsage, "where is anchor " + name + "? --anchor " + name +
-                                      "=X,Y,Z, or a --scene that says it");
-        }
-        anchors.push_back({.name = options.tag.empty() ? PeerName(name) : name, .at = *at});
-    }
-    return anchors;
-}
-
-SolverOptions MakeSolverOptions(const LocateOptions& options, const std::vector<Anchor>& anchors) {
-    SolverOptions solver{.sigma = options.sigma};
-    if (!options.is_3d) solver.height = options.height.value_or(AnchorHeight(anchors));
-    return solver;
+LocateTask MakeTask(const LocateOptions& options, const std::vector<std::string>& names) {
+    LocateTask task{.tag = options.tag.empty() ? "" : PeerName(options.tag),
+                    .anchors = ResolveAnchors(
+                        names, options.tag.empty(),
+                        [&options](const std::string& name) { return PlaceOf(options, name); }),
+                    .solver = {.sigma = options.sigma}};
+    if (!options.is_3d) task.solver.height = options.height.value_or(AnchorHeight(task.anchors));
+    return task;
 }
 
 // ---- What is shown ----
@@ -128,19 +80,26 @@ SolverOptions MakeSolverOptions(const LocateOptions& options, const std::vector<
 // Takes the estimates; in the virtual world it knows better.
 class Display {
   public:
-    // truth: whose place is the truth, nothing where that is not known.
-    Display(bool is_json, size_t anchors, std::optional<ThingId> truth)
-        : is_json_(is_json), anchors_(anchors), truth_(truth) {}
+    // truth: where it really was, nothing where that is not known.
+    using TruthAt = std::function<std::optional<Vec3>(int64_t when_ns)>;
+
+    Display(bool is_json, size_t anchors, TruthAt truth)
+        : is_json_(is_json), anchors_(anchors), truth_(std::move(truth)) {}
 
     void Show(const Estimate& estimate) {
         count_++;
         const auto& location = estimate.solution.location;
         std::optional<double> error;
-        if (location) error = Error(estimate.timestamp_ns, *location);
-        if (location) located_++;
+        if (location) {
+            located_++;
+            const auto truth = truth_(estimate.timestamp_ns);
+            if (truth) error = ErrorOf(*location, *truth);
+        }
         if (error) errors_.push_back(*error);
         if (is_json_) {
-            puts(Json(estimate, error).dump().c_str());
+            nlohmann::ordered_json json = {{"type", "location"}};
+            json.update(ToJson(estimate, error));
+            puts(json.dump().c_str());
         } else {
             puts(Line(estimate, error).c_str());
         }
@@ -163,17 +122,6 @@ class Display {
     }
 
   private:
-    // As far as was looked for: the height only when it was found.
-    std::optional<double> Error(int64_t timestamp_ns, const Location& location) const {
-        if (!truth_) return std::nullopt;
-        const Truth truth = VirtualWorld().Read();
-        const TrueBody* body = truth.Find(*truth_);
-        if (body == nullptr) return std::nullopt;
-        const Vec3 at = Truth::At(*body, truth.time_ns, timestamp_ns);
-        const double up = location.height_sigma ? location.at.z - at.z : 0;
-        return std::hypot(location.at.x - at.x, location.at.y - at.y, up);
-    }
-
     std::string Line(const Estimate& estimate, std::optional<double> error) const {
         constexpr double kNanos = 1e9;
         std::string text =
@@ -195,46 +143,13 @@ class Display {
         return text;
     }
 
-    static nlohmann::ordered_json Place(const Vec3& at) { return {at.x, at.y, at.z}; }
-
-    static nlohmann::ordered_json Json(const Estimate& estimate, std::optional<double> error) {
-        nlohmann::ordered_json json = {{"type", "location"},
-                                       {"timestamp_ns", estimate.timestamp_ns},
-                                       {"answers", estimate.answers},
-                                       {"at_m", nullptr}};
-        if (const auto& it = estimate.solution.location) {
-            json["at_m"] = Place(it->at);
-            if (it->mirror) json["mirror_m"] = Place(*it->mirror);
-            json["residual_m"] = it->residual;
-            json["dilution"] = it->dilution;
-            json["ellipse_m"] = {it->ellipse.major, it->ellipse.minor};
-            json["ellipse_rad"] = it->ellipse.angle;
-            if (it->height_sigma) json["height_sigma_m"] = *it->height_sigma;
-        }
-        if (!estimate.solution.problem.empty()) json["problem"] = estimate.solution.problem;
-        if (error) json["error_m"] = *error;
-        return json;
-    }
-
     bool is_json_;
     size_t anchors_;
-    std::optional<ThingId> truth_;
+    TruthAt truth_;
     uint64_t count_ = 0;
     uint64_t located_ = 0;
     std::vector<double> errors_;
 };
-
-void Take(const LocateOptions& options, const std::string& iface, const Measurement& it,
-          Locator* locator, Display* display) {
-    if (!options.tag.empty() && it.peer != PeerName(options.tag)) return;
-    std::optional<double> metres;
-    if (it.status == 0 && it.distance_mm) {
-        metres = static_cast<double>(*it.distance_mm) / kMmPerMetre;
-    }
-    const auto estimate =
-        locator->Add(options.tag.empty() ? it.peer : iface, it.timestamp_ns, metres);
-    if (estimate) display->Show(*estimate);
-}
 
 // ---- From recordings ----
 
@@ -254,11 +169,14 @@ ExitStatus FromRecordings(const LocateOptions& options) {
     std::stable_sort(all.begin(), all.end(), [](const auto& a, const auto& b) {
         return a.second.timestamp_ns < b.second.timestamp_ns;
     });
-    const std::vector<Anchor> anchors = ResolveAnchors(options, names);
-    Locator locator(anchors, MakeSolverOptions(options, anchors));
-    Display display(options.is_json, anchors.size(), std::nullopt);
+    const LocateTask task = MakeTask(options, names);
+    Locator locator(task.anchors, task.solver);
+    Display display(options.is_json, task.anchors.size(),
+                    [](int64_t /*when_ns*/) { return std::nullopt; });
     for (const auto& [iface, measurement] : all) {
-        Take(options, iface, measurement, &locator, &display);
+        if (!task.tag.empty() && measurement.peer != task.tag) continue;
+        const auto estimate = locator.Add(task.tag.empty() ? measurement.peer : iface, measurement);
+        if (estimate) display.Show(*estimate);
     }
     if (display.located() == 0) throw Failure(kNoAnswer, "no place could be found");
     return kDone;
@@ -266,73 +184,142 @@ ExitStatus FromRecordings(const LocateOptions& options) {
 
 // ---- Live ----
 
-// One session with all anchors, or one with the tag on each interface.
-std::vector<std::pair<std::string, FiraTwrSession>> MakeSessions(
-    const LocateOptions& options, const std::vector<Anchor>& anchors) {
-    FiraRangeOptions ranging = options.ranging;
-    std::vector<std::pair<std::string, FiraTwrSession>> sessions;
-    if (options.tag.empty()) {
-        for (const Anchor& anchor : anchors) ranging.peers.push_back(anchor.name);
-        sessions.emplace_back(ranging.iface, EffectiveSession(ranging));
-        return sessions;
+// Measurements are of no interest here but for what follows from them.
+class NoListener : public ActivityListener {
+  public:
+    void OnMeasurements(const std::string& /*iface*/,
+                        const std::vector<Measurement>& /*measurements*/) override {}
+    void OnControlees(const std::string& /*iface*/, const std::string& /*event*/,
+                      const std::vector<std::string>& /*peers*/,
+                      const std::string& /*words*/) override {}
+};
+
+// The virtual world as it was a moment ago; knows nothing where there is none.
+class Witness {
+  public:
+    std::optional<Vec3> At(const std::string& name, int64_t when_ns) {
+        const auto id = is_there_ ? ThingOf(name) : std::nullopt;
+        const auto body = id ? history_.At(*id, when_ns) : std::nullopt;
+        return body ? std::optional(body->at) : std::nullopt;
     }
-    ranging.peers = {options.tag};
-    for (const Anchor& anchor : anchors) {
-        FiraTwrSession session = EffectiveSession(ranging);
-        session.id += static_cast<int32_t>(sessions.size());
-        session.deviceAddress = ParsePeers({StringPrintf("0x%04zx", sessions.size() + 1)}).front();
-        sessions.emplace_back(anchor.name, session);
+
+  private:
+    const VirtualWorld world_;
+    const bool is_there_ = world_.Problem().empty();
+    WorldHistory history_{&world_};
+};
+
+// One run on the radio, live.
+class LocateRun {
+  public:
+    LocateRun(Events* events, const LocateOptions& options)
+        : events_(events), options_(options), client_(events) {
+        client_.Open();
     }
-    return sessions;
+
+    ExitStatus Run();
+
+  private:
+    std::vector<SessionOnIface> Sessions(const LocateTask& task) const;
+    std::shared_ptr<LocateActivity> MakeActivity(const LocateTask& task);
+    bool IsComplete() const {
+        return options_.ranging.count != 0 && display_->count() >= options_.ranging.count;
+    }
+    void End(LocateActivity* activity);
+
+    Events* events_;
+    const LocateOptions& options_;
+    Client client_;
+    NoListener listener_;
+    Witness witness_;
+    // The interface that is located, where no tag is.
+    std::string own_;
+    std::optional<Display> display_;
+    std::chrono::milliseconds patience_{0};
+};
+
+std::vector<SessionOnIface> LocateRun::Sessions(const LocateTask& task) const {
+    FiraRangeOptions ranging = options_.ranging;
+    if (task.tag.empty()) {
+        for (const Anchor& anchor : task.anchors) ranging.peers.push_back(anchor.name);
+    } else {
+        ranging.peers = {task.tag};
+    }
+    return SessionsOf(task, EffectiveSession(ranging), own_);
 }
 
-ExitStatus Live(Events* events, const LocateOptions& options) {
-    std::optional<Locator> locator;
-    std::optional<Display> display;
-    const uint64_t wanted = options.ranging.count;
-    bool is_started = false;
-    TimeOrder order(options.tag.empty() ? 0 : kRadiosApartNs,
-                    [&](const std::string& iface, const Measurement& it) {
-                        if (wanted != 0 && display->count() >= wanted) return;
-                        Take(options, iface, it, &*locator, &*display);
-                    });
-    AnchorSessions sessions(events, [&](const std::string& iface, const Measurement& it) {
-        if (is_started) order.Add(iface, it);
-    });
-    std::vector<std::string> names = options.anchors;
+std::shared_ptr<LocateActivity> LocateRun::MakeActivity(const LocateTask& task) {
+    const auto activity = std::make_shared<LocateActivity>(
+        task,
+        [this](const Estimate& estimate) {
+            if (!IsComplete()) display_->Show(estimate);
+        },
+        // A scene that is named is the word on where anchors are.
+        [this](const std::string& name, int64_t when_ns) {
+            return options_.scene.empty() ? witness_.At(name, when_ns) : std::nullopt;
+        },
+        &listener_);
+    for (auto& [iface, session] : Sessions(task)) {
+        const auto object = client_.GetIface(&iface);
+        std::shared_ptr<LocateActivity::IFiraController> controller;
+        Check(object->firaController(&controller), "get the FiRa controller of " + iface);
+        if (controller == nullptr) {
+            throw Failure(kRefused, "interface " + iface + " has no FiRa");
+        }
+        activity->Add(iface, controller, session);
+        patience_ = std::max(patience_, ReportPatience(session));
+    }
+    return activity;
+}
+
+void LocateRun::End(LocateActivity* activity) {
+    const auto has_ended = [activity] {
+        activity->Tick();
+        return activity->end().has_value();
+    };
+    if (!has_ended()) activity->Stop();
+    if (!FinishWithin(events_, client_, kStopPatience, has_ended)) {
+        throw Failure(kRadioFailed, "the radio did not confirm the stop");
+    }
+    if (activity->end()->tone != Tone::kInfo) {
+        throw Failure(kRadioFailed, activity->end()->reason);
+    }
+}
+
+ExitStatus LocateRun::Run() {
+    own_ = options_.ranging.iface;
+    client_.GetIface(&own_);
+    std::vector<std::string> names = options_.anchors;
     if (names.empty()) {
-        if (options.tag.empty()) {
+        if (options_.tag.empty()) {
             throw Failure(kUsage, "which anchors? Such as -a 0xa001=0,0,2.5, one for each");
         }
-        names = sessions.Interfaces();
+        Check(client_.service()->listIfaceNames(&names), "list the interfaces");
     }
-    const std::vector<Anchor> anchors = ResolveAnchors(options, names);
-    locator.emplace(anchors, MakeSolverOptions(options, anchors));
-    const auto to_start = MakeSessions(options, anchors);
-    const std::string own =
-        options.ranging.iface.empty() ? sessions.Interfaces().at(0) : options.ranging.iface;
-    const VirtualWorld world;
-    display.emplace(
-        options.is_json, anchors.size(),
-        world.Problem().empty() ? ThingOf(options.tag.empty() ? own : options.tag) : std::nullopt);
-    for (const auto& [iface, session] : to_start) sessions.Start(iface, session);
-    // What came while some were still to start makes no round.
-    events->Post([&is_started] { is_started = true; });
-    fprintf(stderr, "locating %s by %s; Ctrl-C ends it\n",
-            options.tag.empty() ? own.c_str() : options.tag.c_str(),
-            CountText(anchors.size(), "anchor").c_str());
-    const Ended ended = sessions.Run([&] { return wanted != 0 && display->count() >= wanted; });
-    sessions.Stop();
-    display->Summarise();
+    const LocateTask task = MakeTask(options_, names);
+    const std::string what = task.tag.empty() ? own_ : task.tag;
+    display_.emplace(options_.is_json, task.anchors.size(),
+                     [this, what](int64_t when_ns) { return witness_.At(what, when_ns); });
+    const auto activity = MakeActivity(task);
+    activity->Start(events_);
+    fprintf(stderr, "locating %s by %s; Ctrl-C ends it\n", what.c_str(),
+            CountText(task.anchors.size(), "anchor").c_str());
+    const Ended ended = RunUntil(events_, client_, patience_, [&] {
+        activity->Tick();
+        return activity->end() || IsComplete();
+    });
+    End(activity.get());
+    display_->Summarise();
     if (ended == Ended::kSilent) throw Failure(kRadioFailed, "no report from the radio");
-    if (ended == Ended::kDone && display->located() == 0) {
+    if (ended == Ended::kDone && display_->located() == 0) {
         throw Failure(kNoAnswer, "no place could be found: do the anchors answer?");
     }
     return kDone;
 }
 
 ExitStatus RunLocate(Events* events, const LocateOptions& options) {
-    return options.recordings.empty() ? Live(events, options) : FromRecordings(options);
+    if (!options.recordings.empty()) return FromRecordings(options);
+    return LocateRun(events, options).Run();
 }
 
 }  // namespace

@@ -9,12 +9,17 @@ namespace uwbctl {
 Locator::Locator(std::vector<Anchor> anchors, const SolverOptions& options)
     : anchors_(std::move(anchors)), options_(options), round_(anchors_.size()) {}
 
+Anchor* Locator::Find(const std::string& name) {
+    const auto found = std::find_if(anchors_.begin(), anchors_.end(),
+                                    [&name](const Anchor& it) { return it.name == name; });
+    return found == anchors_.end() ? nullptr : &*found;
+}
+
 std::optional<Estimate> Locator::Add(const std::string& anchor, int64_t timestamp_ns,
                                      std::optional<double> metres) {
-    const auto found = std::find_if(anchors_.begin(), anchors_.end(),
-                                    [&anchor](const Anchor& it) { return it.name == anchor; });
-    if (found == anchors_.end()) return std::nullopt;
-    Heard& heard = round_[found - anchors_.begin()];
+    const Anchor* found = Find(anchor);
+    if (found == nullptr) return std::nullopt;
+    Heard& heard = round_[static_cast<size_t>(found - anchors_.data())];
     // Who is asked again begins a round, whoever is missing in the one before.
     std::optional<Estimate> estimate;
     if (heard.is_asked) estimate = Finish();
@@ -23,6 +28,20 @@ std::optional<Estimate> Locator::Add(const std::string& anchor, int64_t timestam
     const bool is_complete =
         std::all_of(round_.begin(), round_.end(), [](const Heard& it) { return it.is_asked; });
     return is_complete ? Finish() : estimate;
+}
+
+std::optional<Estimate> Locator::Add(const std::string& anchor, const Measurement& measurement) {
+    constexpr double kMmPerMetre = 1000;
+    std::optional<double> metres;
+    if (measurement.status == 0 && measurement.distance_mm) {
+        metres = static_cast<double>(*measurement.distance_mm) / kMmPerMetre;
+    }
+    return Add(anchor, measurement.timestamp_ns, metres);
+}
+
+void Locator::Move(const std::string& anchor, const Vec3& to) {
+    Anchor* found = Find(anchor);
+    if (found != nullptr && !found->is_place_said) found->at = to;
 }
 
 std::optional<Estimate> Locator::Finish() {

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "uwbctl/client/measurement.h"
 #include "uwbctl/locate/solver.h"
 
 namespace uwbctl {
@@ -15,6 +16,8 @@ struct Anchor {
     /** As measurements name it: a peer's address, or an interface. */
     std::string name;
     Vec3 at;
+    /** Otherwise it is where the virtual world has it, which may move it. */
+    bool is_place_said = false;
 };
 
 /** Where something was when every anchor had been asked once. */
@@ -42,6 +45,12 @@ class Locator {
     std::optional<Estimate> Add(const std::string& anchor, int64_t timestamp_ns,
                                 std::optional<double> metres);
 
+    /** The same of a measurement; without success there is no distance. */
+    std::optional<Estimate> Add(const std::string& anchor, const Measurement& measurement);
+
+    /** An anchor whose place was not said is somewhere else from now on. */
+    void Move(const std::string& anchor, const Vec3& to);
+
     const std::vector<Anchor>& anchors() const { return anchors_; }
 
   private:
@@ -50,6 +59,7 @@ class Locator {
         std::optional<double> metres;
     };
 
+    Anchor* Find(const std::string& name);
     std::optional<Estimate> Finish();
 
     std::vector<Anchor> anchors_;

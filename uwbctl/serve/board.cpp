@@ -7,6 +7,7 @@
 #include <cmath>
 
 #include "uwbctl/client/client.h"
+#include "uwbctl/locate/estimate.h"
 #include "uwbctl/recording/recorder.h"
 
 namespace uwbctl {
@@ -36,8 +37,10 @@ Json ReportOf(const Measurement& measurement, const std::optional<PeerTruth>& tr
     PutAngle("az", "azf", measurement.azimuth, &json);
     PutAngle("el", "elf", measurement.elevation, &json);
     if (truth) {
-        json["true"] = {
-            {"d", truth->distance_mm}, {"az", truth->azimuth_rad}, {"el", truth->elevation_rad}};
+        json["true"] = {{"thing", truth->thing},
+                        {"d", truth->distance_mm},
+                        {"az", truth->azimuth_rad},
+                        {"el", truth->elevation_rad}};
     }
     return json;
 }
@@ -54,29 +57,42 @@ Board::~Board() {
     if (!recording_.empty()) unlink(recording_.c_str());
 }
 
-void Board::Begin(int64_t block_stride) {
-    block_stride_ = block_stride;
-    reports_ = 0;
-    peers_.clear();
+void Board::Begin(const Beginning& beginning) {
+    const auto goes_on = [&beginning](const std::string& iface) {
+        return std::find(beginning.others.begin(), beginning.others.end(), iface) !=
+               beginning.others.end();
+    };
+    std::erase_if(peers_, [&goes_on](const Peer& peer) { return !goes_on(peer.iface); });
+    if (beginning.others.empty() || beginning.kind == "locate") places_ = {};
+    for (const std::string& iface : beginning.ifaces) {
+        block_strides_[iface] = beginning.block_stride;
+    }
+    log_->Keep(
+        "begin",
+        Json{{"ifaces", beginning.ifaces}, {"kind", beginning.kind}, {"others", beginning.others}}
+            .dump());
     PublishStatistics();
 }
 
-Board::Peer* Board::Find(const std::string& name) {
-    auto found = std::find_if(peers_.begin(), peers_.end(),
-                              [&name](const Peer& peer) { return peer.name == name; });
+Board::Peer* Board::Find(const std::string& iface, const std::string& name) {
+    auto found = std::find_if(peers_.begin(), peers_.end(), [&](const Peer& peer) {
+        return peer.name == name && peer.iface == iface;
+    });
     if (found == peers_.end()) {
-        found =
-            peers_.insert(found, Peer{.name = name, .statistics = PeerStatistics(block_stride_)});
+        found = peers_.insert(found, Peer{.iface = iface,
+                                          .name = name,
+                                          .statistics = PeerStatistics(block_strides_[iface])});
     }
     return &*found;
 }
 
-void Board::Add(const std::vector<Measurement>& measurements, const TruthOf& truth_of) {
+void Board::Add(const std::string& iface, const std::vector<Measurement>& measurements,
+                const TruthOf& truth_of) {
     Json list = Json::array();
     for (const Measurement& measurement : measurements) {
         const std::optional<PeerTruth> truth = truth_of(measurement);
         list.push_back(ReportOf(measurement, truth));
-        Peer* peer = Find(measurement.peer);
+        Peer* peer = Find(iface, measurement.peer);
         peer->statistics.Add(measurement);
         if (measurement.line_of_sight) {
             peer->line_of_sight_known++;
@@ -89,9 +105,31 @@ void Board::Add(const std::vector<Measurement>& measurements, const TruthOf& tru
             peer->error_squares += error * error;
         }
     }
-    log_->Publish("report", Json{{"n", ++reports_}, {"m", std::move(list)}}.dump());
+    log_->Publish("report",
+                  Json{{"n", ++reports_}, {"iface", iface}, {"m", std::move(list)}}.dump());
     has_news_ = true;
-    Record(measurements);
+    if (iface == recorded_iface_) Record(measurements);
+}
+
+void Board::AddPlace(const std::string& what, const Estimate& estimate,
+                     const std::optional<Vec3>& truth) {
+    const auto& location = estimate.solution.location;
+    std::optional<double> error;
+    places_.count++;
+    if (location) {
+        places_.located++;
+        places_.residual_squares += location->residual * location->residual;
+    }
+    if (location && truth) {
+        error = ErrorOf(*location, *truth);
+        places_.errors++;
+        places_.error_squares += *error * *error;
+    }
+    Json json = {{"what", what}};
+    json.update(ToJson(estimate, error));
+    if (truth) json["true_m"] = {truth->x, truth->y, truth->z};
+    log_->Publish("place", json.dump());
+    has_news_ = true;
 }
 
 void Board::Record(const std::vector<Measurement>& measurements) {
@@ -115,16 +153,17 @@ void Board::Write(const std::function<void(Output*)>& write) {
     }
 }
 
-void Board::OnControlees(const std::string& event, const std::vector<std::string>& peers) {
+void Board::OnControlees(const std::string& iface, const std::string& event,
+                         const std::vector<std::string>& peers) {
     if (event == "controlees_removed") {
-        for (const std::string& name : peers) Find(name)->statistics.Leave();
+        for (const std::string& name : peers) Find(iface, name)->statistics.Leave();
     }
-    Write([&](Output* recorder) { recorder->Event(event, peers); });
+    if (iface == recorded_iface_) Write([&](Output* recorder) { recorder->Event(event, peers); });
 }
 
-void Board::End(const std::string& reason) {
-    StopRecording(reason);
+void Board::End(const std::string& iface, const std::string& reason) {
     PublishStatistics();
+    if (iface == recorded_iface_) StopRecording(reason);
 }
 
 void Board::StartRecording(const std::string& iface, const FiraTwrSession& session) {
@@ -134,6 +173,7 @@ void Board::StartRecording(const std::string& iface, const FiraTwrSession& sessi
     const std::string path = folder_ + "/walk-" + std::to_string(++recordings_) + ".jsonl";
     recorder_ = MakeRecorder(path);
     recording_ = path;
+    recorded_iface_ = iface;
     recorded_ = 0;
     recorded_lines_ = 0;
     Write([&](Output* recorder) { recorder->Begin(iface, session); });
@@ -156,36 +196,49 @@ void Board::PublishStatistics() {
     has_news_ = false;
 }
 
-Json Board::StatisticsJson() const {
-    Json peers = Json::array();
-    for (const Peer& peer : peers_) {
-        const PeerStatistics& numbers = peer.statistics;
-        const bool has_any = numbers.distances() > 0;
-        Json json = {{"peer", peer.name},
-                     {"distances", numbers.distances()},
-                     {"losses", numbers.losses()},
-                     {"loss_ratio", numbers.LossRatio()},
-                     {"mean_mm", OrNull(numbers.Mean())},
-                     {"spread_mm", OrNull(numbers.Spread())},
-                     {"min_mm", has_any ? Json(numbers.minimum_mm()) : Json(nullptr)},
-                     {"max_mm", has_any ? Json(numbers.maximum_mm()) : Json(nullptr)},
-                     {"rate", OrNull(numbers.AverageRate())},
-                     {"worst_gap_s", numbers.distances() > 1
-                                         ? Json(static_cast<double>(numbers.worst_gap_ns()) /
-                                                kNanosecondsPerSecond)
-                                         : Json(nullptr)},
-                     {"los_ratio", peer.line_of_sight_known > 0
-                                       ? Json(static_cast<double>(peer.line_of_sight) /
-                                              static_cast<double>(peer.line_of_sight_known))
-                                       : Json(nullptr)}};
-        if (peer.errors > 0) {
-            const auto count = static_cast<double>(peer.errors);
-            json["error_mean_mm"] = peer.error_sum / count;
-            json["error_rms_mm"] = std::sqrt(peer.error_squares / count);
-        }
-        peers.push_back(std::move(json));
+Json Board::PeerJson(const Peer& peer) {
+    const PeerStatistics& numbers = peer.statistics;
+    const bool has_any = numbers.distances() > 0;
+    const auto ratio = [](uint64_t part, uint64_t all) {
+        return static_cast<double>(part) / static_cast<double>(all);
+    };
+    Json json = {{"iface", peer.iface},
+                 {"peer", peer.name},
+                 {"distances", numbers.distances()},
+                 {"losses", numbers.losses()},
+                 {"loss_ratio", numbers.LossRatio()},
+                 {"mean_mm", OrNull(numbers.Mean())},
+                 {"spread_mm", OrNull(numbers.Spread())},
+                 {"min_mm", has_any ? Json(numbers.minimum_mm()) : Json(nullptr)},
+                 {"max_mm", has_any ? Json(numbers.maximum_mm()) : Json(nullptr)},
+                 {"rate", OrNull(numbers.AverageRate())},
+                 {"worst_gap_s",
+                  numbers.distances() > 1
+                      ? Json(static_cast<double>(numbers.worst_gap_ns()) / kNanosecondsPerSecond)
+                      : Json(nullptr)},
+                 {"los_ratio", peer.line_of_sight_known > 0
+                                   ? Json(ratio(peer.line_of_sight, peer.line_of_sight_known))
+                                   : Json(nullptr)}};
+    if (peer.errors > 0) {
+        const auto count = static_cast<double>(peer.errors);
+        json["error_mean_mm"] = peer.error_sum / count;
+        json["error_rms_mm"] = std::sqrt(peer.error_squares / count);
     }
-    return {{"reports", reports_}, {"peers", std::move(peers)}};
+    return json;
+}
+
+Json Board::StatisticsJson() const {
+    Json json = {{"peers", Json::array()}};
+    for (const Peer& peer : peers_) json["peers"].push_back(PeerJson(peer));
+    if (places_.count == 0) return json;
+    const auto rms = [](double squares, uint64_t count) {
+        return count == 0 ? Json(nullptr) : Json(std::sqrt(squares / static_cast<double>(count)));
+    };
+    json["place"] = {{"count", places_.count},
+                     {"located", places_.located},
+                     {"residual_rms_m", rms(places_.residual_squares, places_.located)},
+                     {"error_rms_m", rms(places_.error_squares, places_.errors)}};
+    return json;
 }
 
 }  // namespace uwbctl

@@ -10,6 +10,8 @@ namespace uwbctl {
 /** How a session that nobody has described is to begin. */
 struct SessionDefaults {
     std::string preset;
+    /** Interface, empty for the first one. */
+    std::string iface;
     /** Short addresses of the peers, as text. */
     std::vector<std::string> peers;
 };

@@ -66,6 +66,7 @@ std::set<std::string> NamesOf(const ServeOptions& options) {
 SessionDefaults DefaultsOf(const ServeOptions& options, EventLog* log) {
     SessionDefaults defaults = {
         .preset = options.preset.empty() ? SessionPresets().front().name : options.preset,
+        .iface = options.iface,
         .peers = options.peers};
     MakeSession(defaults.preset);  // Or a Failure.
     ParsePeers(defaults.peers);
@@ -116,7 +117,7 @@ ExitStatus Serve(Events* events, const ServeOptions& options) {
     EventLog log(MakeToken().substr(0, kRunLetters), kWindowBytes);
     const SessionDefaults defaults = DefaultsOf(options, &log);
     const TemporaryFolder folder;
-    Station station(events, &log, options.iface, defaults, folder.path());
+    Station station(events, &log, defaults, folder.path());
     Dispatcher dispatcher(events, &station);
     const Gate gate(NamesOf(options), token);
     {

@@ -2,6 +2,7 @@
 #include "uwbctl/serve/station.h"
 
 #include <algorithm>
+#include <string_view>
 #include <thread>
 #include <utility>
 
@@ -12,8 +13,10 @@
 #include "uwbctl/client/interfaces.h"
 #include "uwbctl/client/json.h"
 #include "uwbctl/client/text.h"
-#include "uwbctl/serve/ccc_activity.h"
-#include "uwbctl/serve/simple_activity.h"
+#include "uwbctl/locate/locate_activity.h"
+#include "uwbctl/ranging/ccc_activity.h"
+#include "uwbctl/ranging/simple_activity.h"
+#include "uwbctl/serve/requests.h"
 
 namespace uwbctl {
 namespace {
@@ -37,40 +40,15 @@ const char* ToneText(Tone tone) {
     return "";
 }
 
-std::vector<std::string> PeersOf(const Json& arguments) {
-    return arguments.at("peers").get<std::vector<std::string>>();
-}
-
-// A number that the radio may be asked for; it knows better which ones it can.
-int SmallNumber(const Json& arguments, const char* name, int otherwise, int max) {
-    const auto found = arguments.find(name);
-    if (found == arguments.end()) return otherwise;
-    const int64_t number = found->is_number_integer() ? found->get<int64_t>() : -1;
-    if (number < 0 || number > max) {
-        throw Failure(kUsage, std::string(name) + " is a whole number, 0 to " +
-                                  std::to_string(max) + ", not " + found->dump());
-    }
-    return static_cast<int>(number);
-}
-
-FiraTwrSession SessionOf(const Json& arguments, const SessionDefaults& defaults) {
-    FiraTwrSession session = MakeSession(arguments.value("preset", defaults.preset));
-    if (arguments.contains("members")) ApplyJson(arguments.at("members"), "session", &session);
-    FillDeviceAddress(&session);
-    CheckPeers(AddressTexts(session.destAddressList), AddressText(session.deviceAddress));
-    if (session.destAddressList.empty()) {
-        throw Failure(kUsage, "range with whom? name at least one peer");
-    }
-    return session;
+std::string Listed(const std::vector<std::string>& names) {
+    return Join(names, [](const std::string& name) { return name; });
 }
 
 }  // namespace
 
-Station::Station(Events* events, EventLog* log, std::string iface, SessionDefaults defaults,
-                 const std::string& folder)
+Station::Station(Events* events, EventLog* log, SessionDefaults defaults, const std::string& folder)
     : events_(events),
       log_(log),
-      wanted_iface_(std::move(iface)),
       defaults_(std::move(defaults)),
       board_(log, folder),
       world_(log),
@@ -80,30 +58,12 @@ Station::Station(Events* events, EventLog* log, std::string iface, SessionDefaul
 }
 
 Json Station::Command(const std::string& name, const Json& arguments) {
-    constexpr char kWorld[] = "world/";
+    constexpr std::string_view kWorld = "world/";
     try {
-        if (name.starts_with(kWorld)) {
-            return world_.Command(name.substr(sizeof(kWorld) - 1), arguments);
-        }
-        if (name == "fira/start") {
-            StartFira(arguments);
-        } else if (name == "ccc/start") {
-            StartCcc(arguments);
-        } else if (name == "simple/start") {
-            StartSimple(arguments);
-        } else if (name == "stop") {
-            Stop();
-        } else if (name == "fira/add" || name == "fira/remove") {
-            ChangeControlees(name == "fira/add", arguments);
-        } else if (name == "country") {
-            SetCountry(arguments);
-        } else if (name == "record") {
-            Record(arguments);
-        } else {
-            throw Failure(kUsage, "there is no command " + name);
-        }
+        if (name.starts_with(kWorld)) return world_.Command(name.substr(kWorld.size()), arguments);
+        Run(name, arguments);
     } catch (const std::exception& failure) {  // JSON of another shape as well.
-        if (activity_ == nullptr && client_ != nullptr) client_->Close();
+        if (running_.is_empty() && client_ != nullptr) client_->Close();
         Note(Tone::kError, ReasonOf(failure));
         PublishState();
         throw;
@@ -112,83 +72,158 @@ Json Station::Command(const std::string& name, const Json& arguments) {
     return Json::object();
 }
 
-void Station::RequireIdle() const {
-    if (activity_ != nullptr) throw Failure(kRefused, "the radio is busy: stop first");
+void Station::Run(const std::string& name, const Json& arguments) {
+    if (name == "fira/start") {
+        StartFira(arguments);
+    } else if (name == "locate/start") {
+        StartLocate(arguments);
+    } else if (name == "ccc/start") {
+        StartCcc(arguments);
+    } else if (name == "simple/start") {
+        StartSimple(arguments);
+    } else if (name == "stop") {
+        Stop(arguments.value("iface", ""));  // Nothing to stop: somebody was faster.
+    } else if (name == "fira/add" || name == "fira/remove") {
+        Activity* activity = running_.On(NameOf(arguments));
+        if (activity == nullptr) throw Failure(kRefused, "no FiRa session is ranging");
+        activity->ChangeControlees(name == "fira/add",
+                                   arguments.at("peers").get<std::vector<std::string>>());
+    } else if (name == "country") {
+        SetCountry(arguments);
+    } else if (name == "record") {
+        Record(arguments);
+    } else {
+        throw Failure(kUsage, "there is no command " + name);
+    }
 }
 
-std::shared_ptr<Client::IUwbIface> Station::OpenIface(const Json& arguments, std::string* name) {
-    RequireIdle();
+// ---- What runs ----
+
+void Station::RequireIdle() const {
+    if (!running_.is_empty()) throw Failure(kRefused, "the radio is busy: stop first");
+}
+
+std::string Station::NameOf(const Json& arguments) const {
+    std::string name = arguments.value("iface", defaults_.iface);
+    return name.empty() && !ifaces_.empty() ? ifaces_.front() : name;
+}
+
+std::shared_ptr<Client::IUwbIface> Station::OpenIface(std::string* name) {
+    if (!name->empty() && running_.On(*name) != nullptr) {
+        throw Failure(kRefused, *name + " is busy: stop first");
+    }
     if (client_ == nullptr) client_ = std::make_unique<Client>(events_);
-    *name = arguments.value("iface", wanted_iface_);
     client_->Open();
     return client_->GetIface(name);
 }
 
-template <typename SomeActivity>
-void Station::Begin(const std::shared_ptr<SomeActivity>& activity, const std::string& iface,
-                    int64_t block_stride) {
+std::shared_ptr<FiraActivity::IFiraController> Station::OpenFira(std::string* name) {
+    const auto iface = OpenIface(name);
+    std::shared_ptr<FiraActivity::IFiraController> controller;
+    Check(iface->firaController(&controller), "get the FiRa controller");
+    if (controller == nullptr) throw Failure(kRefused, "interface " + *name + " has no FiRa");
+    return controller;
+}
+
+void Station::Begin(const std::shared_ptr<Activity>& activity, int64_t block_stride,
+                    const std::string& words) {
     // Before its first report can come.
-    iface_ = iface;
-    board_.Begin(block_stride);
-    log_->Keep("begin", Json{{"iface", iface}, {"kind", activity->Describe().at("kind")}}.dump());
+    board_.Begin({.ifaces = activity->ifaces(),
+                  .others = running_.Ifaces(),
+                  .kind = activity->Describe().at("kind"),
+                  .block_stride = block_stride});
     activity->Start(events_);
-    activity_ = activity;
+    running_.Add(activity);
     hardware_ = "ours";
+    Note(Tone::kInfo, words);
 }
 
 void Station::StartFira(const Json& arguments) {
-    const FiraTwrSession session = SessionOf(arguments, defaults_);
-    std::string name;
-    const auto iface = OpenIface(arguments, &name);
-    std::shared_ptr<FiraActivity::IFiraController> controller;
-    Check(iface->firaController(&controller), "get the FiRa controller");
-    if (controller == nullptr) throw Failure(kRefused, "interface " + name + " has no FiRa");
-    const auto fira = std::make_shared<FiraActivity>(controller, name, session, Listener());
-    Begin(fira, name, BlockStride(session));
-    fira_ = fira;
-    Note(Tone::kInfo, "ranging on " + name + ", channel " + std::to_string(session.channelNumber) +
-                          ", with " +
-                          Join(AddressTexts(session.destAddressList),
-                               [](const std::string& peer) { return peer; }));
+    const FiraTwrSession session = FiraRequest(arguments, defaults_);
+    std::string name = NameOf(arguments);
+    const auto controller = OpenFira(&name);
+    Begin(std::make_shared<FiraActivity>(controller, name, session, Listener()),
+          BlockStride(session),
+          "ranging on " + name + ", channel " + std::to_string(session.channelNumber) + ", with " +
+              Listed(AddressTexts(session.destAddressList)));
+}
+
+void Station::StartLocate(const Json& arguments) {
+    const std::string own = NameOf(arguments);
+    LocateRequest request =
+        ReadLocateRequest(arguments, defaults_, own, ifaces_,
+                          [this](const std::string& name) { return PlaceOf(name, /*when_ns=*/0); });
+    const std::string what = request.task.tag.empty() ? own : request.task.tag;
+    const std::string anchors =
+        Join(request.task.anchors, [](const Anchor& anchor) { return anchor.name; });
+    const auto activity = std::make_shared<LocateActivity>(
+        request.task,
+        [this, what](const Estimate& estimate) {
+            board_.AddPlace(what, estimate, PlaceOf(what, estimate.timestamp_ns));
+        },
+        [this](const std::string& name, int64_t when_ns) { return PlaceOf(name, when_ns); },
+        Listener());
+    for (auto& [iface, session] : request.sessions) {
+        activity->Add(iface, OpenFira(&iface), session);
+    }
+    Begin(activity, BlockStride(request.sessions.front().second),
+          "locating " + what + " by " + anchors);
 }
 
 void Station::StartCcc(const Json& arguments) {
-    constexpr int kMaxDelayMs = 600000;
-    constexpr int kMaxChannel = 15;
-    const int delay_ms = SmallNumber(arguments, "delay_ms", 0, kMaxDelayMs);
-    const int channel = SmallNumber(arguments, "channel", 9, kMaxChannel);
-    std::string name;
-    const auto iface = OpenIface(arguments, &name);
+    const CccRequest request = ReadCccRequest(arguments);
+    std::string name = NameOf(arguments);
+    const auto iface = OpenIface(&name);
     std::shared_ptr<CccActivity::ICccController> controller;
     Check(iface->cccController(&controller), "get the CCC controller");
     if (controller == nullptr) throw Failure(kRefused, "interface " + name + " has no CCC");
-    Begin(std::make_shared<CccActivity>(controller, name, delay_ms, channel), name,
-          /*block_stride=*/1);
-    Note(Tone::kInfo, "CCC session on " + name + "; its ranging is between key and car alone");
+    Begin(std::make_shared<CccActivity>(controller, name, request.delay_ms, request.channel),
+          /*block_stride=*/1,
+          "CCC session on " + name + "; its ranging is between key and car alone");
 }
 
 void Station::StartSimple(const Json& arguments) {
-    constexpr int kMaxPanId = 0xFFFF;
-    constexpr int kMaxChannel = 15;
-    SimpleRanging ranging;
-    ranging.peers = PeersOf(arguments);
-    ranging.is_responder = arguments.value("role", "initiator") == "responder";
-    ranging.address = arguments.value("address", ranging.address);
-    ranging.pan_id = SmallNumber(arguments, "pan_id", ranging.pan_id, kMaxPanId);
-    ranging.channel = SmallNumber(arguments, "channel", ranging.channel, kMaxChannel);
-    std::string name;
-    const auto iface = OpenIface(arguments, &name);
+    const SimpleRanging ranging = SimpleRequest(arguments);
+    std::string name = NameOf(arguments);
+    const auto iface = OpenIface(&name);
     std::shared_ptr<SimpleActivity::ISimpleRangingController> controller;
     Check(iface->simpleRangingController(&controller), "get the simple ranging controller");
-    Begin(std::make_shared<SimpleActivity>(controller, name, ranging, Listener()), name,
-          /*block_stride=*/1);
-    Note(Tone::kInfo, "simple ranging on " + name);
+    Begin(std::make_shared<SimpleActivity>(controller, name, ranging, Listener()),
+          /*block_stride=*/1, "simple ranging on " + name);
 }
 
-void Station::ChangeControlees(bool add, const Json& arguments) {
-    if (fira_ == nullptr) throw Failure(kRefused, "no FiRa session is ranging");
-    fira_->ChangeControlees(add, PeersOf(arguments));
+void Station::Stop(const std::string& iface) {
+    try {
+        running_.Stop(iface);
+    } catch (const Failure&) {
+        FinishActivities();
+        throw;
+    }
+    FinishActivities();
 }
+
+void Station::FinishActivities() {
+    const Running::List ended = running_.TakeEnded();
+    if (ended.empty()) return;
+    for (const auto& activity : ended) {
+        const ActivityEnd& end = *activity->end();
+        EndBoard(*activity, end.tone == Tone::kInfo ? "quit" : end.reason);
+        Note(end.tone,
+             ifaces_.size() > 1 ? Listed(activity->ifaces()) + ": " + end.reason : end.reason);
+    }
+    if (running_.is_empty() && client_ != nullptr) client_->Close();
+    LookAtService();
+}
+
+void Station::EndBoard(const Activity& activity, const std::string& reason) {
+    try {
+        for (const std::string& iface : activity.ifaces()) board_.End(iface, reason);
+    } catch (const Failure& failure) {
+        Note(Tone::kError, failure.what());
+    }
+}
+
+// ---- The country, recordings ----
 
 void Station::SetCountry(const Json& arguments) {
     RequireIdle();
@@ -206,20 +241,34 @@ void Station::Record(const Json& arguments) {
         board_.StopRecording("quit");
         return;
     }
-    if (fira_ == nullptr) throw Failure(kRefused, "nothing to record: no FiRa session is ranging");
-    board_.StartRecording(fira_->iface(), fira_->session());
+    const std::string name = NameOf(arguments);
+    const FiraTwrSession* session = running_.SessionOn(name);
+    if (session == nullptr) {
+        throw Failure(kRefused, "nothing to record: no FiRa session is ranging on " + name);
+    }
+    board_.StartRecording(name, *session);
 }
 
-void Station::Stop() {
-    if (activity_ == nullptr) return;  // Somebody else was faster.
-    activity_->Stop();
-    FinishActivity();
+// ---- What is measured ----
+
+std::optional<Vec3> Station::PlaceOf(const std::string& name, int64_t when_ns) {
+    const auto thing = ThingOf(name);
+    return thing ? world_.At(*thing, when_ns) : std::nullopt;
 }
 
-void Station::OnMeasurements(const std::vector<Measurement>& measurements) {
+std::optional<PeerTruth> Station::TruthOf(const std::string& iface,
+                                          const Measurement& measurement) {
+    if (!measurement.distance_mm) return std::nullopt;
+    const auto radio = ThingOf(iface);
+    const auto peer = running_.ThingOfPeer(iface, measurement.peer);
+    return radio && peer ? world_.Of(*radio, *peer, measurement.timestamp_ns) : std::nullopt;
+}
+
+void Station::OnMeasurements(const std::string& iface,
+                             const std::vector<Measurement>& measurements) {
     try {
-        board_.Add(measurements, [this](const Measurement& measurement) {
-            return world_.Of(iface_, measurement);
+        board_.Add(iface, measurements, [this, &iface](const Measurement& measurement) {
+            return TruthOf(iface, measurement);
         });
     } catch (const Failure& failure) {
         // Such as a disk that is full: the recording is over, ranging goes on.
@@ -227,10 +276,10 @@ void Station::OnMeasurements(const std::vector<Measurement>& measurements) {
     }
 }
 
-void Station::OnControlees(const std::string& event, const std::vector<std::string>& peers,
-                           const std::string& words) {
+void Station::OnControlees(const std::string& iface, const std::string& event,
+                           const std::vector<std::string>& peers, const std::string& words) {
     try {
-        board_.OnControlees(event, peers);
+        board_.OnControlees(iface, event, peers);
     } catch (const Failure& failure) {
         Note(Tone::kError, failure.what());
     }
@@ -238,28 +287,11 @@ void Station::OnControlees(const std::string& event, const std::vector<std::stri
     PublishState();
 }
 
-void Station::FinishActivity() {
-    if (activity_ == nullptr || !activity_->end()) return;
-    const ActivityEnd end = *activity_->end();
-    activity_.reset();
-    fira_.reset();
-    EndBoard(end.tone == Tone::kInfo ? "quit" : end.reason);
-    if (client_ != nullptr) client_->Close();
-    LookAtService();
-    Note(end.tone, end.reason);
-}
-
-void Station::EndBoard(const std::string& reason) {
-    try {
-        board_.End(reason);
-    } catch (const Failure& failure) {
-        Note(Tone::kError, failure.what());
-    }
-}
+// ---- Time, the service ----
 
 void Station::Tick() {
-    if (activity_ != nullptr) activity_->Tick();
-    FinishActivity();
+    running_.Tick();
+    FinishActivities();
     board_.Tick();
     world_.Tick();
     if (steady_clock::now() - looked_ >= kLookInterval) LookAtService();
@@ -277,24 +309,26 @@ void Station::LookAtService() {
         }
         client_->CheckAlive();
         service_ = "there";
-        std::vector<std::string> names;
-        const bool is_held = client_->service()->listIfaceNames(&names).isOk() && !names.empty();
-        const std::string holder = is_held && activity_ == nullptr ? HolderText() : "";
-        hardware_ = activity_ != nullptr ? "ours"
-                    : !is_held           ? "free"
-                    : holder.empty()     ? "held by another client"
-                                         : "held by " + holder;
+        LookForHolder();
     } catch (const Failure& failure) {
         // Told once; the next look may find it again.
         if (service_ != failure.what()) Note(Tone::kError, failure.what());
         service_ = failure.what();
         hardware_ = "";
         client_.reset();
-        if (activity_ == nullptr) return;
-        activity_.reset();
-        fira_.reset();
-        EndBoard("the service has died");
+        for (const auto& activity : running_.TakeAll()) EndBoard(*activity, "the service has died");
     }
+}
+
+void Station::LookForHolder() {
+    std::vector<std::string> names;
+    const bool is_held = client_->service()->listIfaceNames(&names).isOk() && !names.empty();
+    const bool is_ours = !running_.is_empty();
+    const std::string holder = is_held && !is_ours ? HolderText() : "";
+    hardware_ = is_ours          ? "ours"
+                : !is_held       ? "free"
+                : holder.empty() ? "held by another client"
+                                 : "held by " + holder;
 }
 
 void Station::Note(Tone tone, const std::string& text) {
@@ -306,14 +340,26 @@ void Station::Note(Tone tone, const std::string& text) {
 }
 
 void Station::PublishState() {
+    Json ifaces = Json::array();
+    for (const std::string& name : ifaces_) {
+        const auto thing = ThingOf(name);
+        ifaces.push_back({{"name", name}, {"thing", thing ? ToText(*thing) : ""}});
+    }
+    Json activities = Json::array();
+    for (const auto& activity : running_.activities()) {
+        Json description = {{"ifaces", activity->ifaces()}};
+        description.update(activity->Describe());
+        activities.push_back(std::move(description));
+    }
     const Json json = {{"service", service_},
                        {"hardware", hardware_},
-                       {"ifaces", ifaces_},
+                       {"ifaces", std::move(ifaces)},
                        {"country", country_},
-                       {"activity", activity_ == nullptr ? Json(nullptr) : activity_->Describe()},
+                       {"activities", std::move(activities)},
                        {"recording", board_.is_recording()        ? "on"
                                      : board_.recording().empty() ? "none"
-                                                                  : "there"}};
+                                                                  : "there"},
+                       {"recorded", board_.recorded_iface()}};
     std::string state = json.dump(-1, ' ', false, Json::error_handler_t::replace);
     if (state == published_state_) return;
     log_->Keep("state", state);
@@ -322,8 +368,12 @@ void Station::PublishState() {
 
 void Station::End() {
     const auto deadline = steady_clock::now() + kEndPatience;
-    Stop();
-    while (activity_ != nullptr && steady_clock::now() < deadline) {
+    try {
+        Stop(/*iface=*/"");
+    } catch (const Failure& failure) {
+        Note(Tone::kError, failure.what());
+    }
+    while (!running_.is_empty() && steady_clock::now() < deadline) {
         constexpr milliseconds kSlice{100};
         // A closed output wakes at once, every time.
         if (events_->Wait(kSlice) == Events::Wake::kOutputClosed) {

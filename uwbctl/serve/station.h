@@ -4,24 +4,28 @@
 #include <chrono>
 #include <memory>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <string>
+#include <vector>
 
 #include "uwbctl/client/client.h"
-#include "uwbctl/serve/activity.h"
+#include "uwbctl/ranging/activity.h"
+#include "uwbctl/ranging/fira_activity.h"
 #include "uwbctl/serve/board.h"
 #include "uwbctl/serve/event_log.h"
-#include "uwbctl/serve/fira_activity.h"
 #include "uwbctl/serve/forms.h"
+#include "uwbctl/serve/running.h"
 #include "uwbctl/serve/world_desk.h"
 
 namespace uwbctl {
 
 /**
- * The radio as pages see and command it: one activity at a time, for which it holds the hardware.
- * It outlives the service and finds it again. Publishes, beside what Board and WorldDesk do,
+ * The radios as pages see and command them: one activity on each at a time, for which it holds the
+ * hardware. It outlives the service and finds it again. Publishes, beside what Board and WorldDesk
+ * do,
  *
- *     state   {"service", "hardware", "ifaces", "country", "activity", "recording"}
- *     begin   {"iface", "kind"}: what is measured from here on is a new activity's
+ *     state   {"service", "hardware", "ifaces": [{"name", "thing"}], "country",
+ *             "activities": [{"ifaces", "kind", "phase", ...}], "recording", "recorded"}
  *     note    {"tone", "text", "time_ms"}: something that people want to know
  *
  * All of it on the thread that waits for events.
@@ -30,11 +34,9 @@ class Station : private ActivityListener {
   public:
     /**
      * @param events, log borrowed.
-     * @param iface empty for the first one.
      * @param folder for recordings.
      */
-    Station(Events* events, EventLog* log, std::string iface, SessionDefaults defaults,
-            const std::string& folder);
+    Station(Events* events, EventLog* log, SessionDefaults defaults, const std::string& folder);
 
     /** As Backend::Command(). */
     nlohmann::ordered_json Command(const std::string& name,
@@ -51,45 +53,49 @@ class Station : private ActivityListener {
     void End();
 
   private:
-    void OnMeasurements(const std::vector<Measurement>& measurements) override;
-    void OnControlees(const std::string& event, const std::vector<std::string>& peers,
-                      const std::string& words) override;
+    void OnMeasurements(const std::string& iface,
+                        const std::vector<Measurement>& measurements) override;
+    void OnControlees(const std::string& iface, const std::string& event,
+                      const std::vector<std::string>& peers, const std::string& words) override;
 
     // For those that are made elsewhere, to whom the base is private.
     ActivityListener* Listener() { return this; }
+    void Run(const std::string& name, const nlohmann::ordered_json& arguments);
     void StartFira(const nlohmann::ordered_json& arguments);
+    void StartLocate(const nlohmann::ordered_json& arguments);
     void StartCcc(const nlohmann::ordered_json& arguments);
     void StartSimple(const nlohmann::ordered_json& arguments);
-    void ChangeControlees(bool add, const nlohmann::ordered_json& arguments);
     void SetCountry(const nlohmann::ordered_json& arguments);
     void Record(const nlohmann::ordered_json& arguments);
-    void Stop();
+    // On all for an empty name.
+    void Stop(const std::string& iface);
 
-    // An interface of the opened hardware, by the name that arguments or options give.
-    std::shared_ptr<Client::IUwbIface> OpenIface(const nlohmann::ordered_json& arguments,
-                                                 std::string* name);
-    template <typename SomeActivity>
-    void Begin(const std::shared_ptr<SomeActivity>& activity, const std::string& iface,
-               int64_t block_stride);
+    // The interface that arguments or options name, else the first one.
+    std::string NameOf(const nlohmann::ordered_json& arguments) const;
+    // An interface of the opened hardware, on which nothing is; an empty name is filled in.
+    std::shared_ptr<Client::IUwbIface> OpenIface(std::string* name);
+    std::shared_ptr<FiraActivity::IFiraController> OpenFira(std::string* name);
+    void Begin(const std::shared_ptr<Activity>& activity, int64_t block_stride,
+               const std::string& words);
+    // Where a peer, or a radio by its interface, is or was in the virtual world.
+    std::optional<Vec3> PlaceOf(const std::string& name, int64_t when_ns);
+    std::optional<PeerTruth> TruthOf(const std::string& iface, const Measurement& measurement);
     void RequireIdle() const;
-    void FinishActivity();
-    void EndBoard(const std::string& reason);
+    void FinishActivities();
+    void EndBoard(const Activity& activity, const std::string& reason);
     void LookAtService();
+    void LookForHolder();
     void Note(Tone tone, const std::string& text);
     void PublishState();
 
     Events* events_;
     EventLog* log_;
-    const std::string wanted_iface_;
     const SessionDefaults defaults_;
     Board board_;
     WorldDesk world_;
     nlohmann::ordered_json forms_;
     std::unique_ptr<Client> client_;
-    std::shared_ptr<Activity> activity_;
-    // The same, when it is one.
-    std::shared_ptr<FiraActivity> fira_;
-    std::string iface_;
+    Running running_;
     std::chrono::steady_clock::time_point looked_;
     // What is known of the service, in words.
     std::string service_;

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "uwbctl/serve/world_desk.h"
 
-#include <android-base/parseint.h>
-
 #include <algorithm>
 #include <cmath>
 
@@ -24,8 +22,6 @@ constexpr milliseconds kLongest{2000};
 // Nearer than that to where pages expect it, a thing is where they expect it.
 constexpr double kCloseM = 0.002;
 constexpr double kMillimetresPerMetre = 1000;
-// Squares of speeds below that are none.
-constexpr double kNoSpeed = 1e-9;
 
 ThingId IdOf(const Json& arguments) {
     const auto word = arguments.at("id").get<std::string>();
@@ -45,24 +41,6 @@ Vec3 VectorOf(const Json& arguments, const char* x, const char* y, const char* z
     return {.x = NumberOf(arguments, x), .y = NumberOf(arguments, y), .z = NumberOf(arguments, z)};
 }
 
-// The virtual radio has its interfaces in order: wpan0 is radio 0.
-std::optional<ThingId> RadioOf(const std::string& iface) {
-    const size_t digits = iface.find_first_of("0123456789");
-    ThingId id = {.kind = ThingId::Kind::kRadio, .number = 0};
-    if (digits == iface.npos || !android::base::ParseUint(iface.substr(digits), &id.number)) {
-        return std::nullopt;
-    }
-    return id;
-}
-
-Vec3 Minus(const Vec3& a, const Vec3& b) {
-    return {.x = a.x - b.x, .y = a.y - b.y, .z = a.z - b.z};
-}
-
-double Dot(const Vec3& a, const Vec3& b) {
-    return a.x * b.x + a.y * b.y + a.z * b.z;
-}
-
 bool AreClose(const Vec3& a, const Vec3& b) {
     return std::abs(a.x - b.x) < kCloseM && std::abs(a.y - b.y) < kCloseM &&
            std::abs(a.z - b.z) < kCloseM;
@@ -76,17 +54,16 @@ Json ToJson(const TrueBody& body) {
             {"lost", body.is_lost},  {"path", body.is_on_path}};
 }
 
-Json ToJson(const Truth& truth) {
-    Json json = {{"t", truth.time_ns},
-                 {"scene", truth.scene},
+// All that does not move.
+Json SettingsOf(const Truth& truth) {
+    Json json = {{"scene", truth.scene},
                  {"noise_mm", truth.noise_mm},
                  {"range_m", truth.range_m},
                  {"rate", truth.rate},
+                 {"waits", truth.waits},
                  {"seed", truth.seed},
                  {"model", truth.model ? PresetOf(*truth.model) : ""},
-                 {"bodies", Json::array()},
                  {"walls", Json::array()}};
-    for (const TrueBody& body : truth.bodies) json["bodies"].push_back(ToJson(body));
     for (const Wall& wall : truth.walls) {
         json["walls"].push_back({{"x1", wall.x1},
                                  {"y1", wall.y1},
@@ -97,14 +74,19 @@ Json ToJson(const Truth& truth) {
     return json;
 }
 
+std::string WorldJson(const Truth& truth, Json settings) {
+    settings["t"] = truth.time_ns;
+    settings["bodies"] = Json::array();
+    for (const TrueBody& body : truth.bodies) settings["bodies"].push_back(ToJson(body));
+    return settings.dump();
+}
+
 }  // namespace
 
 Json WorldDesk::Command(const std::string& verb, const Json& arguments) {
     world_.Require();
     has_changed_ = true;
-    // What was before is no help in knowing what will have been.
-    latest_.reset();
-    previous_.reset();
+    history_.Forget();
     if (verb == "move") {
         const Vec3 velocity =
             arguments.contains("vx") ? VectorOf(arguments, "vx", "vy", "vz") : Vec3{};
@@ -167,48 +149,28 @@ void WorldDesk::SetModel(const Json& arguments) {
                     model);
 }
 
-void WorldDesk::Look() {
-    Truth truth = world_.Read();
-    previous_ = std::move(latest_);
-    latest_ = std::move(truth);
-}
-
-// Between two looks a thing may have turned: each look's line is right on its side of where they
-// meet.
-std::optional<Vec3> WorldDesk::At(const ThingId& id, int64_t when_ns) const {
-    const TrueBody* after = latest_->Find(id);
-    if (after == nullptr) return std::nullopt;
-    const Vec3 back = Truth::At(*after, latest_->time_ns, when_ns);
-    const TrueBody* before = previous_ ? previous_->Find(id) : nullptr;
-    if (before == nullptr || when_ns > latest_->time_ns) return back;
-    const Vec3 forth = Truth::At(*before, previous_->time_ns, when_ns);
-    const Vec3 apart = Minus(forth, back);
-    const Vec3 parting = Minus(before->velocity, after->velocity);
-    // How long after the time that is asked for the lines are nearest to each other.
-    const double until_turn = -Dot(apart, parting) / std::max(Dot(parting, parting), kNoSpeed);
-    return until_turn > 0 ? forth : back;
-}
-
-std::optional<PeerTruth> WorldDesk::Of(const std::string& iface, const Measurement& measurement) {
-    if (!is_there() || !measurement.distance_mm) return std::nullopt;
-    const auto radio = RadioOf(iface);
-    const auto peer = ParseThingId(measurement.peer);
-    if (!radio || !peer) return std::nullopt;
-    // A report's measurements come together.
+std::optional<Vec3> WorldDesk::At(const ThingId& id, int64_t when_ns) {
+    if (!is_there()) return std::nullopt;
     try {
-        if (!latest_ || latest_->time_ns < measurement.timestamp_ns) Look();
+        const auto body = history_.At(id, when_ns);
+        return body ? std::optional(body->at) : std::nullopt;
     } catch (const Failure&) {
-        return std::nullopt;  // The driver may be on its way out; the measurement stands.
+        return std::nullopt;  // The driver may be on its way out; what was measured stands.
     }
-    const auto from = At(*radio, measurement.timestamp_ns);
-    const auto to = At(*peer, measurement.timestamp_ns);
+}
+
+std::optional<PeerTruth> WorldDesk::Of(const ThingId& radio, const ThingId& peer, int64_t when_ns) {
+    const auto from = At(radio, when_ns);
+    const auto to = At(peer, when_ns);
     if (!from || !to) return std::nullopt;
-    const Vec3 way = Minus(*to, *from);
-    const double flat = std::hypot(way.x, way.y);
+    const double x = to->x - from->x;
+    const double y = to->y - from->y;
+    const double flat = std::hypot(x, y);
     // In front and behind look the same to a pair of antennas.
-    return PeerTruth{.distance_mm = std::hypot(flat, way.z) * kMillimetresPerMetre,
-                     .azimuth_rad = std::atan2(way.x, std::abs(way.y)),
-                     .elevation_rad = std::atan2(way.z, flat)};
+    return PeerTruth{.thing = ToText(peer),
+                     .distance_mm = Distance(*from, *to) * kMillimetresPerMetre,
+                     .azimuth_rad = std::atan2(x, std::abs(y)),
+                     .elevation_rad = std::atan2(to->z - from->z, flat)};
 }
 
 // Whether pages that go on in straight lines from what they were told are right.
@@ -218,31 +180,33 @@ bool WorldDesk::IsFollowed(const Truth& truth) const {
                       [&](const TrueBody& now, const TrueBody& then) {
                           return now.id == then.id && now.is_lost == then.is_lost &&
                                  now.has_line_of_sight == then.has_line_of_sight &&
+                                 now.is_on_path == then.is_on_path &&
                                  AreClose(now.velocity, then.velocity) &&
                                  AreClose(now.at, Truth::At(then, told_->time_ns, truth.time_ns));
                       }) &&
-           truth.scene == told_->scene && truth.walls.size() == told_->walls.size() &&
-           truth.noise_mm == told_->noise_mm && truth.rate == told_->rate;
+           SettingsOf(truth).dump() == told_settings_;
 }
 
 void WorldDesk::Tick() {
-    const auto since = steady_clock::now() - told_time_;
-    if (!is_there() || since < kInterval) return;
+    const auto now = steady_clock::now();
+    if (!is_there() || now - looked_time_ < kInterval) return;
+    looked_time_ = now;
     try {
-        Look();
+        const Truth& truth = history_.Look();
+        const bool is_at_rest =
+            std::all_of(truth.bodies.begin(), truth.bodies.end(),
+                        [](const TrueBody& body) { return AreClose(body.velocity, Vec3{}); });
+        if (!IsFollowed(truth) || (now - told_time_ >= kLongest && !is_at_rest)) Publish(truth);
     } catch (const Failure&) {
         return;  // The driver may be on its way out; the next look tells.
     }
-    if (since < kLongest && IsFollowed(*latest_)) return;
-    Publish();
 }
 
-void WorldDesk::Publish() {
-    const bool at_rest =
-        std::all_of(latest_->bodies.begin(), latest_->bodies.end(),
-                    [](const TrueBody& body) { return AreClose(body.velocity, Vec3{}); });
-    if (!at_rest || !IsFollowed(*latest_)) log_->Keep("world", ToJson(*latest_).dump());
-    told_ = latest_;
+void WorldDesk::Publish(const Truth& truth) {
+    const Json settings = SettingsOf(truth);
+    log_->Keep("world", WorldJson(truth, settings));
+    told_ = truth;
+    told_settings_ = settings.dump();
     told_time_ = steady_clock::now();
     has_changed_ = false;
 }

@@ -5,11 +5,12 @@
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
+#include <vector>
 
-#include "uwbctl/client/measurement.h"
 #include "uwbctl/serve/board.h"
 #include "uwbctl/serve/event_log.h"
 #include "uwbctl/world/virtual_world.h"
+#include "uwbctl/world/world_history.h"
 
 namespace uwbctl {
 
@@ -17,7 +18,7 @@ namespace uwbctl {
  * The virtual radio's world, as pages see it and arrange it; where there is none, nothing.
  * Publishes
  *
- *     world   {"t" (ns), "scene", "noise_mm", "range_m", "rate", "seed", "model",
+ *     world   {"t" (ns), "scene", "noise_mm", "range_m", "rate", "waits", "seed", "model",
  *             "bodies": [{"id", "x", "y", "z", "vx", "vy", "vz", "los", "lost", "path"}],
  *             "walls": [{"x1", "y1", "x2", "y2", "stops"}]}
  *
@@ -25,8 +26,12 @@ namespace uwbctl {
  */
 class WorldDesk {
   public:
-    /** @param log borrowed. */
-    explicit WorldDesk(EventLog* log) : log_(log), problem_(world_.Problem()) {}
+    /**
+     * @param log borrowed.
+     * @param folder the virtual radio's, for tests.
+     */
+    explicit WorldDesk(EventLog* log, const std::string& folder = VirtualWorld::kFolder)
+        : log_(log), world_(folder), problem_(world_.Problem()) {}
 
     bool is_there() const { return problem_.empty(); }
 
@@ -40,8 +45,11 @@ class WorldDesk {
     nlohmann::ordered_json Command(const std::string& verb,
                                    const nlohmann::ordered_json& arguments);
 
-    /** @return where the peer of a measurement was, as seen by the radio of an interface. */
-    std::optional<PeerTruth> Of(const std::string& iface, const Measurement& measurement);
+    /** @return what a radio would have measured of a peer without any error. */
+    std::optional<PeerTruth> Of(const ThingId& radio, const ThingId& peer, int64_t when_ns);
+
+    /** @return where a thing was, nothing where that is not known. */
+    std::optional<Vec3> At(const ThingId& id, int64_t when_ns);
 
     /** Publishes the world when it is time and there is something new. */
     void Tick();
@@ -52,22 +60,18 @@ class WorldDesk {
   private:
     void Load(const nlohmann::ordered_json& arguments);
     void SetModel(const nlohmann::ordered_json& arguments);
-    // Reads the world.
-    void Look();
-    // Where a thing was a moment ago.
-    std::optional<Vec3> At(const ThingId& id, int64_t when_ns) const;
     bool IsFollowed(const Truth& truth) const;
-    void Publish();
+    void Publish(const Truth& truth);
 
     EventLog* log_;
     VirtualWorld world_;
     const std::string problem_;
-    // What was published last.
+    WorldHistory history_{&world_};
+    // What was published last, and the part of it that does not move.
     std::optional<Truth> told_;
+    std::string told_settings_;
     std::chrono::steady_clock::time_point told_time_;
-    // The last two looks, with nothing rearranged between them.
-    std::optional<Truth> previous_;
-    std::optional<Truth> latest_;
+    std::chrono::steady_clock::time_point looked_time_;
     bool has_changed_ = false;
 };
 

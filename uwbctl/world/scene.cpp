@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <string_view>
 
 namespace uwbctl {
 namespace {
@@ -13,6 +14,7 @@ namespace {
 using android::base::StringPrintf;
 
 constexpr char kRadio[] = "radio";
+constexpr std::string_view kInterface = "wpan";
 
 // On which side of the line from a to b a point is: the sign tells.
 double Side(double ax, double ay, double bx, double by, double x, double y) {
@@ -40,6 +42,11 @@ std::optional<ThingId> ParseThingId(const std::string& word) {
         return std::nullopt;
     }
     return id;
+}
+
+std::optional<ThingId> ThingOf(const std::string& name) {
+    if (!name.starts_with(kInterface)) return ParseThingId(name);
+    return ParseThingId(kRadio + name.substr(kInterface.size()));
 }
 
 double Distance(const Vec3& a, const Vec3& b) {

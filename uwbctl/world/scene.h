@@ -59,6 +59,13 @@ std::string ToText(const ThingId& id);
 /** The other way round; nothing for what is neither. Any number up to 64 bits is an address. */
 std::optional<ThingId> ParseThingId(const std::string& word);
 
+/**
+ * @return the thing of the world that a client's name for it means: an interface such as "wpan0" is
+ *         the radio of its number, for the virtual radio has them in order; anything else is as
+ *         ParseThingId() has it.
+ */
+std::optional<ThingId> ThingOf(const std::string& name);
+
 /** A radio or a tag. */
 struct Thing {
     ThingId id;

@@ -2,7 +2,8 @@
 // The scene seen from above: the radio, peers where they were measured, and the truth.
 import { $, colour, font, haloText, niceStep, prepare, signed, wantsRest } from './format.js';
 import { Labels } from './labels.js';
-import { smoothTrail } from './model.js';
+import { seenFrom, smoothTrail } from './model.js';
+import { drawCircles, drawPlace, placePoints } from './place.js';
 
 const kSettle = 0.09; // Seconds in which a point comes most of the way to where it was measured.
 const kViewSettle = 0.35;
@@ -93,7 +94,9 @@ export class Above {
     if (!this.#fits || isHeld) return;
     let [left, right, low, high] = [-1.5, 1.5, -0.8, 2.5];
     const o = this.#model.observer();
-    left += o.x; right += o.x; low += o.y; high += o.y;
+    const ahead = seenFrom(o, { x: 0, y: (low + high) / 2 });
+    const half = (high - low) / 2;
+    left += ahead.x; right += ahead.x; low = ahead.y - half; high = ahead.y + half;
     for (const { x, y } of points) {
       left = Math.min(left, x); right = Math.max(right, x);
       low = Math.min(low, y); high = Math.max(high, y);
@@ -117,26 +120,26 @@ export class Above {
 
   // ---- What is where ----
 
-  /** Peers to show: {peer, at (metres in the world), isCircle}. */
+  /** Peers to show: {peer, o (its radio), at (metres in the world), radius (of a whole circle)}. */
   #places(dt) {
     const places = [];
-    const o = this.#model.observer();
-    const members = this.#model.state?.activity?.peers;
-    for (const peer of this.#model.peers.values()) {
+    for (const [key, peer] of this.#model.peers) {
       const m = peer.seen;
-      if (!m || (members && !members.includes(peer.name))) continue;
+      // What several radios measure of one thing is shown once, where it is located.
+      if (!m || !this.#model.isMember(peer) || this.#model.locating?.tag === peer.name) continue;
+      const o = this.#model.observer(peer.iface);
       if (m.az === undefined) {
-        places.push({ peer, at: o, radius: m.d / 1000 });
+        places.push({ peer, o, at: o, radius: m.d / 1000 });
         continue;
       }
       const flat = (m.d / 1000) * Math.cos(m.el ?? 0);
       const target = { x: flat * Math.sin(m.az), y: flat * Math.cos(m.az) };
-      const shown = this.#shown.get(peer.name) ?? { ...target };
+      const shown = this.#shown.get(key) ?? { ...target };
       const ease = wantsRest.matches ? 1 : 1 - Math.exp(-dt / kSettle);
       shown.x += (target.x - shown.x) * ease;
       shown.y += (target.y - shown.y) * ease;
-      this.#shown.set(peer.name, shown);
-      places.push({ peer, at: { x: o.x + shown.x, y: o.y + shown.y }, target: { x: o.x + target.x, y: o.y + target.y } });
+      this.#shown.set(key, shown);
+      places.push({ peer, o, at: seenFrom(o, shown), target: seenFrom(o, target) });
     }
     return places;
   }
@@ -156,12 +159,14 @@ export class Above {
       ...places.flatMap(({ at, radius }) => (radius === undefined ? [at] : [
         { x: at.x - radius, y: at.y }, { x: at.x + radius, y: at.y }, { x: at.x, y: at.y + radius }])),
       ...bodies.map(({ at }) => at),
+      ...placePoints(this.#model),
       ...(this.#model.world?.walls ?? []).flatMap((w) => [{ x: w.x1, y: w.y1 }, { x: w.x2, y: w.y2 }]),
     ], dt, isHeld);
 
     this.#drawGrid(ctx);
     for (const wall of this.#model.world?.walls ?? []) this.#drawWall(ctx, wall);
-    for (const { peer, at } of places) this.#drawTrail(ctx, peer, at);
+    drawCircles(ctx, this, this.#model);
+    for (const { peer, o, at } of places) this.#drawTrail(ctx, peer, o, at);
     for (const place of places) this.#drawPatch(ctx, place);
     for (const place of places) this.#drawSight(ctx, place);
     this.#drawRadios(ctx, bodies);
@@ -169,11 +174,18 @@ export class Above {
     for (const { at } of [...tags, ...places.filter(({ radius }) => radius === undefined)]) this.#labels.keepFree(this.toScreen(at));
     for (const { body, at } of tags) this.#drawTruth(ctx, body, at, places);
     for (const place of places) this.#drawPeer(ctx, place);
+    drawPlace(ctx, this, this.#model, this.#labels);
     return places;
   }
 
+  /** Pixels a metre. */
+  get scale() {
+    return this.#view.scale;
+  }
+
   #drawGrid(ctx) {
-    const o = this.toScreen(this.#model.observer());
+    const observer = this.#model.observer();
+    const o = this.toScreen(observer);
     const { width, height } = this.#size;
     const far = Math.hypot(Math.max(o.x, width - o.x), Math.max(o.y, height - o.y));
     const wedge = ctx.createRadialGradient(o.x, o.y, 0, o.x, o.y, Math.max(far * 0.9, 1));
@@ -182,7 +194,8 @@ export class Above {
     ctx.fillStyle = wedge;
     ctx.beginPath();
     ctx.moveTo(o.x, o.y);
-    ctx.arc(o.x, o.y, far, -Math.PI / 2 - kFieldOfView, -Math.PI / 2 + kFieldOfView);
+    const ahead = observer.heading - Math.PI / 2;
+    ctx.arc(o.x, o.y, far, ahead - kFieldOfView, ahead + kFieldOfView);
     ctx.fill();
 
     ctx.strokeStyle = colour('grid');
@@ -197,7 +210,8 @@ export class Above {
     for (let angle = -90; angle <= 90; angle += 30) {
       ctx.beginPath();
       ctx.moveTo(o.x, o.y);
-      ctx.lineTo(o.x + far * Math.sin(angle * kDegree), o.y - far * Math.cos(angle * kDegree));
+      const turned = angle * kDegree + observer.heading;
+      ctx.lineTo(o.x + far * Math.sin(turned), o.y - far * Math.cos(turned));
       ctx.stroke();
     }
     // To the right of the radio, where peers are seldom.
@@ -222,11 +236,10 @@ export class Above {
     ctx.stroke();
   }
 
-  #drawTrail(ctx, peer, end) {
-    const o = this.#model.observer();
+  #drawTrail(ctx, peer, o, end) {
     ctx.lineWidth = 2;
     ctx.lineCap = 'butt';
-    const points = smoothTrail(peer).map((p) => ({ ...this.toScreen({ x: o.x + p.x, y: o.y + p.y }), age: p.age }));
+    const points = smoothTrail(peer).map((p) => ({ ...this.toScreen(seenFrom(o, p)), age: p.age }));
     const last = { ...this.toScreen(end), age: 0 };
     points.push(last, last);
     for (let i = 2; i < points.length; i++) {
@@ -240,8 +253,7 @@ export class Above {
   }
 
   // Two standard deviations to each side; a whole ring where the angle is not known.
-  #drawPatch(ctx, { peer, target, at, radius }) {
-    const o = this.#model.observer();
+  #drawPatch(ctx, { peer, o, target, at, radius }) {
     const centre = this.toScreen(o);
     const d = radius ?? Math.hypot(target.x - o.x, target.y - o.y);
     const half = Math.max(2 * peer.sigmaDistance, 3 / this.#view.scale);
@@ -266,9 +278,9 @@ export class Above {
     ctx.stroke();
   }
 
-  #drawSight(ctx, { peer, at, radius }) {
+  #drawSight(ctx, { peer, o, at, radius }) {
     if (radius !== undefined || peer.isLost) return;
-    const from = this.toScreen(this.#model.observer());
+    const from = this.toScreen(o);
     const to = this.toScreen(at);
     ctx.strokeStyle = colour(`p${peer.index}`, 0.45);
     ctx.lineWidth = 1.5;
@@ -282,7 +294,8 @@ export class Above {
 
   #drawTruth(ctx, body, at, places) {
     const p = this.toScreen(at);
-    const isMeasured = places.some(({ peer, radius }) => radius === undefined && peer.name.toLowerCase() === body.id);
+    const isMeasured = places.some(({ peer, radius }) => radius === undefined && (peer.seen.true?.thing ?? peer.name) === body.id)
+      || this.#model.place?.what === body.id;
     ctx.strokeStyle = colour('ink', body.lost ? 0.35 : 0.85);
     ctx.lineWidth = 2;
     ctx.beginPath();
@@ -292,32 +305,40 @@ export class Above {
   }
 
   #drawRadios(ctx, bodies) {
-    const radios = bodies.filter(({ body }) => body.id.startsWith('radio'));
-    const observer = this.#model.radioId;
-    if (!radios.some(({ body }) => body.id === observer)) {
-      radios.push({ body: { id: observer }, at: this.#model.observer() });
+    const { ifaces = [] } = this.#model.state ?? {};
+    const isOne = ifaces.length < 2;
+    for (const { name, thing } of ifaces) {
+      const isOurs = name === this.#model.chosen;
+      // Without a world nobody knows where the others are, unless they are anchors.
+      if (!isOurs && !bodies.some(({ body }) => body.id === thing) && !this.#model.locating?.ifaces.includes(name)) continue;
+      this.#drawRadio(ctx, this.#model.observer(name), isOne ? 'radio' : name, isOurs);
     }
-    for (const { body, at } of radios) {
-      const isOurs = body.id === observer;
-      const p = this.toScreen(at);
-      ctx.fillStyle = isOurs ? colour('ink') : colour('soft', 0.7);
-      ctx.strokeStyle = colour('stage');
-      ctx.lineWidth = 3;
-      ctx.beginPath();
-      ctx.moveTo(p.x, p.y - 12);
-      ctx.lineTo(p.x + 9, p.y + 9);
-      ctx.lineTo(p.x, p.y + 4);
-      ctx.lineTo(p.x - 9, p.y + 9);
-      ctx.closePath();
-      ctx.stroke();
-      ctx.fill();
-      const text = isOurs ? 'radio' : body.id.replace('radio', 'radio ');
-      ctx.font = font(12.5, isOurs ? 600 : 400);
-      ctx.textAlign = 'center';
-      ctx.textBaseline = 'middle';
-      haloText(ctx, text, p.x, p.y + 22, colour(isOurs ? 'ink' : 'soft'));
-      this.#labels.keepFree({ x: p.x, y: p.y + 9 }, 21);
-    }
+    if (ifaces.length === 0) this.#drawRadio(ctx, this.#model.observer(), 'radio', true);
+  }
+
+  // An arrow that points where it looks.
+  #drawRadio(ctx, o, text, isOurs) {
+    const p = this.toScreen(o);
+    ctx.save();
+    ctx.translate(p.x, p.y);
+    ctx.rotate(o.heading);
+    ctx.fillStyle = isOurs ? colour('ink') : colour('soft', 0.7);
+    ctx.strokeStyle = colour('stage');
+    ctx.lineWidth = 3;
+    ctx.beginPath();
+    ctx.moveTo(0, -12);
+    ctx.lineTo(9, 9);
+    ctx.lineTo(0, 4);
+    ctx.lineTo(-9, 9);
+    ctx.closePath();
+    ctx.stroke();
+    ctx.fill();
+    ctx.restore();
+    ctx.font = font(12.5, isOurs ? 600 : 400);
+    ctx.textAlign = 'center';
+    ctx.textBaseline = 'middle';
+    haloText(ctx, text, p.x, p.y + 22, colour(isOurs ? 'ink' : 'soft'));
+    this.#labels.keepFree({ x: p.x, y: p.y + 9 }, 21);
   }
 
   #drawPeer(ctx, { peer, at, radius }) {
@@ -340,6 +361,6 @@ export class Above {
     let text = peer.isLost ? 'lost' : `${(m.d / 1000).toFixed(2)} m`;
     if (!peer.isLost && m.true) text += `  ${signed((m.d - m.true.d) / 10)} cm`;
     this.#labels.put(p, 16, [
-      { text: peer.name, font: font(13.5, 650), fill: hue }, { text, font: font(12.5), fill: colour('soft') }]);
+      { text: this.#model.nameOf(peer), font: font(13.5, 650), fill: hue }, { text, font: font(12.5), fill: colour('soft') }]);
   }
 }

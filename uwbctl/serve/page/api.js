@@ -41,7 +41,7 @@ export function follow(handlers) {
   let run = null;
   source.onopen = () => handlers.connected(true);
   source.onerror = () => handlers.connected(false);
-  for (const kind of ['state', 'begin', 'report', 'stats', 'world', 'note', 'missed']) {
+  for (const kind of ['state', 'begin', 'report', 'place', 'stats', 'world', 'note', 'missed']) {
     source.addEventListener(kind, (event) => {
       const [of] = event.lastEventId.split('-');
       if (run !== null && of !== run) handlers.restart();

@@ -18,7 +18,7 @@ class Chart {
   pointer = null;
 
   /**
-   * @param lines of a peer: a list of {time, values (rings), scale, dash, faint}.
+   * @param lines of a peer: a list of {time, values (rings), name, scale, dash, faint}.
    * @param least the smallest range that the axis shows.
    */
   constructor(canvas, lines, { least, fromZero, unit }) {
@@ -152,7 +152,7 @@ class Chart {
     ctx.lineTo(x(t), plot.bottom);
     ctx.stroke();
     const texts = [];
-    for (const { peer, time, values, scale = 1, faint, dash } of lines) {
+    for (const { peer, name, time, values, scale = 1, faint, dash } of lines) {
       if (faint || dash) continue;
       let best = 0;
       for (let i = 1; i <= time.length && time.at(-i) > t - 1.5; i++) {
@@ -164,7 +164,7 @@ class Chart {
       ctx.beginPath();
       ctx.arc(x(time.at(-best)), y(v), 3.5, 0, 2 * Math.PI);
       ctx.fill();
-      texts.push({ text: `${peer.name}  ${v.toFixed(this.#unit === '°' ? 0 : 2)} ${this.#unit}`, peer });
+      texts.push({ text: `${name}  ${v.toFixed(this.#unit === '°' ? 0 : 2)} ${this.#unit}`, peer });
     }
     this.#drawBox(ctx, texts, x(t), plot);
   }
@@ -206,13 +206,13 @@ export class Charts {
     this.#charts = [
       new Chart($('chart-distance'), (peer) => [
         ...(model.world ? [{ time: peer.time, values: peer.truth, faint: true, dash: [4, 3] }] : []),
-        { time: peer.time, values: peer.distance },
+        { time: peer.time, values: peer.distance, name: model.nameOf(peer) },
       ], { least: 1, fromZero: true, unit: 'm' }),
       new Chart($('chart-angle'), (peer) => [
-        { time: peer.time, values: peer.azimuth, scale: degrees },
+        { time: peer.time, values: peer.azimuth, scale: degrees, name: model.nameOf(peer) },
         { time: peer.time, values: peer.elevation, scale: degrees, dash: [5, 4] },
       ], { least: 40, fromZero: false, unit: '°' }),
-      new Chart($('chart-rate'), (peer) => [{ time: peer.rateTime, values: peer.rate }],
+      new Chart($('chart-rate'), (peer) => [{ time: peer.rateTime, values: peer.rate, name: model.nameOf(peer) }],
         { least: 2, fromZero: true, unit: '/s' }),
     ];
     for (const chart of this.#charts) {

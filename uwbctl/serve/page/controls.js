@@ -4,6 +4,9 @@ import { command, mayCommand } from './api.js';
 import { $, count, make } from './format.js';
 import { SessionForm } from './session_form.js';
 
+// Scenes have a tag there for whoever is a controlee.
+const kOwnAddress = '0x0001';
+
 let errorTimer;
 
 /** Shows what went wrong beside the controls; nothing takes it away. */
@@ -31,24 +34,32 @@ function statusText(state, isConnected) {
   if (!isConnected) return ['bad', 'The server does not answer; trying again…'];
   if (!state) return ['wait', 'Connecting…'];
   if (state.service !== 'there') return ['bad', state.service];
-  const { activity } = state;
-  if (!activity) {
+  const { activities } = state;
+  if (activities.length === 0) {
     return state.hardware === 'free' ? ['ready', 'Ready'] : ['wait', `The radio is ${state.hardware}`];
   }
-  if (activity.phase === 'stopping') return ['wait', 'Stopping…'];
-  if (activity.kind === 'ccc') return ['good', `CCC session on ${activity.iface}, channel ${activity.channel}`];
-  if (activity.kind === 'simple') {
-    return ['good', `Simple ranging with ${count(activity.peers.length, 'peer')} on ${activity.iface}, channel ${activity.channel}`];
+  if (activities.every(({ phase }) => phase === 'stopping')) return ['wait', 'Stopping…'];
+  return ['good', activities.map(activityText).join('; ')];
+}
+
+function activityText(activity) {
+  const { kind, ifaces: [iface], session } = activity;
+  if (kind === 'ccc') return `CCC session on ${iface}, channel ${activity.channel}`;
+  if (kind === 'simple') {
+    return `Simple ranging with ${count(activity.peers.length, 'peer')} on ${iface}, channel ${activity.channel}`;
   }
-  const { session } = activity;
   const stride = session.isBlockStridingEnabled ? session.blockStridingValue + 1 : 1;
-  const rate = 1000 / (session.rangingBlockDurationMs * stride);
-  return ['good', `Ranging with ${count(activity.peers.length, 'peer')} on ${activity.iface}, channel ${session.channelNumber}, ${Number(rate.toFixed(2))} a second`];
+  const rate = Number((1000 / (session.rangingBlockDurationMs * stride)).toFixed(2));
+  return kind === 'locate'
+    ? `Locating ${activity.tag || iface} by ${count(activity.anchors.length, 'anchor')}, channel ${session.channelNumber}, ${rate} a second`
+    : `Ranging with ${count(activity.peers.length, 'peer')} on ${iface}, channel ${session.channelNumber}, ${rate} a second`;
 }
 
 export class Controls {
   #model;
   #form;
+  /** Peers that the server was started with. */
+  #peers;
 
   constructor(model, forms) {
     this.#model = model;
@@ -59,6 +70,7 @@ export class Controls {
     $('version').textContent = `uwbctl ${forms.version}`;
     $('countries').append(...forms.countries.map((value) => make('option', { value })));
     $('simple-peers').value = forms.defaults.peers.join(' ');
+    this.#peers = forms.defaults.peers;
     this.#listen();
     this.show();
   }
@@ -66,11 +78,14 @@ export class Controls {
   #listen() {
     for (const form of document.forms) form.addEventListener('submit', (event) => event.preventDefault());
     $('primary').addEventListener('click', () => this.#pressPrimary());
-    $('record').addEventListener('click', () => order('record', { on: this.#model.state.recording !== 'on' }));
-    $('ccc-start').addEventListener('click', () => order('ccc/start', {
+    $('record').addEventListener('click', () => this.#order('record', { on: this.#model.state.recording !== 'on' }));
+    $('radio').addEventListener('change', () => this.#model.choose($('radio').value));
+    $('locate-what').addEventListener('change', () => this.#showLocate());
+    $('locate-start').addEventListener('click', () => this.#locate());
+    $('ccc-start').addEventListener('click', () => this.#order('ccc/start', {
       channel: Number($('ccc-channel').value), delay_ms: Number($('ccc-delay').value),
     }));
-    $('simple-start').addEventListener('click', () => order('simple/start', {
+    $('simple-start').addEventListener('click', () => this.#order('simple/start', {
       peers: $('simple-peers').value.split(/[\s,]+/).filter(Boolean),
       role: $('simple-role').value,
       channel: Number($('simple-channel').value),
@@ -82,13 +97,46 @@ export class Controls {
 
   async #pressPrimary() {
     $('primary').disabled = true;
-    await (this.#model.isRunning ? order('stop') : order('fira/start', this.#form.arguments()));
+    const isBusy = this.#model.activityOn(this.#model.chosen) !== null;
+    await (isBusy ? this.#order('stop') : this.#order('fira/start', this.#form.arguments()));
     this.show();
   }
 
+  // To the radio that is chosen.
+  #order(name, args = {}) {
+    return order(name, { iface: this.#model.chosen, ...args });
+  }
+
+  // ---- Locating ----
+
+  #locate() {
+    const isTag = $('locate-what').value === 'tag';
+    const height = $('locate-height').value;
+    this.#order('locate/start', {
+      ...this.#form.arguments(),
+      tag: isTag ? $('locate-tag').value.trim() : '',
+      anchors: $('locate-anchors').value.split('\n').map((line) => line.replaceAll(/\s/g, '')).filter(Boolean),
+      height: height === '' ? null : Number(height),
+      is_3d: $('locate-3d').checked,
+    });
+  }
+
+  // What stands there until somebody writes something else.
+  #showLocate() {
+    const isTag = $('locate-what').value === 'tag';
+    $('locate-tag-field').hidden = !isTag;
+    const tags = [...(this.#model.world?.bodies.keys() ?? this.#peers)].filter((id) => id.startsWith('0x'));
+    const ifaces = (this.#model.state?.ifaces ?? []).map(({ name }) => name);
+    const fill = (input, value) => {
+      if (input.value === (input.dataset.filled ?? '')) input.value = input.dataset.filled = value;
+    };
+    fill($('locate-tag'), tags.find((id) => id !== kOwnAddress) ?? '');
+    fill($('locate-anchors'), (isTag ? ifaces : tags.filter((id) => id !== kOwnAddress)).join('\n'));
+  }
+
   async #changePeer(add, name) {
-    if (this.#model.state?.activity?.kind !== 'fira') return false;
-    await order(add ? 'fira/add' : 'fira/remove', { peers: [name] });
+    if (this.#model.activityOn(this.#model.chosen)?.kind !== 'fira') return false;
+    await this.#order(add ? 'fira/add' : 'fira/remove', { peers: [name] });
     return true;
   }
 
@@ -122,20 +170,35 @@ export class Controls {
     $('lamp').className = `lamp ${lamp}`;
     if ($('status').textContent !== text) $('status').textContent = text;
     if (!state) return;
-    const { activity, recording } = state;
+    const { recording } = state;
+    this.#showRadios();
+    const activity = this.#model.activityOn(this.#model.chosen);
     const isRunning = activity !== null;
+    const isFree = ['free', 'ours'].includes(state.hardware);
     const primary = $('primary');
     primary.hidden = !mayCommand;
     primary.textContent = isRunning ? 'Stop' : 'Start';
     primary.classList.toggle('stop', isRunning);
-    primary.disabled = activity?.phase === 'stopping' || (!isRunning && state.hardware !== 'free');
-    $('record').hidden = !mayCommand || activity?.kind !== 'fira';
+    primary.disabled = activity?.phase === 'stopping' || (!isRunning && !isFree);
+    $('record').hidden = !mayCommand || !activity?.session;
     $('record').setAttribute('aria-pressed', recording === 'on');
     $('record-text').textContent = recording === 'on' ? 'Recording' : 'Record';
     $('save-recording').hidden = $('save-report').hidden = recording !== 'there';
     $('country-now').textContent = `In force: ${state.country}.`;
-    for (const id of ['ccc-start', 'simple-start', 'country-apply']) $(id).disabled = isRunning;
+    for (const id of ['ccc-start', 'simple-start']) $(id).disabled = isRunning;
+    for (const id of ['country-apply', 'locate-start']) $(id).disabled = this.#model.isRunning;
     // Who ranges now is who the session has; before it starts, who the form names.
     if (activity?.kind === 'fira') this.#form.setPeers(activity.peers);
+    this.#showLocate();
+  }
+
+  #showRadios() {
+    const names = this.#model.state.ifaces.map(({ name }) => name);
+    const select = $('radio');
+    $('radio-field').hidden = names.length < 2;
+    if (names.join() !== [...select.options].map(({ value }) => value).join()) {
+      select.replaceChildren(...names.map((value) => make('option', { value, textContent: value })));
+    }
+    select.value = this.#model.chosen;
   }
 }

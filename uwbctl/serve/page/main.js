@@ -6,6 +6,7 @@ import { Charts } from './charts.js';
 import { Controls, showError } from './controls.js';
 import { $, degrees, forgetStyle, metres } from './format.js';
 import { Model } from './model.js';
+import { PlacePanel } from './place.js';
 import { Space } from './space.js';
 import { Log, Table } from './table.js';
 import { World } from './world.js';
@@ -63,19 +64,24 @@ function hintText() {
 
 function describeScene() {
   const texts = [...model.peers.values()].map((peer) => {
-    if (!peer.seen) return `${peer.name} does not answer`;
-    if (peer.isLost) return `${peer.name} is lost`;
+    const name = model.nameOf(peer);
+    if (!peer.seen) return `${name} does not answer`;
+    if (peer.isLost) return `${name} is lost`;
     const angle = peer.seen.az === undefined ? '' : ` at ${degrees(peer.seen.az)} degrees`;
-    return `${peer.name} is ${metres(peer.seen.d, 1)} metres away${angle}${peer.seen.los === false ? ', out of sight' : ''}`;
+    return `${name} is ${metres(peer.seen.d, 1)} metres away${angle}${peer.seen.los === false ? ', out of sight' : ''}`;
   });
+  const { place } = model;
+  if (place?.at_m) texts.unshift(`${place.what} is located at ${place.at_m.map((value) => value.toFixed(1)).join(', ')} metres`);
   $('above').ariaLabel = texts.join('; ') || 'Nothing is measured yet';
 }
 
 // ---- Drawing ----
 
 function main(forms) {
+  model.choose(forms.defaults.iface);
   const controls = new Controls(model, forms);
   const world = new World(model, above, forms);
+  const place = new PlacePanel(model);
   let [tableTime, chartTime, wordsTime] = [0, 0, 0];
   let isNew = true;
 
@@ -93,6 +99,7 @@ function main(forms) {
     if (now - tableTime >= kTableInterval) {
       tableTime = now;
       table.draw();
+      place.draw();
       const hint = hintText();
       $('hint').hidden = hint === '';
       if ($('hint').textContent !== hint) $('hint').textContent = hint;
@@ -107,7 +114,7 @@ function main(forms) {
 
   model.onChange((what) => {
     isNew = true;
-    if (what === 'state' || what === 'begin') controls.show();
+    if (['state', 'begin', 'world'].includes(what)) controls.show();
     if (what === 'note') log.take();
     if (what === 'world') {
       for (const element of document.querySelectorAll('.world-only')) element.hidden = false;

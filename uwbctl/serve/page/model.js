@@ -61,7 +61,7 @@ export class Peer {
   truth = new Ring();
   rateTime = new Ring();
   rate = new Ring();
-  /** Where it was seen lately, in metres from the radio: {t, x, y, z}. */
+  /** Where it was seen lately, in metres as the radio looks: {t, x (right), y (ahead), z}. */
   trail = [];
   latest = null;
   /** The latest with a distance. */
@@ -69,7 +69,9 @@ export class Peer {
   losses = 0;
   #rateFrom = null;
 
-  constructor(name, index) {
+  /** @param iface the radio that measures it. */
+  constructor(iface, name, index) {
+    this.iface = iface;
     this.name = name;
     this.index = index;
   }
@@ -125,15 +127,23 @@ export class Peer {
   }
 }
 
+/** What a radio at a place sees to its right, ahead of it and above, as a place in the world. */
+export const seenFrom = (o, { x, y, z = 0 }) => {
+  const [sin, cos] = [Math.sin(o.heading), Math.cos(o.heading)];
+  return { x: o.x + x * cos + y * sin, y: o.y - x * sin + y * cos, z: o.z + z };
+};
+
 export class Model {
   isConnected = false;
   state = null;
   stats = null;
   world = null;
   notes = [];
+  /** By radio and name. */
   peers = new Map();
-  kind = null;
-  iface = null;
+  /** The latest estimate of where something is, and those of the last seconds: {t, x, y, z}. */
+  place = null;
+  placeTrail = [];
   reports = 0;
   /** Reports that the server sent and that never came. */
   missing = 0;
@@ -141,6 +151,7 @@ export class Model {
   #next = null;
   #clock = null;
   #listeners = [];
+  #chosen = '';
 
   onChange(listener) {
     this.#listeners.push(listener);
@@ -150,7 +161,23 @@ export class Model {
   }
 
   get isRunning() {
-    return this.state?.activity != null;
+    return (this.state?.activities.length ?? 0) > 0;
+  }
+  /** The radio that controls are for. */
+  get chosen() {
+    const names = (this.state?.ifaces ?? []).map(({ name }) => name);
+    return names.includes(this.#chosen) ? this.#chosen : names[0] ?? '';
+  }
+  choose(iface) {
+    this.#chosen = iface;
+    this.changed('state');
+  }
+  /** What a radio does, or null. */
+  activityOn(iface) {
+    return this.state?.activities.find(({ ifaces }) => ifaces.includes(iface)) ?? null;
+  }
+  get locating() {
+    return this.state?.activities.find(({ kind }) => kind === 'locate') ?? null;
   }
 
   /** The radio's clock now, in seconds, as far as it can be known here. */
@@ -171,7 +198,7 @@ export class Model {
         this.changed('state');
       },
       restart: () => {
-        this.#begin();
+        this.#begin('', []);
         this.world = null;
         this.#clock = null;
       },
@@ -179,13 +206,12 @@ export class Model {
         this.state = state;
         this.changed('state');
       },
-      begin: ({ iface, kind }) => {
-        this.#begin();
-        this.iface = iface;
-        this.kind = kind;
+      begin: ({ kind, others }) => {
+        this.#begin(kind, others);
         this.changed('begin');
       },
       report: (report) => this.#takeReport(report),
+      place: (place) => this.#takePlace(place),
       stats: (stats) => {
         this.stats = stats;
         this.changed('stats');
@@ -205,8 +231,16 @@ export class Model {
     };
   }
 
-  #begin() {
-    this.peers.clear();
+  // What goes on on other radios stays.
+  #begin(kind, others) {
+    for (const [key, { iface }] of this.peers) {
+      if (!others.includes(iface)) this.peers.delete(key);
+    }
+    if (kind === 'locate' || others.length === 0) {
+      this.place = null;
+      this.placeTrail = [];
+    }
+    if (others.length > 0) return;
     this.reports = 0;
     this.missing = 0;
     this.latestTime = null;
@@ -214,21 +248,44 @@ export class Model {
     this.stats = null;
   }
 
-  peer(name) {
-    if (!this.peers.has(name)) this.peers.set(name, new Peer(name, this.peers.size % 8));
-    return this.peers.get(name);
+  peer(iface, name) {
+    const key = `${iface} ${name}`;
+    if (!this.peers.has(key)) {
+      const taken = new Set([...this.peers.values()].map(({ index }) => index));
+      let index = 0;
+      while (taken.has(index) && index < 7) index++;
+      this.peers.set(key, new Peer(iface, name, index));
+    }
+    return this.peers.get(key);
+  }
+  /** What a peer is called: with its radio, where several measure. */
+  nameOf(peer) {
+    const isOne = [...this.peers.values()].every(({ iface }) => iface === peer.iface);
+    return isOne ? peer.name : `${peer.name} by ${peer.iface}`;
+  }
+  /** Whether the session that measured it still has it. */
+  isMember(peer) {
+    return this.activityOn(peer.iface)?.peers?.includes(peer.name) ?? true;
   }
 
-  #takeReport({ n, m }) {
+  #takeReport({ n, iface, m }) {
     if (this.#next !== null && n > this.#next) this.missing += n - this.#next;
     this.#next = n + 1;
     this.reports++;
     for (const measurement of m) {
       const t = measurement.t / 1e9;
       this.latestTime = Math.max(this.latestTime ?? t, t);
-      this.peer(measurement.peer).take(measurement, t);
+      this.peer(iface, measurement.peer).take(measurement, t);
     }
     if (this.latestTime !== null) this.#setClock(this.latestTime);
+    this.changed('report');
+  }
+
+  #takePlace(place) {
+    this.place = place;
+    const t = place.timestamp_ns / 1e9;
+    if (place.at_m) this.placeTrail.push({ t, x: place.at_m[0], y: place.at_m[1], z: place.at_m[2] });
+    while (this.placeTrail.length > 1000 || this.placeTrail[0]?.t < t - kTrailSeconds) this.placeTrail.shift();
     this.changed('report');
   }
 
@@ -242,24 +299,30 @@ export class Model {
     };
   }
 
-  /** The radio that measures, as the world names it. */
-  get radioId() {
-    const digits = /\d+/.exec(this.iface ?? this.state?.ifaces?.[0] ?? '');
-    return `radio${digits ? Number(digits[0]) : 0}`;
+  /** What an interface is in the world, such as radio0. */
+  thingOf(iface) {
+    return this.state?.ifaces.find(({ name }) => name === iface)?.thing ?? '';
   }
 
-  /** Where the radio that measures is; at the origin where there is no world. */
-  observer() {
-    const body = this.world?.bodies.get(this.radioId);
-    return body ? this.whereIs(body) : { x: 0, y: 0, z: 0 };
+  /** Where a radio is and where it looks, by its interface; at the origin where nobody knows. */
+  observer(iface = this.chosen) {
+    const body = this.world?.bodies.get(this.thingOf(iface));
+    if (body) return { ...this.whereIs(body), heading: body.heading ?? 0 };
+    const place = this.place?.what === iface ? this.place.at_m : this.#saidPlace(iface);
+    const [x, y, z] = place ?? [0, 0, 0];
+    return { x, y, z, heading: 0 };
+  }
+  #saidPlace(name) {
+    return this.locating?.anchors.find((anchor) => anchor.name === name)?.at_m;
   }
 
-  /** The true body of a peer, if there is a world. */
-  bodyOf(peer) {
-    return this.world?.bodies.get(peer.name.toLowerCase()) ?? null;
-  }
-
-  remove(names) {
-    for (const name of names) this.peers.delete(name);
+  /** Anchors of what is located: {name, at, peer (what was measured last)}. */
+  anchors() {
+    const locating = this.locating;
+    return (locating?.anchors ?? []).map(({ name, at_m: [x, y, z], is_place_said }) => {
+      const body = is_place_said ? null : this.world?.bodies.get(this.thingOf(name) || name);
+      const key = locating.tag ? `${name} ${locating.tag}` : `${locating.ifaces[0]} ${name}`;
+      return { name, at: body ? this.whereIs(body) : { x, y, z }, peer: this.peers.get(key) };
+    });
   }
 }

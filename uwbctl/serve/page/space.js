@@ -2,7 +2,7 @@
 // The scene in space, where elevation is measured: turned with pointer or arrow keys.
 import { $, colour, font, haloText, niceStep, prepare, wantsRest } from './format.js';
 import { Labels } from './labels.js';
-import { smoothTrail } from './model.js';
+import { seenFrom, smoothTrail } from './model.js';
 
 const kEye = 2.1; // How far the eye is, in sizes of the scene.
 
@@ -66,20 +66,19 @@ export class Space {
   }
 
   #things(dt) {
-    const o = this.#model.observer();
-    const members = this.#model.state?.activity?.peers;
     const things = [];
-    for (const peer of this.#model.peers.values()) {
+    for (const [key, peer] of this.#model.peers) {
       const m = peer.seen;
-      if (!m || m.az === undefined || (members && !members.includes(peer.name))) continue;
+      if (!m || m.az === undefined || !this.#model.isMember(peer)) continue;
+      const o = this.#model.observer(peer.iface);
       const end = peer.trail.at(-1);
       if (!end) continue;
-      const target = { x: o.x + end.x, y: o.y + end.y, z: o.z + end.z };
-      const shown = this.#shown.get(peer.name) ?? { ...target };
+      const target = seenFrom(o, end);
+      const shown = this.#shown.get(key) ?? { ...target };
       const ease = wantsRest.matches ? 1 : 1 - Math.exp(-dt / 0.09);
       for (const key of ['x', 'y', 'z']) shown[key] += (target[key] - shown[key]) * ease;
-      this.#shown.set(peer.name, shown);
-      things.push({ peer, at: { ...shown } });
+      this.#shown.set(key, shown);
+      things.push({ peer, o, at: { ...shown } });
     }
     return things;
   }
@@ -111,10 +110,10 @@ export class Space {
     this.#follow(points, dt);
     const floor = Math.min(0, ...points.map(({ z }) => z));
     this.#drawFloor(ctx, floor);
-    for (const { peer } of things) this.#drawTrail(ctx, peer, o);
+    for (const { peer, o: from } of things) this.#drawTrail(ctx, peer, from);
     const marks = [
       ...bodies.map((entry) => ({ ...entry, draw: () => this.#drawBody(ctx, entry, floor) })),
-      ...things.map((entry) => ({ ...entry, draw: () => this.#drawThing(ctx, entry, o, floor) })),
+      ...things.map((entry) => ({ ...entry, draw: () => this.#drawThing(ctx, entry, floor) })),
     ];
     if (!this.#model.world) marks.push({ at: o, draw: () => this.#drawBody(ctx, { body: { id: 'radio' }, at: o }, floor) });
     this.#labels = new Labels(ctx, this.#size);
@@ -164,8 +163,8 @@ export class Space {
     ctx.strokeStyle = colour(`p${peer.index}`, 0.3);
     ctx.lineJoin = 'round';
     ctx.beginPath();
-    for (const { x, y, z } of smoothTrail(peer)) {
-      const p = this.#project({ x: o.x + x, y: o.y + y, z: o.z + z });
+    for (const point of smoothTrail(peer)) {
+      const p = this.#project(seenFrom(o, point));
       ctx.lineTo(p.x, p.y);
     }
     ctx.stroke();
@@ -199,10 +198,10 @@ export class Space {
     ctx.font = font(12.5, 600);
     ctx.textAlign = 'center';
     ctx.textBaseline = 'middle';
-    haloText(ctx, body.id === this.#model.radioId || body.id === 'radio' ? 'radio' : body.id, p.x, p.y + 24, colour('ink'));
+    haloText(ctx, body.id, p.x, p.y + 24, colour('ink'));
   }
 
-  #drawThing(ctx, { peer, at }, o, floor) {
+  #drawThing(ctx, { peer, o, at }, floor) {
     const name = `p${peer.index}`;
     const p = this.#project(at);
     this.#drawPost(ctx, at, floor, colour(name, 0.35));
@@ -225,7 +224,7 @@ export class Space {
     ctx.arc(p.x, p.y, 7, 0, 2 * Math.PI);
     ctx.fill();
     this.#labels.put(p, 16, [
-      { text: peer.name, font: font(13.5, 650), fill: hue },
+      { text: this.#model.nameOf(peer), font: font(13.5, 650), fill: hue },
       { text: peer.isLost ? 'lost' : `${(peer.seen.d / 1000).toFixed(2)} m, ${(at.z - floor).toFixed(1)} m high`,
         font: font(12.5), fill: colour('soft') }]);
   }

@@ -45,37 +45,39 @@ export class Table {
     $('table').tHead.replaceChildren(make('tr', {}, ...cells));
   }
 
-  #row(peer) {
-    let row = this.#rows.get(peer.name);
+  #row(key, peer) {
+    let row = this.#rows.get(key);
     if (row) return row;
-    const element = make('tr', {}, make('th', { scope: 'row' }, make('span', { className: `swatch p${peer.index}` }), peer.name));
-    element.dataset.peer = peer.name;
+    const element = make('tr', {}, make('th', { scope: 'row' }, make('span', { className: `swatch p${peer.index}` }), make('span')));
+    Object.assign(element.dataset, { peer: peer.name, iface: peer.iface });
     const cells = this.#columns().map((column) => {
       const cell = element.appendChild(make('td', { className: column.key }));
       cell.dataset.name = column.unit ? `${column.name} (${column.unit})` : column.name;
       return { column, cell };
     });
     $('table').tBodies[0].append(element);
-    row = { element, cells };
-    this.#rows.set(peer.name, row);
+    row = { element, peer, cells, name: element.querySelector('th span:last-child') };
+    this.#rows.set(key, row);
     return row;
   }
 
   draw() {
     const model = this.#model;
     if (this.#hasWorld !== (model.world !== null)) this.#makeHead();
-    for (const [name, { element }] of this.#rows) {
-      if (!model.peers.has(name)) {
+    for (const [key, { element, peer }] of this.#rows) {
+      if (model.peers.get(key) !== peer) {
         element.remove();
-        this.#rows.delete(name);
+        this.#rows.delete(key);
       }
     }
-    const statistics = new Map((model.stats?.peers ?? []).map((entry) => [entry.peer, entry]));
-    for (const peer of model.peers.values()) {
-      const { element, cells } = this.#row(peer);
+    const statistics = new Map((model.stats?.peers ?? []).map((entry) => [`${entry.iface} ${entry.peer}`, entry]));
+    for (const [key, peer] of model.peers) {
+      const { element, cells, name } = this.#row(key, peer);
+      const label = model.nameOf(peer);
+      if (name.textContent !== label) name.textContent = label;
       element.classList.toggle('lost', peer.isLost);
       for (const { column, cell } of cells) {
-        const text = column.text(statistics.get(peer.name), peer);
+        const text = column.text(statistics.get(key), peer);
         if (cell.textContent !== text) cell.textContent = text;
       }
     }

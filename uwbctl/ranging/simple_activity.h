@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "uwbctl/client/events.h"
-#include "uwbctl/serve/activity.h"
+#include "uwbctl/ranging/activity.h"
 
 namespace uwbctl {
 
@@ -32,12 +32,11 @@ class SimpleActivity : public Activity, public std::enable_shared_from_this<Simp
     SimpleActivity(std::shared_ptr<ISimpleRangingController> controller, std::string iface,
                    SimpleRanging ranging, ActivityListener* listener);
 
-    /** A Failure says why it cannot start, and nothing is left then. */
-    void Start(Events* events);
-
+    void Start(Events* events) override;
     void Stop() override;
     void Tick() override;
     const std::optional<ActivityEnd>& end() const override { return end_; }
+    std::vector<std::string> ifaces() const override { return {iface_}; }
     nlohmann::ordered_json Describe() const override;
 
   private:

@@ -11,7 +11,7 @@
 #include "uwbctl/client/controlees.h"
 #include "uwbctl/client/session.h"
 #include "uwbctl/client/session_callback.h"
-#include "uwbctl/serve/activity.h"
+#include "uwbctl/ranging/activity.h"
 
 namespace uwbctl {
 
@@ -28,18 +28,17 @@ class FiraActivity : public Activity,
     FiraActivity(std::shared_ptr<IFiraController> controller, std::string iface,
                  FiraTwrSession session, ActivityListener* listener);
 
-    /** Sets the session up and has it range; a Failure says why not, and nothing is left then. */
-    void Start(Events* events);
+    const std::vector<std::string>& peers() const { return peers_; }
 
-    /** The answer comes later, through the listener; a Failure for what is no good list. */
-    void ChangeControlees(bool add, const std::vector<std::string>& peers);
-
-    const FiraTwrSession& session() const { return session_; }
-    const std::string& iface() const { return iface_; }
-
+    void Start(Events* events) override;
     void Stop() override;
     void Tick() override;
     const std::optional<ActivityEnd>& end() const override { return end_; }
+    std::vector<std::string> ifaces() const override { return {iface_}; }
+    const FiraTwrSession* SessionOn(const std::string& iface) const override {
+        return iface == iface_ ? &session_ : nullptr;
+    }
+    void ChangeControlees(bool add, const std::vector<std::string>& peers) override;
     nlohmann::ordered_json Describe() const override;
 
     void OnReport(const FiraRangingData& data,

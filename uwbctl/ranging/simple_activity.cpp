@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "uwbctl/serve/simple_activity.h"
+#include "uwbctl/ranging/simple_activity.h"
 
 #include <aidl/hardware/velta/uwb/BnSimpleRangingCallback.h>
 
@@ -120,7 +120,7 @@ void SimpleActivity::OnResult(const RangingResult& result, int64_t time_ns) {
         measurement.azimuth = ToAngle(result.angle1);
         measurement.elevation = ToAngle(result.angle2);
     }
-    listener_->OnMeasurements({measurement});
+    listener_->OnMeasurements(iface_, {measurement});
 }
 
 void SimpleActivity::End(Tone tone, const std::string& reason) {
@@ -130,7 +130,6 @@ void SimpleActivity::End(Tone tone, const std::string& reason) {
 nlohmann::ordered_json SimpleActivity::Describe() const {
     return {{"kind", "simple"},
             {"phase", "running"},
-            {"iface", iface_},
             {"peers", ranging_.peers},
             {"address", ranging_.address},
             {"channel", ranging_.channel},

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "uwbctl/serve/ccc_activity.h"
+#include "uwbctl/ranging/ccc_activity.h"
 
 #include <aidl/hardware/velta/uwb/BnCccControllerCallback.h>
 
@@ -86,9 +86,11 @@ void CccActivity::End(Tone tone, const std::string& reason) {
 }
 
 nlohmann::ordered_json CccActivity::Describe() const {
-    return {{"kind", "ccc"},         {"phase", is_stopping_ ? "stopping" : "running"},
-            {"iface", iface_},       {"channel", channel_},
-            {"delay_ms", delay_ms_}, {"time0_ms", time0_ms_}};
+    return {{"kind", "ccc"},
+            {"phase", is_stopping_ ? "stopping" : "running"},
+            {"channel", channel_},
+            {"delay_ms", delay_ms_},
+            {"time0_ms", time0_ms_}};
 }
 
 }  // namespace uwbctl

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "uwbctl/serve/fira_activity.h"
+#include "uwbctl/ranging/fira_activity.h"
 
 #include <algorithm>
 #include <utility>
@@ -16,7 +16,7 @@ using std::chrono::steady_clock;
 
 // The radio reports a stop after the round that it is in.
 constexpr milliseconds kStopPatience{5000};
-// Without a report for so many blocks, and a second on top, the radio is taken for dead.
+
 }  // namespace
 
 FiraActivity::FiraActivity(std::shared_ptr<IFiraController> controller, std::string iface,
@@ -79,7 +79,7 @@ void FiraActivity::OnReport(const FiraRangingData& data,
     for (const FiraTwrMeasurement& measurement : measurements) {
         taken.push_back(ToMeasurement(data, measurement));
     }
-    listener_->OnMeasurements(taken);
+    listener_->OnMeasurements(iface_, taken);
 }
 
 void FiraActivity::OnControlees(const std::string& event, const std::vector<std::string>& peers) {
@@ -87,7 +87,7 @@ void FiraActivity::OnControlees(const std::string& event, const std::vector<std:
         if (event == "controlees_added") peers_.push_back(peer);
         if (event == "controlees_removed") std::erase(peers_, peer);
     }
-    listener_->OnControlees(event, peers, controlees_.Take(event, peers));
+    listener_->OnControlees(iface_, event, peers, controlees_.Take(event, peers));
 }
 
 void FiraActivity::OnStopped(int reason) {
@@ -109,7 +109,6 @@ void FiraActivity::End(Tone tone, const std::string& reason) {
 nlohmann::ordered_json FiraActivity::Describe() const {
     return {{"kind", "fira"},
             {"phase", is_stopping_ ? "stopping" : "running"},
-            {"iface", iface_},
             {"peers", peers_},
             {"session", PublicSessionToJson(session_)}};
 }

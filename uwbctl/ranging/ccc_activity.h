@@ -6,9 +6,10 @@
 #include <chrono>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "uwbctl/client/events.h"
-#include "uwbctl/serve/activity.h"
+#include "uwbctl/ranging/activity.h"
 
 namespace uwbctl {
 
@@ -20,12 +21,11 @@ class CccActivity : public Activity, public std::enable_shared_from_this<CccActi
     CccActivity(std::shared_ptr<ICccController> controller, std::string iface, int64_t delay_ms,
                 int channel);
 
-    /** A Failure says why it cannot start, and nothing is left then. */
-    void Start(Events* events);
-
+    void Start(Events* events) override;
     void Stop() override;
     void Tick() override;
     const std::optional<ActivityEnd>& end() const override { return end_; }
+    std::vector<std::string> ifaces() const override { return {iface_}; }
     nlohmann::ordered_json Describe() const override;
 
   private:

@@ -1,0 +1,85 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "uwbctl/serve/world_desk.h"
+
+#include <android-base/file.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <thread>
+
+namespace uwbctl {
+namespace {
+
+using std::chrono::milliseconds;
+using ::testing::HasSubstr;
+
+constexpr milliseconds kLongerThanAnInterval{120};
+
+// The virtual radio's file, at rest but for the clock.
+class WorldDeskTest : public ::testing::Test {
+  protected:
+    void Write(const std::string& settings, const std::string& bodies) {
+        time_ns_ += 100'000'000;
+        android::base::WriteStringToFile(
+            "time_ns " + std::to_string(time_ns_) + " " + settings + "\n" + bodies,
+            std::string(folder_.path) + "/world");
+    }
+    // What pages are told of it.
+    std::string Told(WorldDesk* desk) {
+        std::this_thread::sleep_for(kLongerThanAnInterval);
+        desk->Tick();
+        return log_.Read(&place_, milliseconds(0)).value_or("");
+    }
+
+    static constexpr char kSettings[] = "seed 1 noise_mm 30 range 200 rate 1 waits 0 scene room";
+    static constexpr char kBodies[] =
+        "radio 0 0 0 0 0 0 0\ntag 0x1234 1 2 0 0 0 0 los 1\nwall 1 0 2 0\n";
+
+    TemporaryDir folder_;
+    EventLog log_{"run", 1 << 20};
+    uint64_t place_ = 0;
+    int64_t time_ns_ = 0;
+};
+
+TEST_F(WorldDeskTest, TellsOfEverythingThatSomebodyElseChanges) {
+    Write(kSettings, kBodies);
+    WorldDesk desk(&log_, folder_.path);
+    EXPECT_THAT(Told(&desk), HasSubstr("\"scene\":\"room\""));
+    const struct {
+        const char* settings;
+        const char* bodies;
+    } kCases[] = {
+        {"seed 2 noise_mm 30 range 200 rate 1 waits 0 scene room", kBodies},
+        {"seed 1 noise_mm 31 range 200 rate 1 waits 0 scene room", kBodies},
+        {"seed 1 noise_mm 30 range 100 rate 1 waits 0 scene room", kBodies},
+        {"seed 1 noise_mm 30 range 200 rate 2 waits 0 scene room", kBodies},
+        {"seed 1 noise_mm 30 range 200 rate 1 waits 1 scene room", kBodies},
+        {kSettings, "radio 0 0 0 0 0 0 0\ntag 0x1234 1 2.1 0 0 0 0 los 1\nwall 1 0 2 0\n"},
+        {kSettings, "radio 0 0 0 0 0 0 0\ntag 0x1234 1 2 0 0 0 0 los 0\nwall 1 0 2 0\n"},
+        {kSettings, "radio 0 0 0 0 0 0 0\ntag 0x1234 1 2 0 0 0 0 los 1\nwall 1 0 2.5 0\n"},
+        {kSettings, "radio 0 0 0 0 0 0 0\ntag 0x1234 1 2 0 0 0 0 los 1\nwall 1 0 2 0 stops\n"},
+        {kSettings, "radio 0 0 0 0 0 0 0\nwall 1 0 2 0\n"},
+    };
+    for (const auto& [settings, bodies] : kCases) {
+        Write(settings, bodies);
+        EXPECT_THAT(Told(&desk), HasSubstr("event: world")) << settings << "\n" << bodies;
+        Write(settings, bodies);
+        EXPECT_EQ(Told(&desk), "") << "nothing is new, and everything is at rest";
+    }
+}
+
+TEST_F(WorldDeskTest, KnowsWhereThingsWereBeforeTheyTurned) {
+    constexpr ThingId kTag = {.kind = ThingId::Kind::kTag, .number = 0x1234};
+    Write(kSettings, "tag 0x1234 0 0 0 1 0 0 los 1\n");
+    WorldDesk desk(&log_, folder_.path);
+    desk.Tick();
+    // At 0.15 s it has turned back, and is at 0.04 again at 0.16 s.
+    time_ns_ -= 40'000'000;
+    Write(kSettings, "tag 0x1234 0.04 0 0 -1 0 0 los 1\n");
+    EXPECT_NEAR(desk.At(kTag, 160'000'000)->x, 0.04, 1e-9);
+    EXPECT_NEAR(desk.At(kTag, 155'000'000)->x, 0.045, 1e-9);
+    EXPECT_NEAR(desk.At(kTag, 120'000'000)->x, 0.02, 1e-9);
+}
+
+}  // namespace
+}  // namespace uwbctl
