@@ -52,7 +52,7 @@ void SetTimer(int64_t milliseconds) {
 std::string WhatRuns() {
     const int fd = g_fd;
     if (fd == StallGuard::kTask) return "a posted task";
-    const std::string number = std::to_string(fd);
+    std::string number = std::to_string(fd);
     char target[PATH_MAX] = {};
     if (readlink(("/proc/self/fd/" + number).c_str(), target, sizeof(target) - 1) < 0)
         return number;
