@@ -7,7 +7,9 @@
 #include <signal.h>
 #include <unistd.h>
 
+#include <cstdio>
 #include <functional>
+#include <string>
 #include <thread>
 #include <vector>
 
@@ -19,6 +21,8 @@ namespace hardware::velta::conformance {
 using ::android::base::Split;
 
 namespace {
+
+constexpr size_t kThreads = 4;
 
 // Calls what anyone may call, and what nobody has.
 void Flood(const Hal& hal) {
@@ -35,10 +39,18 @@ void Flood(const Hal& hal) {
     }
 }
 
-// Runs what never returns on four threads.
+// This program once more, in a process of its own.
+FILE* StartClient(const std::string& step) {
+    const std::string command =
+        "exec " + android::base::GetExecutablePath() + " --client=" + step + TheTarget().Options();
+    return popen(command.c_str(), "re");  // NOLINT(cert-env33-c): our own words.
+}
+
+// Runs what never returns on several threads.
 void OnThreads(const std::function<void()>& run) {
     std::vector<std::thread> threads;
-    for (int i = 0; i < 4; i++) threads.emplace_back(run);
+    threads.reserve(kThreads);
+    for (size_t i = 0; i < kThreads; i++) threads.emplace_back(run);
     threads.front().join();
 }
 
@@ -79,11 +91,7 @@ void RunClient(const std::string& step) {
     for (;;) pause();
 }
 
-ClientProcess::ClientProcess(const std::string& step)
-    : output_(popen(("exec " + android::base::GetExecutablePath() + " --client=" + step +
-                     TheTarget().Options())
-                        .c_str(),
-                    "re")) {  // NOLINT(cert-env33-c)
+ClientProcess::ClientProcess(const std::string& step) : output_(StartClient(step)) {
     char line[256] = "";
     if (fgets(line, sizeof(line), output_) == nullptr) return;
     const std::vector<std::string> parts = Split(android::base::Trim(line), " ");

@@ -80,7 +80,7 @@ CONFORMANCE_CHECK(
         EXPECT_EQ(measurements[0].peerAddress, ControllerSession().destAddressList[0]);
         const int64_t timestamp_ns = measurements[0].timestampNs;
         if (block > 0) {
-            EXPECT_NEAR(static_cast<double>(timestamp_ns - last_ns), kBlockNs, kBlockNs / 2);
+            EXPECT_NEAR(static_cast<double>(timestamp_ns - last_ns), kBlockNs, kBlockNs / 2.0);
         }
         last_ns = timestamp_ns;
     }

@@ -215,7 +215,7 @@ TEST_F(OddClientTest, ToldOfByDumpsys) {
     // Whoever asks and does not read: a pipe that holds a page.
     std::vector<std::array<int, 2>> pipes(8);
     for (auto& ends : pipes) {
-        ASSERT_EQ(pipe(ends.data()), 0);
+        ASSERT_EQ(pipe2(ends.data(), O_CLOEXEC), 0);
         fcntl(ends[1], F_SETPIPE_SZ, 4096);
         const auto filled = write(ends[1], std::string(4096, ' ').data(), 4096);
         EXPECT_EQ(filled, 4096);

@@ -183,7 +183,7 @@ Part ServiceProcess() {
     for (const char* name : {"wchan", "attr/current", "stack"}) {
         std::string value;
         const bool is_there = ReadFileToString(*folder + "/" + name, &value);
-        text += std::string(name) + ": " + (is_there ? value.c_str() : Reason()) + "\n";
+        text += std::string(name) + ": " + (is_there ? value : Reason()) + "\n";
     }
     return {text + Descriptors(*folder), ""};
 }

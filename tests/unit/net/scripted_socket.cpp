@@ -55,7 +55,7 @@ class ScriptedSocket : public NlSocket {
         const auto* raw = reinterpret_cast<const uint8_t*>(nlmsg_hdr(msg));
         kernel_->sent.emplace_back(raw, raw + nlmsg_hdr(msg)->nlmsg_len);
         if (kernel_->answers.empty()) return {};
-        const ScriptedKernel::Answer answer = kernel_->answers.front();
+        ScriptedKernel::Answer answer = std::move(kernel_->answers.front());
         kernel_->answers.pop_front();
         return answer;
     }
