@@ -63,9 +63,8 @@ void Running::Stop(const std::string& iface) {
 }
 
 Running::List Running::TakeEnded() {
-    const auto over =
-        std::stable_partition(activities_.begin(), activities_.end(),
-                              [](const auto& activity) { return !activity->end(); });
+    const auto over = std::stable_partition(activities_.begin(), activities_.end(),
+                                            [](const auto& activity) { return !activity->end(); });
     List ended(std::make_move_iterator(over), std::make_move_iterator(activities_.end()));
     activities_.erase(over, activities_.end());
     return ended;
