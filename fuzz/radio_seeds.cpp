@@ -277,7 +277,7 @@ std::string SceneCommands(const std::filesystem::path& scene) {
     std::ofstream(folder / "world").flush();
     uwbctl::VirtualWorld(folder).Load(uwbctl::ReadSceneFile(scene));
     std::ifstream file(folder / "world");
-    const std::string text((std::istreambuf_iterator<char>(file)), {});
+    std::string text((std::istreambuf_iterator<char>(file)), {});
     std::filesystem::remove_all(folder);
     return text;
 }

@@ -56,7 +56,7 @@ struct SimpleListener : BnSimpleRangingCallback {
 }  // namespace
 
 Cycle::Cycle(std::shared_ptr<IUwb> uwb, Chance chance, uint64_t reports, Totals* totals)
-    : uwb_(std::move(uwb)), chance_(std::move(chance)), wanted_(reports), totals_(totals) {}
+    : uwb_(std::move(uwb)), chance_(chance), wanted_(reports), totals_(totals) {}
 
 void Cycle::Run() {
     LayOutWorld();
