@@ -19,32 +19,36 @@
 namespace hardware::velta {
 namespace {
 
-constexpr int64_t kIdle = 0;
-constexpr int64_t kMillisecondsPerSecond = 1000;
-constexpr int64_t kNanosecondsPerMillisecond = 1000000;
+constexpr uint32_t kIdle = 0;
+constexpr uint32_t kMillisecondsPerSecond = 1000;
+constexpr long kNanosecondsPerMillisecond = 1000000;
 
 // For a log that hangs as well: it may be what the thread hangs in.
 constexpr unsigned int kLogSeconds = 2;
 
-// What the signal handler sees. It runs on the loop's thread.
-std::atomic<int64_t> g_since = kIdle;  // Milliseconds of CoarseClock.
-std::atomic<int64_t> g_limit = 0;      // Milliseconds.
+// What the signal handler sees. It runs on the loop's thread. Milliseconds have 32 bits, which
+// every processor stores at once; they come round after 49 days, and differences do not mind.
+std::atomic<uint32_t> g_since = kIdle;  // Milliseconds of CoarseClock.
+std::atomic<uint32_t> g_limit = 0;      // Milliseconds.
 std::atomic<int> g_fd = StallGuard::kTask;
 std::atomic<bool> g_is_armed = false;
 timer_t g_timer;
 
-static_assert(std::atomic<int64_t>::is_always_lock_free);
+static_assert(std::atomic<uint32_t>::is_always_lock_free);
 
-int64_t NowMilliseconds() {
-    return std::chrono::floor<std::chrono::milliseconds>(CoarseClock::now().time_since_epoch())
-        .count();
+// Never kIdle.
+uint32_t NowMilliseconds() {
+    const auto now =
+        std::chrono::floor<std::chrono::milliseconds>(CoarseClock::now().time_since_epoch());
+    const auto milliseconds = static_cast<uint32_t>(now.count());
+    return milliseconds == kIdle ? kIdle + 1 : milliseconds;
 }
 
-void SetTimer(int64_t milliseconds) {
+void SetTimer(uint32_t milliseconds) {
     itimerspec spec = {};
     spec.it_value.tv_sec = static_cast<time_t>(milliseconds / kMillisecondsPerSecond);
     spec.it_value.tv_nsec =
-        static_cast<long>(milliseconds % kMillisecondsPerSecond * kNanosecondsPerMillisecond);
+        static_cast<long>(milliseconds % kMillisecondsPerSecond) * kNanosecondsPerMillisecond;
     timer_settime(g_timer, 0, &spec, nullptr);
 }
 
@@ -61,8 +65,8 @@ std::string WhatRuns() {
 
 void OnTimer(int /*signal*/) {
     const int saved_errno = errno;
-    const int64_t since = g_since;
-    const int64_t taken = NowMilliseconds() - since;
+    const uint32_t since = g_since;
+    const uint32_t taken = NowMilliseconds() - since;
     if (since == kIdle) {
         g_is_armed = false;  // Whoever runs next sets the timer anew.
     } else if (taken < g_limit) {
@@ -85,7 +89,7 @@ void OnTimer(int /*signal*/) {
 
 StallGuard::StallGuard(std::chrono::seconds limit) : is_on_(limit.count() > 0) {
     if (!is_on_) return;
-    g_limit = std::chrono::milliseconds(limit).count();
+    g_limit = static_cast<uint32_t>(std::chrono::milliseconds(limit).count());
     g_since = kIdle;
     g_is_armed = false;
     struct sigaction action = {};
