@@ -157,6 +157,7 @@ void AskForEverything(Recorder* service, Steps* course) {
     service->mcps.ListHardware(&ok);
     service->mcps.GetHardwareInfo(1, &ok);
     service->mcps.GetSpiPids(0, pids);
+    service->mcps.SetAllRegions(1);
     service->Calibrate({{"auto_sleep_margin", "-1"},
                         {"restricted_channels", "0x20"},
                         {"ant0_ch5_delay", "16400"},
@@ -187,7 +188,7 @@ void RangeWithTags(Recorder* service, Steps* course) {
 
 void RangeWithEachOther(Recorder* service, Steps* course) {
     for (const uint8_t radio : {0, 1}) {
-        service->mcps.SetAllRegions(radio);
+        service->mcps.SetRegion(radio, kFiraRegion);
         course->push_back(Up(radio));
         service->InitFira(radio, radio == 0);
         service->fira.StartSession(radio, kSession);
@@ -277,7 +278,7 @@ std::string SceneCommands(const std::filesystem::path& scene) {
     std::ofstream(folder / "world").flush();
     uwbctl::VirtualWorld(folder).Load(uwbctl::ReadSceneFile(scene));
     std::ifstream file(folder / "world");
-    const std::string text((std::istreambuf_iterator<char>(file)), {});
+    std::string text((std::istreambuf_iterator<char>(file)), {});
     std::filesystem::remove_all(folder);
     return text;
 }
