@@ -157,6 +157,7 @@ void AskForEverything(Recorder* service, Steps* course) {
     service->mcps.ListHardware(&ok);
     service->mcps.GetHardwareInfo(1, &ok);
     service->mcps.GetSpiPids(0, pids);
+    service->mcps.SetAllRegions(1);
     service->Calibrate({{"auto_sleep_margin", "-1"},
                         {"restricted_channels", "0x20"},
                         {"ant0_ch5_delay", "16400"},
@@ -187,7 +188,7 @@ void RangeWithTags(Recorder* service, Steps* course) {
 
 void RangeWithEachOther(Recorder* service, Steps* course) {
     for (const uint8_t radio : {0, 1}) {
-        service->mcps.SetAllRegions(radio);
+        service->mcps.SetRegion(radio, kFiraRegion);
         course->push_back(Up(radio));
         service->InitFira(radio, radio == 0);
         service->fira.StartSession(radio, kSession);

@@ -103,7 +103,7 @@ take_turn() {
   play "$name" "$BUILD/corpus/$name" -max_total_time="$TURN_SECONDS" -runs=$((wanted - so_far)) || return 1
   so_far=$((so_far + $(figure number_of_executed_units)))
   echo "$so_far" >"$BUILD/corpus/$name.executions"
-  told "$name" "$so_far of $wanted" "$BUILD/corpus/$name"
+  say "$name: $so_far of $wanted executions, $(figure average_exec_per_sec) a second, $(edges) edges"
 }
 
 # fuzz_until WANTED NAME...: by turns, so that none waits for the slowest.
