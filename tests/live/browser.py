@@ -99,6 +99,25 @@ class Browser:
     def run(self, script, *arguments):
         return self.call('POST', '/execute/sync', {'script': script, 'args': arguments})
 
+    def faults(self, where):
+        """What axe-core has to say of a part of the page: rules that it breaks, and where."""
+        if not self.run('return "axe" in window'):
+            path = subprocess.run([f'{ROOT}/tests/live/axe.sh'], check=True, stdout=subprocess.PIPE, text=True).stdout
+            with open(path.strip(), encoding='utf-8') as file:
+                self.run(file.read())
+        return self.call('POST', '/execute/async', {'args': [where], 'script': """
+            const done = arguments[1];
+            axe.run(arguments[0], {resultTypes: ['violations']}).then(({ violations }) => done(violations.map(
+              ({ id, help, nodes }) => `${id}: ${help}: ${nodes.map(({ target }) => target).join(', ')}`)));"""})
+
+    def told(self):
+        """What the browser tells a screen reader: (role, name, how it speaks up) of each thing that is not ignored."""
+        nodes = self.devtools('Accessibility.getFullAXTree')['nodes']
+        word = lambda node, key: str(node.get(key, {}).get('value', ''))
+        return [(word(node, 'role'), word(node, 'name'),
+                 next((word(p, 'value') for p in node.get('properties', []) if p['name'] == 'live'), ''))
+                for node in nodes if not node['ignored']]
+
     def devtools(self, command, **parameters):
         return self.call('POST', '/goog/cdp/execute', {'cmd': command, 'params': parameters})
 

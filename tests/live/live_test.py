@@ -19,6 +19,7 @@ radio 2 6 5 2
 radio 3 0 5 1
 tag 0x1234 2 3 1.2
 """
+CONTROLS = {'button', 'textbox', 'spinbutton', 'combobox', 'checkbox', 'tab', 'link', 'slider', 'DisclosureTriangle'}
 LEFT, RIGHT, SHIFT = '\ue012', '\ue014', '\ue008'
 
 TAG = '0x5678'  # It rests at (1, 2, 0.5), the radio at the origin.
@@ -134,6 +135,15 @@ def check_records_and_follows_a_drag(page):
     wait_for('half a metre to the left', lambda: abs(page.run(place)[0] - (x - 0.5)) < 0.02)
 
 
+def check_a_radio_turns(page):
+    azimuth = f'tr[data-peer="{TAG}"] td.azimuth'
+    before = int(page.text(azimuth).replace('−', '-'))
+    page.type('.handle[data-id="radio0"]', 'rr')
+    wait_for('it looks 30 degrees to the right', lambda: abs(int(page.text(azimuth).replace('−', '-')) - before + 30) <= 5)
+    assert page.value('#thing-heading') == '30' and abs(error_cm(page, TAG)) < 100 * FAR
+    page.type('.handle[data-id="radio0"]', 'll')
+
+
 def check_another_page_looks_on(page, device):
     first, seen = page.call('GET', '/window'), reports(page)
     page.switch(page.new_window())
@@ -226,6 +236,30 @@ def check_loads_a_scene(page):
     wait_for('its things', lambda: page.count(f'.handle[data-id="{TAG}"]') == 1)
 
 
+def check_screen_readers_find_their_way(page):
+    """Every control has a name of its own, what happens is told, and no rule is broken."""
+    for tab in ('fira', 'locate', 'ccc', 'simple', 'world', 'country'):
+        page.click(f'#tab-{tab}')
+        controls = [(role, name) for role, name, _ in page.told() if role in CONTROLS]
+        assert len(controls) > 20 and all(name for _, name in controls), (tab, controls)
+        twice = {it for it in controls if controls.count(it) > 1}
+        assert not twice, f'{tab}: one of {twice} is which?'
+        faults = page.faults('body' if tab == 'fira' else f'#panel-{tab}')
+        assert not faults, faults
+    # Dark has colours of its own; and an error is said at once, whatever else is being read.
+    page.devtools('Emulation.setEmulatedMedia', features=[{'name': 'prefers-color-scheme', 'value': 'dark'}])
+    page.write('#country', 'F')
+    page.click('#country-apply')
+    wait_for('what is wrong', lambda: page.text('#error').startswith('not a country code'))
+    time.sleep(0.3)
+    faults = page.faults('body')
+    assert not faults, faults
+    told = {(role, live) for role, _, live in page.told() if live}
+    assert {('status', 'polite'), ('log', 'polite'), ('alert', 'assertive')} <= told, told
+    moving = [name for role, name, _ in page.told() if role in ('button', 'image') and TAG in name]
+    assert any('1.0 m right, 2.0 m ahead' in name for name in moving), moving
+
+
 def check_only_our_own_server_was_asked(page, device):
     urls = [message['params']['request']['url'] for message in
             (json.loads(entry['message'])['message'] for entry in page.log('performance'))
@@ -241,9 +275,9 @@ def check_only_our_own_server_was_asked(page, device):
 def test(page, device):
     page.open(device.link)
     for check in (check_loads_a_country, check_starts_and_measures, check_changes_controlees,
-                  check_radios_do_different_things, check_records_and_follows_a_drag, check_another_page_looks_on,
-                  check_stops_and_reports, check_scenes_are_opened_and_saved, check_locates_a_tag_by_four_radios,
-                  check_loads_a_scene, check_only_our_own_server_was_asked):
+                  check_radios_do_different_things, check_records_and_follows_a_drag, check_a_radio_turns,
+                  check_another_page_looks_on, check_stops_and_reports, check_scenes_are_opened_and_saved, check_locates_a_tag_by_four_radios,
+                  check_loads_a_scene, check_screen_readers_find_their_way, check_only_our_own_server_was_asked):
         begin = time.monotonic()
         check(page, *[device][:check.__code__.co_argcount - 1])
         print(f'{time.monotonic() - begin:5.1f} s  {check.__name__}', flush=True)

@@ -253,7 +253,8 @@ void Station::Record(const Json& arguments) {
 
 std::optional<Vec3> Station::PlaceOf(const std::string& name, int64_t when_ns) {
     const auto thing = ThingOf(name);
-    return thing ? world_.At(*thing, when_ns) : std::nullopt;
+    const auto body = thing ? world_.At(*thing, when_ns) : std::nullopt;
+    return body ? std::optional(body->at) : std::nullopt;
 }
 
 std::optional<PeerTruth> Station::TruthOf(const std::string& iface,

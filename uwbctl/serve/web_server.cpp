@@ -1,11 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "uwbctl/serve/web_server.h"
 
-#include <android-base/file.h>
 #include <android-base/parseint.h>
+#include <android-base/unique_fd.h>
+#include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <array>
 #include <atomic>
+#include <memory>
 #include <mutex>
 #include <set>
 #include <thread>
@@ -38,6 +43,9 @@ constexpr size_t kMaxBody = 128 << 10;
 constexpr size_t kMaxPath = 256;
 // What the kernel holds for a reader that takes nothing.
 constexpr int kSendBuffer = 256 << 10;
+
+// Of a file, on its way from the disk.
+constexpr size_t kPiece = 64 << 10;
 
 constexpr int kOk = 200;
 constexpr int kNotFound = 404;
@@ -119,12 +127,14 @@ class WebServer::Impl : private httplib::Server {
 
     void ServeEvents(const Request& request, Response* response);
     void ServeCommand(const Request& request, Response* response);
-    void ServeRecording(bool as_report, Response* response);
+    void ServeRecording(Response* response);
+    void ServeReport(Response* response);
 
     const Gate* gate_;
     const EventLog* log_;
     Backend* backend_;
     int port_ = 0;
+    std::mutex report_mutex_;
     std::atomic<int> streams_ = 0;
     std::atomic<bool> is_stopping_ = false;
     std::mutex sockets_mutex_;
@@ -191,9 +201,9 @@ void WebServer::Impl::AddRoutes() {
     Get("/forms.json",
         [this](const Request&, Response& response) { Answer(kOk, backend_->Forms(), &response); });
     Get("/recording.jsonl",
-        [this](const Request&, Response& response) { ServeRecording(false, &response); });
+        [this](const Request&, Response& response) { ServeRecording(&response); });
     Get("/report.html",
-        [this](const Request&, Response& response) { ServeRecording(true, &response); });
+        [this](const Request&, Response& response) { ServeReport(&response); });
     Post("/command/[a-z/]+",
          [this](const Request& request, Response& response) { ServeCommand(request, &response); });
 }
@@ -290,19 +300,39 @@ void WebServer::Impl::ServeCommand(const Request& request, Response* response) {
     Answer(kOk, backend_->Command(request.path.substr(strlen(kCommandPath)), arguments), response);
 }
 
-// Both are to be saved: the report is a page of its own, with rules of its own.
-void WebServer::Impl::ServeRecording(bool as_report, Response* response) {
-    const std::string path = backend_->Recording();
-    std::string content;
-    if (path.empty() || !android::base::ReadFileToString(path, &content)) {
+// Piece by piece: it may be as large as the disk has room for.
+void WebServer::Impl::ServeRecording(Response* response) {
+    const auto fd = std::make_shared<android::base::unique_fd>(
+        open(backend_->Recording().c_str(), O_RDONLY | O_CLOEXEC));
+    struct stat status = {};
+    if (!fd->ok() || fstat(fd->get(), &status) != 0 || status.st_size == 0) {
         Refuse(kNotFound, "nothing was recorded", response);
         return;
     }
-    if (as_report) content = ReportPage(ReadRecording(path));
-    response->set_header("Content-Disposition", as_report
-                                                    ? "attachment; filename=\"uwb-report.html\""
-                                                    : "attachment; filename=\"uwb-walk.jsonl\"");
-    response->set_content(content, as_report ? TypeOf(".html") : "application/jsonl");
+    response->set_header("Content-Disposition", "attachment; filename=\"uwb-walk.jsonl\"");
+    // What is written meanwhile belongs to the next download.
+    response->set_content_provider(
+        static_cast<size_t>(status.st_size), "application/jsonl",
+        [fd](size_t offset, size_t length, httplib::DataSink& sink) {
+            std::array<char, kPiece> piece;
+            const ssize_t size = pread(fd->get(), piece.data(), std::min(length, piece.size()),
+                                       static_cast<off_t>(offset));
+            return size > 0 && sink.write(piece.data(), static_cast<size_t>(size));
+        });
+}
+
+// To be saved as well: it is a page of its own, with rules of its own.
+void WebServer::Impl::ServeReport(Response* response) {
+    const std::string path = backend_->Recording();
+    if (path.empty()) {
+        Refuse(kNotFound, "nothing was recorded", response);
+        return;
+    }
+    // A report has all of its recording before it: one at a time.
+    const std::lock_guard lock(report_mutex_);
+    const std::string content = ReportPage(ReadRecording(path));
+    response->set_header("Content-Disposition", "attachment; filename=\"uwb-report.html\"");
+    response->set_content(content, TypeOf(".html"));
 }
 
 WebServer::WebServer(const std::string& address, int port, const Gate* gate, const EventLog* log,

@@ -46,12 +46,23 @@ bool AreClose(const Vec3& a, const Vec3& b) {
            std::abs(a.z - b.z) < kCloseM;
 }
 
+double ToRadians(double degrees) {
+    constexpr double kHalfTurn = 180;
+    return degrees * M_PI / kHalfTurn;
+}
+
 Json ToJson(const TrueBody& body) {
-    return {{"id", ToText(body.id)}, {"x", body.at.x},
-            {"y", body.at.y},        {"z", body.at.z},
-            {"vx", body.velocity.x}, {"vy", body.velocity.y},
-            {"vz", body.velocity.z}, {"los", body.has_line_of_sight},
-            {"lost", body.is_lost},  {"path", body.is_on_path}};
+    return {{"id", ToText(body.id)},
+            {"x", body.at.x},
+            {"y", body.at.y},
+            {"z", body.at.z},
+            {"vx", body.velocity.x},
+            {"vy", body.velocity.y},
+            {"vz", body.velocity.z},
+            {"heading", ToRadians(body.heading)},
+            {"los", body.has_line_of_sight},
+            {"lost", body.is_lost},
+            {"path", body.is_on_path}};
 }
 
 // All that does not move.
@@ -91,6 +102,8 @@ Json WorldDesk::Command(const std::string& verb, const Json& arguments) {
         const Vec3 velocity =
             arguments.contains("vx") ? VectorOf(arguments, "vx", "vy", "vz") : Vec3{};
         world_.Move(IdOf(arguments), VectorOf(arguments, "x", "y", "z"), velocity);
+    } else if (verb == "heading") {
+        world_.SetHeading(IdOf(arguments), NumberOf(arguments, "degrees"));
     } else if (verb == "remove") {
         world_.Remove(IdOf(arguments));
     } else if (verb == "sight") {
@@ -149,11 +162,10 @@ void WorldDesk::SetModel(const Json& arguments) {
                     model);
 }
 
-std::optional<Vec3> WorldDesk::At(const ThingId& id, int64_t when_ns) {
+std::optional<TrueBody> WorldDesk::At(const ThingId& id, int64_t when_ns) {
     if (!is_there()) return std::nullopt;
     try {
-        const auto body = history_.At(id, when_ns);
-        return body ? std::optional(body->at) : std::nullopt;
+        return history_.At(id, when_ns);
     } catch (const Failure&) {
         return std::nullopt;  // The driver may be on its way out; what was measured stands.
     }
@@ -163,14 +175,15 @@ std::optional<PeerTruth> WorldDesk::Of(const ThingId& radio, const ThingId& peer
     const auto from = At(radio, when_ns);
     const auto to = At(peer, when_ns);
     if (!from || !to) return std::nullopt;
-    const double x = to->x - from->x;
-    const double y = to->y - from->y;
+    const double x = to->at.x - from->at.x;
+    const double y = to->at.y - from->at.y;
     const double flat = std::hypot(x, y);
+    const double turn = std::atan2(x, y) - ToRadians(from->heading);
     // In front and behind look the same to a pair of antennas.
     return PeerTruth{.thing = ToText(peer),
-                     .distance_mm = Distance(*from, *to) * kMillimetresPerMetre,
-                     .azimuth_rad = std::atan2(x, std::abs(y)),
-                     .elevation_rad = std::atan2(to->z - from->z, flat)};
+                     .distance_mm = Distance(from->at, to->at) * kMillimetresPerMetre,
+                     .azimuth_rad = std::atan2(std::sin(turn), std::abs(std::cos(turn))),
+                     .elevation_rad = std::atan2(to->at.z - from->at.z, flat)};
 }
 
 // Whether pages that go on in straight lines from what they were told are right.
@@ -180,7 +193,7 @@ bool WorldDesk::IsFollowed(const Truth& truth) const {
                       [&](const TrueBody& now, const TrueBody& then) {
                           return now.id == then.id && now.is_lost == then.is_lost &&
                                  now.has_line_of_sight == then.has_line_of_sight &&
-                                 now.is_on_path == then.is_on_path &&
+                                 now.is_on_path == then.is_on_path && now.heading == then.heading &&
                                  AreClose(now.velocity, then.velocity) &&
                                  AreClose(now.at, Truth::At(then, told_->time_ns, truth.time_ns));
                       }) &&

@@ -19,7 +19,8 @@ namespace uwbctl {
  * Publishes
  *
  *     world   {"t" (ns), "scene", "noise_mm", "range_m", "rate", "waits", "seed", "model",
- *             "bodies": [{"id", "x", "y", "z", "vx", "vy", "vz", "los", "lost", "path"}],
+ *             "bodies": [{"id", "x", "y", "z", "vx", "vy", "vz", "heading" (rad), "los",
+ *             "lost", "path"}],
  *             "walls": [{"x1", "y1", "x2", "y2", "stops"}]}
  *
  * whenever it is not what those who look on can work out from the one before.
@@ -38,8 +39,8 @@ class WorldDesk {
     /**
      * Arranges the world.
      *
-     * @param verb "move", "remove", "sight", "noise", "range", "rate", "seed", "model", "load",
-     *        "save".
+     * @param verb "move", "heading", "remove", "sight", "noise", "range", "rate", "seed", "model",
+     * "load", "save".
      * @return the answer for the page; a Failure says what is wrong.
      */
     nlohmann::ordered_json Command(const std::string& verb,
@@ -48,8 +49,8 @@ class WorldDesk {
     /** @return what a radio would have measured of a peer without any error. */
     std::optional<PeerTruth> Of(const ThingId& radio, const ThingId& peer, int64_t when_ns);
 
-    /** @return where a thing was, nothing where that is not known. */
-    std::optional<Vec3> At(const ThingId& id, int64_t when_ns);
+    /** @return a thing as it was, nothing where that is not known. */
+    std::optional<TrueBody> At(const ThingId& id, int64_t when_ns);
 
     /** Publishes the world when it is time and there is something new. */
     void Tick();

@@ -10,7 +10,7 @@
 
 namespace uwbctl {
 
-/** Metres, or metres a second: x to the right of where a radio looks, y ahead, z up. */
+/** Metres, or metres a second: x to the right of where a radio looks at first, y ahead, z up. */
 struct Vec3 {
     double x = 0;
     double y = 0;
@@ -71,6 +71,8 @@ struct Thing {
     ThingId id;
     Vec3 at;
     Vec3 velocity;
+    /** Where a radio looks: degrees from the y axis towards x, -180 to 180. */
+    double heading = 0;
     /** Whether nothing but walls is between it and who ranges with it. */
     bool has_line_of_sight = true;
     /** Takes the place of position and velocity. */

@@ -28,6 +28,7 @@ constexpr double kMaxRange = 200000;
 constexpr double kMaxNoiseMm = 10000;
 constexpr double kMaxRate = 3600;
 constexpr double kHomeStep = 2;
+constexpr double kHalfTurn = 180;
 
 class Parser {
   public:
@@ -45,6 +46,7 @@ class Parser {
     void ParseLine(std::vector<std::string> words);
     void ParseRadio(SceneWords* words);
     void ParseTag(SceneWords* words);
+    void ParseHeading(SceneWords* words);
     void ParseLos(SceneWords* words);
     void ParseRemove(SceneWords* words);
     void ParsePath(SceneWords* words);
@@ -72,13 +74,14 @@ class Parser {
 };
 
 const Parser::LineKind Parser::kLines[] = {
-    {"radio", &Parser::ParseRadio}, {"tag", &Parser::ParseTag},
-    {"los", &Parser::ParseLos},     {"remove", &Parser::ParseRemove},
-    {"path", &Parser::ParsePath},   {"walk", &Parser::ParseWalk},
-    {"model", &Parser::ParseModel}, {"wall", &Parser::ParseWall},
-    {"range", &Parser::ParseRange}, {"noise", &Parser::ParseNoise},
-    {"seed", &Parser::ParseSeed},   {"rate", &Parser::ParseRate},
-    {"wait", &Parser::ParseWait},   {"clear", &Parser::ParseClear},
+    {"radio", &Parser::ParseRadio},     {"tag", &Parser::ParseTag},
+    {"los", &Parser::ParseLos},         {"remove", &Parser::ParseRemove},
+    {"heading", &Parser::ParseHeading}, {"path", &Parser::ParsePath},
+    {"walk", &Parser::ParseWalk},       {"model", &Parser::ParseModel},
+    {"wall", &Parser::ParseWall},       {"range", &Parser::ParseRange},
+    {"noise", &Parser::ParseNoise},     {"seed", &Parser::ParseSeed},
+    {"rate", &Parser::ParseRate},       {"wait", &Parser::ParseWait},
+    {"clear", &Parser::ParseClear},
 };
 
 ParsedScene Parser::Parse(const std::string& text) {
@@ -182,6 +185,13 @@ void Parser::ParseRadio(SceneWords* words) {
 
 void Parser::ParseTag(SceneWords* words) {
     Place(TakeAddress(words), words);
+}
+
+void Parser::ParseHeading(SceneWords* words) {
+    const std::string word = words->is_empty() ? "" : words->Peek();
+    const ThingId id = TakeThing(words);
+    if (id.kind != Kind::kRadio) throw WrongWord{word, "not a radio: tags look nowhere"};
+    Existing(id, word)->heading = words->Number(-kHalfTurn, kHalfTurn, "degrees");
 }
 
 void Parser::ParseLos(SceneWords* words) {

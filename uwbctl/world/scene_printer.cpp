@@ -36,6 +36,9 @@ std::string ThingLines(const Thing& thing) {
         if (v.x != 0 || v.y != 0 || v.z != 0) text += "  " + PlaceText(v);
         text += "\n";
     }
+    if (thing.heading != 0) {
+        text += "heading " + ToText(thing.id) + " " + NumberText(thing.heading) + "\n";
+    }
     if (!thing.has_line_of_sight) text += "los " + ToText(thing.id) + " 0\n";
     if (thing.model) text += ModelLine(ToText(thing.id), *thing.model);
     return text;

@@ -39,6 +39,10 @@ std::string BodyLine(const ThingId& id, const Vec3& at, const Vec3& velocity) {
            PlaceText(at) + " " + PlaceText(velocity) + "\n";
 }
 
+std::string HeadingLine(const ThingId& id, double degrees) {
+    return "heading " + ToText(id) + " " + NumberText(degrees) + "\n";
+}
+
 std::string ModelLines(const std::string& who, const std::optional<Model>& model) {
     // Anew: a key that is not named would stay.
     std::string text = "model " + who + " none\n";
@@ -50,6 +54,7 @@ std::string ModelLines(const std::string& who, const std::optional<Model>& model
 std::vector<std::string> ThingLines(const Thing& thing) {
     const std::string who = ToText(thing.id);
     std::vector<std::string> lines = {BodyLine(thing.id, thing.at, thing.velocity)};
+    if (thing.heading != 0) lines.push_back(HeadingLine(thing.id, thing.heading));
     if (!thing.has_line_of_sight) lines.push_back("los " + who + " 0\n");
     if (thing.model) lines.push_back(ModelLines(who, thing.model));
     if (!thing.path) return lines;
@@ -104,6 +109,8 @@ TrueBody BodyFrom(const std::vector<std::string>& words, double rate) {
     };
     const auto los = std::find(words.begin() + kRest, words.end(), "los");
     body.has_line_of_sight = los == words.end() || los[1] == "1";
+    const auto heading = std::find(words.begin() + kRest, words.end(), "heading");
+    if (heading != words.end()) body.heading = Number(heading[1]);
     body.is_on_path = has("path");
     body.is_lost = has("lost");
     return body;
@@ -282,6 +289,7 @@ Scene VirtualWorld::Save() const {
         const bool moves = rate > 0 && !truth.waits;
         const Vec3& v = body.velocity;
         if (moves) thing.velocity = {.x = v.x / rate, .y = v.y / rate, .z = v.z / rate};
+        thing.heading = body.heading;
         thing.has_line_of_sight = body.has_line_of_sight;
         for (const auto& [who, model] : models) {
             if (who == ToText(body.id)) thing.model = model;
@@ -296,6 +304,10 @@ Scene VirtualWorld::Save() const {
 
 void VirtualWorld::Move(const ThingId& id, const Vec3& at, const Vec3& velocity) const {
     Write(BodyLine(id, at, velocity), ToText(id));
+}
+
+void VirtualWorld::SetHeading(const ThingId& radio, double degrees) const {
+    Write(HeadingLine(radio, degrees), ToText(radio));
 }
 
 void VirtualWorld::Remove(const ThingId& tag) const {

@@ -16,6 +16,8 @@ struct TrueBody {
     Vec3 at;
     /** As the clock of reports has it: the world's rate is in it. */
     Vec3 velocity;
+    /** Where a radio looks: degrees from the y axis towards x, -180 to 180. */
+    double heading = 0;
     bool has_line_of_sight = true;
     /** It does not answer just now. */
     bool is_lost = false;
@@ -73,6 +75,9 @@ class VirtualWorld {
 
     /** Puts a thing there and gives it a velocity; a tag that is not there comes. A path ends. */
     void Move(const ThingId& id, const Vec3& at, const Vec3& velocity = {}) const;
+
+    /** Turns a radio. @param degrees from the y axis towards x, -180 to 180. */
+    void SetHeading(const ThingId& radio, double degrees) const;
 
     void Remove(const ThingId& tag) const;
     void SetLineOfSight(const ThingId& tag, bool has_line_of_sight) const;

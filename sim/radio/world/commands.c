@@ -5,6 +5,7 @@
  * Lengths are micrometres inside, metres outside.
  */
 #include <linux/kernel.h>
+#include <linux/math64.h>
 #include <linux/slab.h>
 #include <linux/string.h>
 
@@ -14,12 +15,14 @@
 #include "world/model.h"
 #include "world/noise.h"
 #include "world/places.h"
+#include "world/trig.h"
 #include "world/walls.h"
 
 #define WORLD_MAX_NOISE_MM 10000
 /* More than any two places are apart: no limit. */
 #define WORLD_MAX_RANGE_UM (4 * SIM_WORLD_MAX_UM)
 #define WORLD_MAX_SPEED_UM (1000LL * USEC_PER_SEC)
+#define WORLD_MAX_HEADING (180 * SIM_DECIMAL_ONE)
 #define WORLD_MAX_SECONDS (1000000LL * USEC_PER_SEC)
 
 static int world_parse_vec(char **words, s64 limit, struct sim_vec *vec)
@@ -111,6 +114,22 @@ static int world_parse_who(const char *word, bool apply, struct sim_body **body)
 	err = world_parse_tag(word, apply, &tag);
 	*body = !err && tag ? &tag->body : NULL;
 	return err;
+}
+
+/* Where a radio looks, in degrees from +y towards +x. */
+static int world_cmd_heading(char **words, int n, bool apply)
+{
+	struct sim_body *body;
+	s64 degrees;
+
+	if (n != 2 || world_parse_who(words[0], apply, &body) || !body ||
+	    !body->is_radio ||
+	    sim_decimal_parse(words[1], WORLD_MAX_HEADING, &degrees))
+		return -EINVAL;
+	if (apply)
+		body->heading_urad = div_s64(degrees * SIM_PI_URAD,
+					     WORLD_MAX_HEADING);
+	return 0;
 }
 
 static int world_cmd_los(char **words, int n, bool apply)
@@ -346,6 +365,7 @@ static const struct world_cmd {
 } world_cmds[] = {
 	{ "radio", world_cmd_radio },
 	{ "tag", world_cmd_tag },
+	{ "heading", world_cmd_heading },
 	{ "los", world_cmd_los },
 	{ "remove", world_cmd_remove },
 	{ "clear", world_cmd_clear },

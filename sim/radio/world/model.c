@@ -90,6 +90,19 @@ static bool model_burst(const struct sim_model *model, struct sim_link *link,
 	return link->in_burst;
 }
 
+void sim_model_begin(const struct sim_model *model, struct sim_link *link)
+{
+	u64 bits = sim_noise_bits(&link->noise);
+	/* What is lost for all that is not, in millionths of a percent. */
+	u64 lost = model->value[SIM_MODEL_BURST] *
+		   model->value[SIM_MODEL_BURST_LENGTH];
+	u64 all = MODEL_PERCENT_ALL * SIM_DECIMAL_ONE + lost;
+
+	link->drift_us = bits;
+	link->in_burst = model_chance(bits >> 32,
+		mul_u64_u64_div_u64(MODEL_PERCENT_ALL, lost, all));
+}
+
 /* ---- Distances ---- */
 
 static s64 model_detour_nm(const struct sim_model *model,

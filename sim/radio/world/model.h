@@ -55,6 +55,12 @@ struct sim_geometry {
 };
 
 /*
+ * Begins a link, whose generator has begun: it is in a burst of losses as often
+ * as it will be on average.
+ */
+void sim_model_begin(const struct sim_model *model, struct sim_link *link);
+
+/*
  * Measures a peer: of one link, one measurement after the other. False when it
  * fails. The angles' phases are not set.
  */

@@ -3,6 +3,7 @@
  * The world as text: all there is, at one moment.
  */
 #include <linux/ktime.h>
+#include <linux/math64.h>
 #include <linux/seq_file.h>
 
 #include "world/clock.h"
@@ -10,6 +11,7 @@
 #include "world/model.h"
 #include "world/noise.h"
 #include "world/places.h"
+#include "world/trig.h"
 #include "world/walls.h"
 
 static void world_show_vec(struct seq_file *file, const struct sim_vec *vec)
@@ -17,6 +19,15 @@ static void world_show_vec(struct seq_file *file, const struct sim_vec *vec)
 	sim_decimal_show(file, vec->x);
 	sim_decimal_show(file, vec->y);
 	sim_decimal_show(file, vec->z);
+}
+
+/* Rounded to what was written: a microradian is 57 millionths of a degree. */
+static s64 world_degrees(s32 urad)
+{
+	s64 half = urad < 0 ? -SIM_PI_URAD / 2 : SIM_PI_URAD / 2;
+	s64 degrees = div_s64(urad * 180000LL + half, SIM_PI_URAD);
+
+	return degrees * (SIM_DECIMAL_ONE / 1000);
 }
 
 static void world_show_body(struct seq_file *file, const struct sim_body *body,
@@ -27,6 +38,10 @@ static void world_show_body(struct seq_file *file, const struct sim_body *body,
 	sim_body_at(body, world_ns, &place);
 	world_show_vec(file, &place.pos);
 	world_show_vec(file, &place.vel);
+	if (body->heading_urad) {
+		seq_puts(file, " heading");
+		sim_decimal_show_exact(file, world_degrees(body->heading_urad));
+	}
 	if (!body->is_radio || !body->los)
 		seq_printf(file, " los %d", body->los);
 	if (body->path)

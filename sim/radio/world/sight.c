@@ -2,8 +2,8 @@
 /*
  * What a radio sees of a peer.
  *
- * Every radio looks along +y with its azimuth pair along x and its elevation
- * pair along z.
+ * A radio looks along its heading, with its azimuth pair across it and its
+ * elevation pair along z.
  */
 #include <linux/kernel.h>
 #include <linux/math64.h>
@@ -67,21 +67,39 @@ static void world_measure(const struct sim_geometry *truth, u64 distance,
 }
 
 /* The link from a radio to a peer, as the seed has it. */
-static struct sim_link *world_link(const struct sim_body *radio,
+static struct sim_link *world_link(const struct sim_model *model,
+				   const struct sim_body *radio,
 				   struct sim_body *peer, u64 world_ns)
 {
 	struct sim_link *link = &peer->links[radio->number];
 
 	if (link->epoch != sim_noise_epoch()) {
 		link->epoch = sim_noise_epoch();
-		link->in_burst = false;
 		link->since_ns = world_ns;
 		sim_noise_init(&link->noise,
 			       peer->number * 2 * SIM_MAX_RADIOS +
 			       peer->is_radio * SIM_MAX_RADIOS + radio->number);
-		link->drift_us = sim_noise_bits(&link->noise);
+		sim_model_begin(model, link);
 	}
 	return link;
+}
+
+/* How far to turn from where a radio looks, half a turn at most. */
+static s32 world_turn(const struct sim_body *radio, s64 dx, s64 dy)
+{
+	s32 turn = sim_atan2_urad(dx, dy) - radio->heading_urad;
+
+	if (turn > SIM_PI_URAD)
+		return turn - 2 * SIM_PI_URAD;
+	return turn < -SIM_PI_URAD ? turn + 2 * SIM_PI_URAD : turn;
+}
+
+/* Two antennas in line cannot tell front from back: both look front. */
+static s32 world_mirrored(s32 turn)
+{
+	if (abs(turn) <= SIM_HALF_PI_URAD)
+		return turn;
+	return turn > 0 ? SIM_PI_URAD - turn : -SIM_PI_URAD - turn;
 }
 
 /* Do both hear each other, and is it in line of sight? */
@@ -119,14 +137,14 @@ bool sim_world_sight(const struct sim_body *radio, struct sim_body *peer,
 	if (distance > world_sixteenths(sim_range_um) ||
 	    !world_hears(peer, &a, &b, &truth.los))
 		return false;
-	/* Two antennas in line cannot tell front from back: both look front. */
-	truth.azimuth_urad = sim_atan2_urad(dx, abs(dy));
-	truth.turn_urad = sim_atan2_urad(dx, dy);
+	truth.turn_urad = world_turn(radio, dx, dy);
+	truth.azimuth_urad = world_mirrored(truth.turn_urad);
 	truth.elevation_urad = sim_atan2_urad(dz, int_sqrt64(ground));
 	truth.distance_um = div_u64(distance * 1000, 16);
 	if (!model)
 		world_measure(&truth, distance, sight);
-	else if (!sim_model_measure(model, world_link(radio, peer, world_ns),
+	else if (!sim_model_measure(model, world_link(model, radio, peer,
+							  world_ns),
 				    &truth, world_ns, sight))
 		return false;
 	sight->azimuth_pdoa_urad = world_pdoa(sight->azimuth_urad);

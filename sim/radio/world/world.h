@@ -55,6 +55,8 @@ struct sim_body {
 	struct sim_vec vel;
 	/* Of the world's clock. */
 	u64 since_ns;
+	/* Where a radio looks: from +y towards +x, within a turn. */
+	s32 heading_urad;
 	bool los;
 	/* Owned; NULL for none. */
 	struct sim_path *path;

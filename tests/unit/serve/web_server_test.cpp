@@ -30,6 +30,11 @@ using ::testing::StartsWith;
 
 constexpr char kToken[] = "0123456789abcdef";
 
+// In small pieces and large ones.
+size_t AllocatedBytes() {
+    return mallinfo2().uordblks + mallinfo2().hblkhd;
+}
+
 // A session's place: answers what it was asked.
 class FakeBackend : public Backend {
   public:
@@ -247,11 +252,11 @@ TEST_F(WebServerTest, ASlowReaderStallsNobodyAndCostsNothing) {
         }
     };
     round(10000);
-    const size_t before = mallinfo2().uordblks;
+    const size_t before = AllocatedBytes();
     const auto start = steady_clock::now();
     round(20000);
     EXPECT_LT(steady_clock::now() - start, std::chrono::seconds(10));
-    EXPECT_LT(mallinfo2().uordblks, before + (1 << 20)) << "4 MB more went by";
+    EXPECT_LT(AllocatedBytes(), before + (1 << 20)) << "4 MB more went by";
 }
 
 TEST_F(WebServerTest, TooManyReadersLeaveRoomForCommands) {
@@ -264,6 +269,24 @@ TEST_F(WebServerTest, TooManyReadersLeaveRoomForCommands) {
     }
     EXPECT_THAT(answer, StartsWith("HTTP/1.1 503"));
     EXPECT_THAT(Answer(Post(GoodHeaders(), "{}")), StartsWith("HTTP/1.1 200"));
+}
+
+TEST_F(WebServerTest, ARecordingGoesOutPieceByPiece) {
+    constexpr size_t kSize = 16 << 20;
+    TemporaryFile file;
+    android::base::WriteStringToFile(std::string(kSize, 'x'), file.path);
+    backend_.recording = file.path;
+    const size_t before = AllocatedBytes();
+    const unique_fd slow = Connect(/*receive_buffer=*/2048);
+    Send(slow.get(), "GET /recording.jsonl HTTP/1.1\r\nHost: localhost\r\n\r\n");
+    size_t size = Receive(slow.get(), "\r\n\r\n").size();
+    EXPECT_LT(AllocatedBytes(), before + (1 << 20));
+    // Gone meanwhile, as when another one begins: who has begun to read it has all of it.
+    unlink(file.path);
+    shutdown(slow.get(), SHUT_WR);
+    size += Receive(slow.get()).size();
+    EXPECT_GT(size, kSize);
+    EXPECT_LT(size, kSize + 1000);
 }
 
 TEST_F(WebServerTest, GivesOutTheRecordingAndItsReport) {

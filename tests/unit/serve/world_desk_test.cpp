@@ -5,6 +5,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <thread>
 
 namespace uwbctl {
@@ -59,6 +60,7 @@ TEST_F(WorldDeskTest, TellsOfEverythingThatSomebodyElseChanges) {
         {kSettings, "radio 0 0 0 0 0 0 0\ntag 0x1234 1 2 0 0 0 0 los 1\nwall 1 0 2.5 0\n"},
         {kSettings, "radio 0 0 0 0 0 0 0\ntag 0x1234 1 2 0 0 0 0 los 1\nwall 1 0 2 0 stops\n"},
         {kSettings, "radio 0 0 0 0 0 0 0\nwall 1 0 2 0\n"},
+        {kSettings, "radio 0 0 0 0 0 0 0 heading 90\nwall 1 0 2 0\n"},
     };
     for (const auto& [settings, bodies] : kCases) {
         Write(settings, bodies);
@@ -76,9 +78,28 @@ TEST_F(WorldDeskTest, KnowsWhereThingsWereBeforeTheyTurned) {
     // At 0.15 s it has turned back, and is at 0.04 again at 0.16 s.
     time_ns_ -= 40'000'000;
     Write(kSettings, "tag 0x1234 0.04 0 0 -1 0 0 los 1\n");
-    EXPECT_NEAR(desk.At(kTag, 160'000'000)->x, 0.04, 1e-9);
-    EXPECT_NEAR(desk.At(kTag, 155'000'000)->x, 0.045, 1e-9);
-    EXPECT_NEAR(desk.At(kTag, 120'000'000)->x, 0.02, 1e-9);
+    EXPECT_NEAR(desk.At(kTag, 160'000'000)->at.x, 0.04, 1e-9);
+    EXPECT_NEAR(desk.At(kTag, 155'000'000)->at.x, 0.045, 1e-9);
+    EXPECT_NEAR(desk.At(kTag, 120'000'000)->at.x, 0.02, 1e-9);
+}
+
+// Right is positive; in front and behind look the same.
+TEST_F(WorldDeskTest, KnowsAnglesFromWhereTheRadioLooks) {
+    constexpr ThingId kRadio = {.kind = ThingId::Kind::kRadio, .number = 0};
+    constexpr ThingId kTag = {.kind = ThingId::Kind::kTag, .number = 0x1234};
+    const struct {
+        const char* heading;
+        const char* tag;
+        double degrees;
+    } kCases[] = {{"0", "2 2 0", 45},   {"45", "2 2 0", 0},        {"-30", "0 2 0", 30},
+                  {"45", "0 2 0", -45}, {"-90", "2 0.1 0", 2.86}, {"170", "-2 -2 0", 55}};
+    for (const auto& [heading, tag, degrees] : kCases) {
+        Write(kSettings, std::string("radio 0 0 0 0 0 0 0 heading ") + heading + "\ntag 0x1234 " +
+                             tag + " 0 0 0 los 1\n");
+        WorldDesk desk(&log_, folder_.path);
+        EXPECT_NEAR(desk.Of(kRadio, kTag, time_ns_)->azimuth_rad, degrees * M_PI / 180, 0.001)
+            << heading << ", " << tag;
+    }
 }
 
 }  // namespace

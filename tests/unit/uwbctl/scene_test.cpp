@@ -34,6 +34,9 @@ TEST(Scene, NamesWordAndLineOfEachMistake) {
         {"tag 1 1 2 3 0 0 1001", "1001", "metres a second: from"},
         {"los 2 1", "0x0002", "no such tag"},
         {"los 1 2", "2", "neither 0 nor 1"},
+        {"heading 1 90", "1", "not a radio"},
+        {"heading radio2 90", "radio2", "no such radio"},
+        {"heading radio0 181", "181", "180"},
         {"remove 2", "0x0002", "no such tag"},
         {"path 1 0 0 0 0 5 1 1", "1", "what follows?"},
         {"path 1 0 0 0 0 lots", "lots", "not a number (seconds)"},
@@ -79,6 +82,8 @@ TEST(Scene, IsReadAndPrinted) {
         {"radio 1 +1 2.5000001 3\nnoise 5\nrange 12.5\nseed 7\nrate 60\nwait",
          "seed 7\nrate 60\nwait\nrange 12.5\nnoise 5\nradio 1 1 2.5 3\n"},
         {"tag 4660 0 1 0\nlos 0x1234 0", "tag 0x1234 0 1 0\nlos 0x1234 0\n"},
+        {"heading radio1 -90\nradio 0 1 2 3\nheading radio0 45.5\nwalk radio0 speed 1 0 0 0",
+         "radio 1 0 2 0\nheading radio1 -90\npath radio0  0 0 0 0\nheading radio0 45.5\n"},
         {"wall 0 1 2 3 stops\nwall 0 0 0 1", "wall 0 1 2 3 stops\nwall 0 0 0 1\n"},
         // A walk is a path: three seconds there, two of rest, three back.
         {"walk 9 speed 2  0 1 0  6 1 0 nlos  pause 2",

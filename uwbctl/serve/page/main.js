@@ -11,6 +11,8 @@ import { Space } from './space.js';
 import { Log, Table } from './table.js';
 import { World } from './world.js';
 
+const kFrameInterval = 30;
+const kSettleTime = 3000;
 const kTableInterval = 250;
 const kChartInterval = 100;
 const kWordsInterval = 2000;
@@ -82,15 +84,25 @@ function main(forms) {
   const controls = new Controls(model, forms);
   const world = new World(model, above, forms);
   const place = new PlacePanel(model);
-  let [tableTime, chartTime, wordsTime] = [0, 0, 0];
-  let isNew = true;
+  let [frameTime, tableTime, chartTime, wordsTime] = [0, 0, 0, 0];
 
-  const redraw = new ResizeObserver(() => { isNew = true; });
+  // Where nothing moves nothing is drawn: after whatever happens, until all has settled.
+  let restTime = 0;
+  const wake = () => { restTime = performance.now() + kSettleTime; };
+  for (const kind of ['pointerdown', 'pointermove', 'wheel', 'keydown', 'click', 'resize']) {
+    addEventListener(kind, wake, { passive: true });
+  }
+  schemes.addEventListener('change', wake);
+  const redraw = new ResizeObserver(wake);
   redraw.observe($('stage'));
 
   function draw(now) {
     requestAnimationFrame(draw);
-    if (now - chartTime >= kChartInterval && (isNew || model.isRunning)) {
+    if (now - frameTime < kFrameInterval) return;
+    frameTime = now;
+    if (model.isRunning || model.isMoving) wake();
+    if (now > restTime) return;
+    if (now - chartTime >= kChartInterval) {
       charts.draw();
       chartTime = now;
     }
@@ -103,7 +115,6 @@ function main(forms) {
       const hint = hintText();
       $('hint').hidden = hint === '';
       if ($('hint').textContent !== hint) $('hint').textContent = hint;
-      isNew = false;
     }
     if (now - wordsTime >= kWordsInterval) {
       wordsTime = now;
@@ -113,7 +124,7 @@ function main(forms) {
   }
 
   model.onChange((what) => {
-    isNew = true;
+    wake();
     if (['state', 'begin', 'world'].includes(what)) controls.show();
     if (what === 'note') log.take();
     if (what === 'world') {

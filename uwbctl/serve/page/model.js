@@ -163,6 +163,10 @@ export class Model {
   get isRunning() {
     return (this.state?.activities.length ?? 0) > 0;
   }
+  /** Whether something of the world is on its way. */
+  get isMoving() {
+    return [...(this.world?.bodies.values() ?? [])].some(({ vx, vy, vz }) => vx || vy || vz);
+  }
   /** The radio that controls are for. */
   get chosen() {
     const names = (this.state?.ifaces ?? []).map(({ name }) => name);

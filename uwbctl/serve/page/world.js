@@ -6,7 +6,11 @@ import { $, make } from './format.js';
 
 const kStep = 0.1;
 const kLongStep = 1;
+const kTurn = 15;
+const kTurnTime = 1500;
 const kFields = [['x', 'X (m)'], ['y', 'Y (m)'], ['z', 'Z (m)'], ['vx', 'VX (m/s)'], ['vy', 'VY (m/s)'], ['vz', 'VZ (m/s)']];
+
+const toDegrees = (radians) => Number(((radians * 180) / Math.PI).toFixed(2));
 
 export class World {
   #model;
@@ -16,6 +20,8 @@ export class World {
   #selected = null;
   /** The thing in hand: {id, at}; it is where the hand is, whatever the radio says a moment later. */
   #held = null;
+  /** How a radio was turned last; the radio's word on it comes a moment later. */
+  #turned = { id: null };
 
   constructor(model, above, forms) {
     this.#model = model;
@@ -29,6 +35,9 @@ export class World {
       input.addEventListener('change', () => this.#takeFields());
       $('thing-fields').append(make('label', { className: 'field' }, label, input));
     }
+    const heading = make('input', { type: 'number', step: 'any', min: -180, max: 180, id: 'thing-heading' });
+    heading.addEventListener('change', () => this.#turn(this.#selected, Number(heading.value)));
+    $('thing-fields').append(make('label', { className: 'field', id: 'heading-field' }, 'Heading (°)', heading));
     this.#listen();
   }
 
@@ -84,6 +93,17 @@ export class World {
     order('world/move', { id: this.#selected, ...Object.fromEntries(values) });
   }
 
+  // Within half a turn to either side.
+  #turn(id, degrees) {
+    this.#turned = { id, degrees: ((((degrees + 180) % 360) + 360) % 360) - 180, time: performance.now() };
+    order('world/heading', { id, degrees: this.#turned.degrees });
+  }
+  // Where it looks when all that was asked for is done.
+  #headingOf(id) {
+    const { id: last, degrees, time } = this.#turned;
+    return last === id && performance.now() - time < kTurnTime ? degrees : toDegrees(this.#model.world.bodies.get(id).heading);
+  }
+
   /** Something of the world is new. */
   take() {
     const { world } = this.#model;
@@ -105,8 +125,11 @@ export class World {
     if (!body) return;
     const at = this.#held?.id === body.id ? { ...this.#held.at, z: body.z } : this.#model.whereIs(body);
     for (const [key] of kFields) show(`thing-${key}`, Number((at[key] ?? body[key]).toFixed(2)));
+    const isRadio = body.id.startsWith('radio');
+    $('heading-field').hidden = !isRadio;
+    show('thing-heading', toDegrees(body.heading));
     $('thing-clear').checked = body.los;
-    $('thing-clear').disabled = $('thing-remove').disabled = body.id.startsWith('radio');
+    $('thing-clear').disabled = $('thing-remove').disabled = isRadio;
   }
 
   // ---- Handles: what is seen of a thing by hand, keyboard and screen reader ----
@@ -157,6 +180,11 @@ export class World {
       });
     }
     handle.addEventListener('keydown', (event) => {
+      const turn = id.startsWith('radio') ? { l: -kTurn, r: kTurn }[event.key.toLowerCase()] : null;
+      if (turn) {
+        this.#turn(id, this.#headingOf(id) + turn);
+        return;
+      }
       const step = event.shiftKey ? kLongStep : kStep;
       const go = { ArrowLeft: [-step, 0], ArrowRight: [step, 0], ArrowUp: [0, step], ArrowDown: [0, -step] }[event.key];
       if (!go) return;
@@ -199,7 +227,9 @@ export class World {
       const at = this.#model.whereIs(body);
       const [right, ahead] = [at.x - o.x, at.y - o.y];
       const side = `${Math.abs(right).toFixed(1)} m ${right < 0 ? 'left' : 'right'}, ${Math.abs(ahead).toFixed(1)} m ${ahead < 0 ? 'behind' : 'ahead'}`;
-      const text = `${id}, really ${side}${body.lost ? ', lost' : body.los ? '' : ', out of sight'}; arrow keys move it`;
+      const state = body.lost ? ', lost' : body.los ? '' : ', out of sight';
+      const looks = id.startsWith('radio') ? `, looks ${toDegrees(body.heading)}°; arrow keys move it, L and R turn it` : '; arrow keys move it';
+      const text = `${id}, really ${side}${state}${looks}`;
       if (handle.ariaLabel !== text) handle.ariaLabel = text;
     }
   }
