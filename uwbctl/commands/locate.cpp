@@ -249,7 +249,7 @@ std::vector<SessionOnIface> LocateRun::Sessions(const LocateTask& task) const {
 }
 
 std::shared_ptr<LocateActivity> LocateRun::MakeActivity(const LocateTask& task) {
-    const auto activity = std::make_shared<LocateActivity>(
+    auto activity = std::make_shared<LocateActivity>(
         task,
         [this](const Estimate& estimate) {
             if (!IsComplete()) display_->Show(estimate);
