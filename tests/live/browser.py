@@ -22,7 +22,7 @@ def free_port():
         return probe.getsockname()[1]
 
 
-def wait_for(what, condition, seconds=15):
+def wait_for(what, condition, seconds=40):
     """What condition returns as soon as it is true; a failure that says what was waited for."""
     deadline = time.monotonic() + seconds
     while True:
