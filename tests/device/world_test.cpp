@@ -107,7 +107,8 @@ TEST_F(WorldTest, ModelsErrAsTheySay) {
         {"angle_noise 2 angle_edge 3 fov 80", "5 5 0", "", 0, 7071, 0, 3.5, 0},
         {"angle_noise 2 fov 120", "0 -5 0", "", 0, 5000, 0, 2, 0},
         {"angle_noise 2 angle_edge 3 fov 120", "5 5 0", "heading radio0 45", 0, 7071, 0, 2, 240},
-        {"angle_noise 2 angle_edge 3 fov 120", "0 5 0", "heading radio0 -45", 0, 5000, 0, 4.25, 112},
+        {"angle_noise 2 angle_edge 3 fov 120", "0 5 0", "heading radio0 -45", 0, 5000, 0, 4.25,
+         112},
         {"angle_noise 2 fov 120", "0 5 0", "heading radio0 180", 0, 5000, 0, 2, 0},
     };
     FiraTwrSession session = ControllerSession();

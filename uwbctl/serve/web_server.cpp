@@ -202,8 +202,7 @@ void WebServer::Impl::AddRoutes() {
         [this](const Request&, Response& response) { Answer(kOk, backend_->Forms(), &response); });
     Get("/recording.jsonl",
         [this](const Request&, Response& response) { ServeRecording(&response); });
-    Get("/report.html",
-        [this](const Request&, Response& response) { ServeReport(&response); });
+    Get("/report.html", [this](const Request&, Response& response) { ServeReport(&response); });
     Post("/command/[a-z/]+",
          [this](const Request& request, Response& response) { ServeCommand(request, &response); });
 }

@@ -91,7 +91,7 @@ TEST_F(WorldDeskTest, KnowsAnglesFromWhereTheRadioLooks) {
         const char* heading;
         const char* tag;
         double degrees;
-    } kCases[] = {{"0", "2 2 0", 45},   {"45", "2 2 0", 0},        {"-30", "0 2 0", 30},
+    } kCases[] = {{"0", "2 2 0", 45},   {"45", "2 2 0", 0},       {"-30", "0 2 0", 30},
                   {"45", "0 2 0", -45}, {"-90", "2 0.1 0", 2.86}, {"170", "-2 -2 0", 55}};
     for (const auto& [heading, tag, degrees] : kCases) {
         Write(kSettings, std::string("radio 0 0 0 0 0 0 0 heading ") + heading + "\ntag 0x1234 " +
