@@ -19,7 +19,7 @@ if [ "$1" = --steady ]; then
 fi
 seeds=$1 out=$2
 shift 2
-seconds=180
+seconds=0
 for option in "$@"; do
   case $option in -max_total_time=*) seconds=${option#*=} ;; esac
 done
@@ -46,7 +46,7 @@ blocks() {
 }
 
 status=0
-"$ROOT/sim/device/vdev" run --fuzz ${steady:+"$steady"} --timeout $((seconds + 120)) --logs "$out/device" --out "$out" \
+"$ROOT/sim/device/vdev" run --fuzz ${steady:+"$steady"} --timeout $((seconds + 300)) --logs "$out/device" --out "$out" \
   --add "$ROOT/fuzz/radio_device.sh:/bin/fuzz-radio" -- fuzz-radio "$@" "${inputs[@]}" || status=$?
 # The last input in the log of a kernel that has panicked.
 if grep -aq 'Kernel panic' "$out/device/kernel.log"; then
