@@ -42,7 +42,7 @@ class Device:
         os.makedirs(logs, exist_ok=True)
         self.errors = open(os.path.join(logs, 'live-device.log'), 'w', encoding='utf-8')
         self.process = subprocess.Popen(
-            [f'{ROOT}/sim/device/vdev', 'run', '--timeout', '300', '--logs', logs, '--scene', scene,
+            [f'{ROOT}/sim/device/vdev', 'run', '--timeout', '900', '--logs', logs, '--scene', scene,
              '--radios', str(radios), '--forward', str(self.port), '--', 'uwbctl', 'serve', '--listen', '10.0.2.15',
              '--link', f'127.0.0.1:{self.port}', *arguments],
             stdout=subprocess.PIPE, stderr=self.errors, text=True)

@@ -277,7 +277,7 @@ def test(page, device):
     for check in (check_loads_a_country, check_starts_and_measures, check_changes_controlees,
                   check_radios_do_different_things, check_records_and_follows_a_drag, check_a_radio_turns,
                   check_another_page_looks_on, check_stops_and_reports, check_scenes_are_opened_and_saved, check_locates_a_tag_by_four_radios,
-                  check_loads_a_scene, check_screen_readers_find_their_way, check_only_our_own_server_was_asked):
+                  check_loads_a_scene, check_only_our_own_server_was_asked, check_screen_readers_find_their_way):
         begin = time.monotonic()
         check(page, *[device][:check.__code__.co_argcount - 1])
         print(f'{time.monotonic() - begin:5.1f} s  {check.__name__}', flush=True)
