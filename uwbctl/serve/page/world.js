@@ -114,6 +114,8 @@ export class World {
       this.#makeHandles(ids);
     }
     $('things').value = this.#selected;
+    // What is chosen can be taken, whatever passes by.
+    for (const [id, handle] of this.#handles) handle.classList.toggle('chosen', id === this.#selected);
     const show = (id, value) => {
       if (document.activeElement !== $(id)) $(id).value = value;
     };
