@@ -10,6 +10,7 @@
 #include <sys/stat.h>
 #include <sys/un.h>
 
+#include <climits>
 #include <cstddef>
 #include <cstdlib>
 
@@ -124,9 +125,9 @@ TEST(ConfigUtilsTest, ConvertsWholeIntegersOnly) {
         {"0X2a", true, true, 42},
         {"052", true, true, 42},
         {" \t-1", true, true, -1},
-        {"9223372036854775807", true, true, INT64_MAX},
-        {"18446744073709551615", false, true, -1},
-        {"18446744073709551616", false, false, 0},
+        {std::to_string(LONG_MAX), true, true, LONG_MAX},
+        {std::to_string(ULONG_MAX), false, true, -1},
+        {std::to_string(ULONG_MAX) + "0", false, false, 0},
         {"10 ", false, false, 0},
         {"", false, false, 0},
         {"0x", false, false, 0},

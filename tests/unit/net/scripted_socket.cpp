@@ -114,8 +114,9 @@ void RadioTest::OnTwrResult(const FiraRangingData& data,
     note("block", data.blockIndex);
     for (const FiraTwrMeasurement& measurement : measurements) {
         events_.push_back("peer " + Hex(measurement.peerAddress.address));
-        const int64_t age = now.tv_sec * 1000000000L + now.tv_nsec - measurement.timestampNs;
-        const bool is_now = age >= 0 && age < 1000000000L;
+        const int64_t age =
+            now.tv_sec * int64_t{1000000000} + now.tv_nsec - measurement.timestampNs;
+        const bool is_now = age >= 0 && age < 1000000000;
         events_.push_back(is_now ? "now" : "at " + std::to_string(measurement.timestampNs));
         note("status", measurement.status);
         note("distance", measurement.distance);
