@@ -125,6 +125,8 @@ class Browser:
         return self.call('POST', '/element', {'using': 'css selector', 'value': selector})[ELEMENT]
 
     def click(self, selector):
+        # Away from the bar that stays on top, under which the driver would look for it.
+        self.run('document.querySelector(arguments[0]).scrollIntoView({block: "center"})', selector)
         self.call('POST', f'/element/{self.find(selector)}/click')
 
     def type(self, selector, text):

@@ -4,6 +4,7 @@
 
 import glob
 import json
+import math
 import os
 import re
 import sys
@@ -33,8 +34,13 @@ def now(page, peer):
     return float(text) if text.replace('.', '').isdigit() else None
 
 
+def number(text):
+    """Not a number where the page has a dash: a round may miss anything."""
+    return float(text.replace('−', '-').replace('–', 'nan'))
+
+
 def error_cm(page, peer):
-    return float(page.text(f'tr[data-peer="{peer}"] td.off').replace('−', '-').replace('–', 'nan'))
+    return number(page.text(f'tr[data-peer="{peer}"] td.off'))
 
 
 def reports(page):
@@ -137,10 +143,13 @@ def check_records_and_follows_a_drag(page):
 
 def check_a_radio_turns(page):
     azimuth = f'tr[data-peer="{TAG}"] td.azimuth'
-    before = int(page.text(azimuth).replace('−', '-'))
+    seen = lambda: number(page.text(azimuth))
+    wait_for('an angle', lambda: not math.isnan(seen()))
+    before = seen()
     page.type('.handle[data-id="radio0"]', 'rr')
-    wait_for('it looks 30 degrees to the right', lambda: abs(int(page.text(azimuth).replace('−', '-')) - before + 30) <= 5)
-    assert page.value('#thing-heading') == '30' and abs(error_cm(page, TAG)) < 100 * FAR
+    wait_for('it looks 30 degrees to the right', lambda: abs(seen() - before + 30) <= 5)
+    wait_for('the field says so', lambda: page.value('#thing-heading') == '30')
+    wait_for('its distance is what it was', lambda: abs(error_cm(page, TAG)) < 100 * FAR)
     page.type('.handle[data-id="radio0"]', 'll')
 
 
@@ -214,7 +223,9 @@ def check_locates_a_tag_by_four_radios(page):
     wait_for('where it is', lambda: is_located_at(page, 2, 3))
     assert page.text('#status').startswith('Locating 0x1234 by 4 anchors')
     assert page.count('tbody tr[data-peer="0x1234"]') == len(RADIOS)
-    residual, error, rms = (float(page.text(f'#place-{name}')) for name in ('residual', 'error', 'rms'))
+    seen = lambda: [number(page.text(f'#place-{name}')) for name in ('residual', 'error', 'rms')]
+    wait_for('how far off it is', lambda: not any(map(math.isnan, seen())))
+    residual, error, rms = seen()
     assert 0 < residual < 400 * NOISE and 0 < error < 600 * NOISE and rms > 0, (residual, error, rms)
     longer, shorter = (float(word) for word in page.text('#place-ellipse').split(' × '))
     assert 1 < shorter <= longer < 10, (shorter, longer)

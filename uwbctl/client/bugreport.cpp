@@ -183,6 +183,7 @@ Part ServiceProcess() {
     for (const char* name : {"wchan", "attr/current", "stack"}) {
         std::string value;
         const bool is_there = ReadFileToString(*folder + "/" + name, &value);
+        value.erase(std::min(value.find('\0'), value.size()));  // The kernel ends some with one.
         text += std::string(name) + ": " + (is_there ? value : Reason()) + "\n";
     }
     return {text + Descriptors(*folder), ""};

@@ -112,6 +112,7 @@ export class World {
     if (ids.join() !== [...$('things').options].map(({ value }) => value).join()) {
       $('things').replaceChildren(...ids.map((id) => make('option', { value: id, textContent: id })));
       this.#makeHandles(ids);
+      this.describe();  // A thing is never without a name.
     }
     $('things').value = this.#selected;
     // What is chosen can be taken, whatever passes by.
