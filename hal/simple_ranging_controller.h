@@ -71,7 +71,6 @@ class SimpleRangingController : public ::aidl::hardware::velta::uwb::BnSimpleRan
     IeeeUtils* ieee_utils_;
     std::weak_ptr<Subscription> subscription_;
     bool is_abandoned_ = false;
-    // What was asked for last, and accepted.
 };
 
 }  // namespace hardware::velta

@@ -21,9 +21,8 @@ constexpr char kHelp[] =
     "  (none)   its state as text\n"
     "  --json   the same as one line of JSON\n"
     "  --help   this text\n"
-    "There are names, states and counts in it, but no addresses, distances or session keys; "
-    "values\n"
-    "of calibration only where one of the last errors names what it could not read.\n";
+    "There are names, states and counts in it, but no addresses, distances or session keys;\n"
+    "values of calibration only where one of the last errors names what it could not read.\n";
 
 // As in the log, with the year.
 std::string LocalTime(std::chrono::system_clock::time_point when) {

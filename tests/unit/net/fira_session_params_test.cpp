@@ -264,8 +264,8 @@ TEST_F(FiraSessionParamsTest, TextFormShowsWhateverIsThere) {
     const std::string text = s_.toString();
     for (const char* part :
          {"FiraTwrSession{id: -2, deviceType: CONTROLLER, deviceRole: INITIATOR, ",
-          "destAddressList: [UwbAddress{address: [-85, -51]}, UwbAddress{address: [1, 2]}, Uwb",
-          "Address{address: [1, 2]}, UwbAddress{address: []}], ",
+          "destAddressList: [UwbAddress{address: [-85, -51]}, UwbAddress{address: [1, 2]}, ",
+          "UwbAddress{address: [1, 2]}, UwbAddress{address: []}], ",
           "rangingRoundControl: RangingRoundControl{hasResultReportPhase: true, ",
           "rframeConfig: 2, ", "stsConfig: -1, ", "vendorId: [7, -2], "}) {
         EXPECT_THAT(text, ::testing::HasSubstr(part));
