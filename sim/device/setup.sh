@@ -10,6 +10,7 @@
 #   headers              what an out-of-tree module builds against (symlink)
 #   base.cpio            busybox, kernel modules, iwpan, mandoc
 #   iwpan, mandoc        the same programs, whose libraries come from the machine
+#   bash                 for whoever adds it
 #   release              the kernel's release, as `uname -r` says it
 #
 # VELTA_UWB_ARCH names another architecture than this machine's, VELTA_UWB_KERNEL another Debian suite
@@ -29,8 +30,8 @@ KERNEL_SUITE=${VELTA_UWB_KERNEL:-}
 BOOT_MODULES=(virtio_pci virtio_console 9pnet_virtio 9p binder_linux ieee802154_socket mac802154)
 # Loaded only where a port is forwarded.
 NET_MODULES=(virtio_net)
-# There for whoever wants to compare with the kernel's own simulated radio.
-OTHER_MODULES=(mac802154_hwsim)
+# There to compare with the kernel's own simulated radio, to see what goes over netlink, for a unit test.
+OTHER_MODULES=(mac802154_hwsim nlmon tun)
 
 # The script's own text is part of the key, so that a change here makes a new base.
 key=$(content_key "${BASH_SOURCE[0]}")
@@ -159,7 +160,7 @@ fi
 say "virtual device: packing its base"
 new=$(mktemp -d "$DEVICE/base-new.XXXXXX")
 trap 'rm -rf "$new"' EXIT
-for package in wpan-tools busybox-static mandoc; do
+for package in wpan-tools busybox-static mandoc bash; do
   fetch apt_device "$package" "$new/packages"
 done
 # It is asked here for what it can do.
@@ -180,6 +181,7 @@ for program in iwpan mandoc; do
   cp "$(find "$new/packages" -type f -perm -u+x -name $program)" "$new/$program"
   cp "$new/$program" "$guest/bin/$program"
 done
+cp "$(find "$new/packages" -type f -perm -u+x -name bash)" "$new/bash"
 [ -z "$CROSS" ] || busybox=$(find "$new/here" -type f -perm -u+x -name busybox)
 for applet in $("$busybox" --list); do
   [ -e "$guest/bin/$applet" ] || ln -s busybox "$guest/bin/$applet"
