@@ -13,6 +13,8 @@ count_gtest() {
   local log=$1 status=$2 p f s
   # One log may have more than one run. Nothing at all is not 0.
   p=$(sum_of '  PASSED  ' "$log") f=$(sum_of '  FAILED  ' "$log") s=$(sum_of '  SKIPPED ' "$log")
+  # In brief gtest closes with no line of these: each failure has one of its own.
+  [ -n "$f" ] || f=$(grep -cE '^\[  FAILED  \] .* \([0-9]+ ms\)$' "$log") || f=
   # A binary that died before its closing lines is one failure.
   if [ "$status" -ne 0 ] && [ -z "$f" ]; then f=1; fi
   if [ -z "$p" ] && [ -z "$f" ]; then f=1; fi
