@@ -130,6 +130,7 @@ extern "C" int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/) {
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     using namespace hardware::velta;
     if (size == 0) return 0;
+    ChooseLog(data, size);
     constexpr void (*kReaders[])(const std::string&) = {Configuration, Numbers, Properties,
                                                         Country};
     kReaders[data[0] % std::size(kReaders)](std::string(data + 1, data + size));

@@ -152,27 +152,31 @@ void World::OnRequest(nl_sock* socket, const Bytes& request) {
     nlmsghdr header;
     memcpy(&header, request.data(), sizeof(header));
     const int command = request[NLMSG_HDRLEN];
-    if (header.nlmsg_type == GENL_ID_CTRL) {
-        const bool is_ieee =
-            std::string(request.begin(), request.end()).find("nl8") != std::string::npos;
-        netlink.Queue(socket,
-                      Answer({is_ieee ? "1 1=h30 2='nl802154'" : "1 1=h29 2='mcps802154'"}));
-        return netlink.Queue(socket, Ack());
-    }
+    // Made once: most of what is done for an input is its service's opening.
+    static const Datagram mcps = Answer({"1 1=h29 2='mcps802154'"});
+    static const Datagram ieee = Answer({"1 1=h30 2='nl802154'"});
+    static const Datagram ack = Ack();
+    static const Datagram radio = Answer({"2 1=w3 2='phy0' 3='endless'"});
+    static const Datagram radios =
+        Answer({"2 1=w3 2='phy0' 3='default'", "2 1=w4 2='phy1' 3='endless'"});
     static const std::map<std::pair<int, int>, Datagram> answers = {
         {{kFamily, 9}, Answer({"9 10{1{1='spi_pid' 2=w7} 1{1='kt7100_pid' 2=w8}}"})},
         {{kFamily, 8}, Answer({"8"})},
         {{kIeeeFamily, 1}, Answer({"3 1=w0 24{2{4{5=x 9=x}}}"})},
         {{kIeeeFamily, 5}, Answer({"7 1=w0 4='wpan0'", "7 1=w1 4='wpan1'"})},
     };
+    if (header.nlmsg_type == GENL_ID_CTRL) {
+        const bool is_ieee =
+            std::string(request.begin(), request.end()).find("nl8") != std::string::npos;
+        netlink.Queue(socket, is_ieee ? ieee : mcps);
+        return netlink.Queue(socket, ack);
+    }
     if (header.nlmsg_type == kFamily && command == 1) {
-        return netlink.Queue(
-            socket, (header.nlmsg_flags & NLM_F_DUMP) == NLM_F_DUMP
-                        ? Answer({"2 1=w3 2='phy0' 3='default'", "2 1=w4 2='phy1' 3='endless'"})
-                        : Answer({"2 1=w3 2='phy0' 3='endless'"}));
+        const bool is_dump = (header.nlmsg_flags & NLM_F_DUMP) == NLM_F_DUMP;
+        return netlink.Queue(socket, is_dump ? radios : radio);
     }
     const auto answer = answers.find({header.nlmsg_type, command});
-    netlink.Queue(socket, answer == answers.end() ? Ack() : answer->second);
+    netlink.Queue(socket, answer == answers.end() ? ack : answer->second);
 }
 
 void World::Open() {

@@ -202,6 +202,7 @@ extern "C" size_t LLVMFuzzerCustomCrossOver(const uint8_t* data1, size_t size1,
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     using namespace hardware::velta;
     if (size < 1 + NLMSG_HDRLEN) return 0;
+    ChooseLog(data, size);
     constexpr uint8_t kEventBit = 0x80;
     const auto mode = data[0] & kEventBit ? NotificationMode::kEvent : NotificationMode::kPoll;
     Bytes message(data + 1, data + size);

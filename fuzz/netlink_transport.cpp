@@ -129,6 +129,7 @@ extern "C" size_t LLVMFuzzerCustomCrossOver(const uint8_t* data1, size_t size1,
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     using namespace hardware::velta;
+    ChooseLog(data, size);
     constexpr size_t kMaxSteps = 64;
     Steps steps = ReadSteps(data, size);
     if (steps.size() > kMaxSteps) steps.resize(kMaxSteps);

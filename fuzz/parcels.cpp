@@ -239,6 +239,7 @@ extern "C" int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/) {
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    hardware::velta::ChooseLog(data, size);
     FuzzedDataProvider input(data, size);
     hardware::velta::Rounds(&input).Run();
     return 0;

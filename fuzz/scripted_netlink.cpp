@@ -17,6 +17,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
+#include <string_view>
 #include <utility>
 
 namespace hardware::velta {
@@ -69,8 +70,7 @@ void ScriptedNetlink::QueueForAll(const Datagram& datagram) {
 
 void ScriptedNetlink::Add(nl_sock* socket) {
     constexpr int kBeyondDescriptors = 1 << 20;
-    sockets_[socket] = {};
-    sockets_[socket].number = kBeyondDescriptors + next_number_++;
+    sockets_[socket] = {.number = kBeyondDescriptors + next_number_++};
 }
 
 void ScriptedNetlink::Remove(nl_sock* socket) {
@@ -96,7 +96,7 @@ int ScriptedNetlink::Receive(nl_sock* socket, sockaddr_nl* address, unsigned cha
     Socket& state = sockets_[socket];
     if (state.waiting.empty()) return -NLE_AGAIN;
     const Datagram datagram = std::move(state.waiting.front());
-    state.waiting.pop_front();
+    state.waiting.erase(state.waiting.begin());
     if (datagram.error != 0) return -datagram.error;
     if (datagram.bytes.empty()) return -NLE_AGAIN;
     *address = {.nl_family = AF_NETLINK, .nl_pid = datagram.sender};
@@ -160,6 +160,14 @@ void ManualLoop::Clear() {
 
 void SilenceLog() {
     if (getenv("FUZZ_LOG") == nullptr) android::base::SetLogger([](auto...) {});
+}
+
+void ChooseLog(const uint8_t* data, size_t size) {
+    static const char* const one_in = getenv("FUZZ_LOG_ONE_IN");
+    static const size_t inputs = one_in == nullptr ? 1 : strtoul(one_in, nullptr, 10);
+    const std::string_view bytes(reinterpret_cast<const char*>(data), size);
+    const bool is_made = inputs < 2 || std::hash<std::string_view>()(bytes) % inputs == 0;
+    android::base::SetMinimumLogSeverity(is_made ? android::base::INFO : android::base::FATAL);
 }
 
 }  // namespace hardware::velta

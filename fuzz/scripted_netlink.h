@@ -2,7 +2,6 @@
 #pragma once
 
 #include <cstdint>
-#include <deque>
 #include <functional>
 #include <map>
 #include <vector>
@@ -60,7 +59,7 @@ class ScriptedNetlink {
 
   private:
     struct Socket {
-        std::deque<Datagram> waiting;
+        std::vector<Datagram> waiting;
         uint32_t sequence = 0;
         uint32_t port = 0;
         int number = -1;
@@ -89,5 +88,11 @@ class ManualLoop : public EventLoop {
 
 /** Keeps the log's lines, which are still made, from being written; unless $FUZZ_LOG is there. */
 void SilenceLog();
+/**
+ * Has lines of the log made for this input, or not: with $FUZZ_LOG_ONE_IN for one input of so many,
+ * chosen by its bytes, so that it is the same each time. Half of what an input costs is text that
+ * nobody reads.
+ */
+void ChooseLog(const uint8_t* data, size_t size);
 
 }  // namespace hardware::velta

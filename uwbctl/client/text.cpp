@@ -38,7 +38,7 @@ size_t Edits(const std::string& from, const std::string& to) {
         for (size_t j = 0; j < to.size(); j++) {
             const size_t replaced = diagonal + (from[i] == to[j] ? 0 : 1);
             diagonal = row[j + 1];
-            row[j + 1] = std::min({row[j] + 1, row[j + 1] + 1, replaced});
+            row[j + 1] = std::min(std::min(row[j], row[j + 1]) + 1, replaced);
         }
     }
     return row.back();
@@ -109,7 +109,10 @@ std::string Nearest(const std::string& word, const std::vector<std::string>& kno
     std::string nearest;
     size_t fewest = std::max<size_t>(word.size() / kLettersAnEdit, 1) + 1;
     for (const std::string& candidate : known) {
-        const size_t edits = Edits(word, candidate);
+        // There are as many as they differ in length, so that nothing long is compared in vain.
+        const size_t shorter = std::min(word.size(), candidate.size());
+        const size_t longer = std::max(word.size(), candidate.size());
+        const size_t edits = longer - shorter < fewest ? Edits(word, candidate) : fewest;
         const bool is_prefix = !word.empty() && candidate.starts_with(word);
         if (edits < fewest || (is_prefix && nearest.empty())) {
             nearest = candidate;
