@@ -72,6 +72,7 @@ void CccActivity::Tick() {
 
 void CccActivity::OnStopped(int reason) {
     if (end_) return;
+    stop_reason_ = reason;
     if (is_stopping_) {
         End(Tone::kInfo, "stopped");
     } else {
