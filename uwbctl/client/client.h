@@ -130,6 +130,9 @@ enum class Ended {
 Ended RunUntil(Events* events, const Client& client, std::chrono::milliseconds patience,
                const std::function<bool()>& done);
 
+/** How long a radio may take to report a stop: it does so after the round that it is in. */
+inline constexpr std::chrono::milliseconds kStopPatience{5000};
+
 /**
  * As RunUntil(), but nothing that the user does ends it: for what has to be tidied up.
  *

@@ -13,7 +13,7 @@ namespace {
 using std::chrono::milliseconds;
 
 // Longer than the session's own, which tells what has happened.
-constexpr milliseconds kStopPatience{6000};
+constexpr milliseconds kEndPatience = kStopPatience + milliseconds(1000);
 constexpr int kStopRequested = 1;
 
 // What "uwbctl ccc" was asked for.
@@ -34,7 +34,7 @@ milliseconds Duration(const CccOptions& options) {
 // Whatever happened before: radio stopped, deep sleep on again.
 void EndSession(Events* events, const Client& client, CccActivity* activity) {
     if (!activity->end()) activity->Stop();
-    FinishWithin(events, client, kStopPatience, [activity] {
+    FinishWithin(events, client, kEndPatience, [activity] {
         activity->Tick();
         return activity->end().has_value();
     });

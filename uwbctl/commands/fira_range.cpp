@@ -22,9 +22,6 @@ using namespace ::aidl::hardware::velta::uwb;
 using ::ndk::ScopedAStatus;
 using std::chrono::milliseconds;
 
-// The radio reports a stop after the round that it is in.
-constexpr milliseconds kStopPatience{5000};
-
 void SetAngles(const std::string& angles, FiraTwrSession* session) {
     session->aoaResultRequest =
         angles == "none" ? AoaResultRequest::NO_AOA_REPORT : AoaResultRequest::REQ_AOA_RESULTS;

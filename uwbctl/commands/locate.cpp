@@ -28,8 +28,6 @@ namespace {
 
 using android::base::StringPrintf;
 
-constexpr std::chrono::milliseconds kStopPatience{5000};
-
 // What "uwbctl locate" was asked for.
 struct LocateOptions {
     /** "NAME" or "NAME=X,Y,Z": peers, or interfaces when a tag is looked for. */

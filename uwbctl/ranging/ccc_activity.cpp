@@ -15,8 +15,6 @@ namespace {
 using ::ndk::ScopedAStatus;
 using std::chrono::steady_clock;
 
-constexpr std::chrono::milliseconds kStopPatience{5000};
-
 // The service takes an identifier but has one session at a time.
 constexpr int kSessionId = 1;
 
