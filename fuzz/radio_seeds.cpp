@@ -260,7 +260,7 @@ constexpr const char* kReplyFaultTexts[] = {
 };
 
 constexpr const char* kWorldTexts[] = {
-    "radio 0 1 2 3\nradio 1 -1 2.5 0 0.1 0 0\nseed 7\nrate 60\nwait\nscene a-name",
+    "radio 0 1 2 3\nradio 1 -1 2.5 0 0.1 0 0\nseed 7\nrate 60 blocks\nwait\nscene a-name",
     "tag 0x1234 1 2 3\npath 0x1234 loop\npoint 0x1234 0 1 2 3\npoint 0x1234 2 4 5 6 nlos\n"
     "point 0x1234 3 4 5 6 lost\npath radio1 once\npoint radio1 0.5 1 1 1",
     "wall 0 1 5 1\nwall -1 2 1 2 stops\ntag 9 0 5 0\nremove 9\nrange 20\nnoise 50",

@@ -164,7 +164,8 @@ Inputs UwbctlFiles() {
         Text(3, "0xABCD"),
         Text(3, "12:34"),
         Text(4,
-             "model office noise 3\nradio 0 1 2 3\nwall 0 0 1 1 stops\nseed 7\nrate 60\nwait\n"
+             "model office noise 3\nradio 0 1 2 3\nwall 0 0 1 1 stops\nseed 7\nrate 60 "
+             "blocks\nwait\n"
              "path 0x12 once 0 1 2 3 nlos 5 1 2 4 lost\nlos 0x12 0\nmodel 0x12 loss 5\n"),
         Text(4, "walk 9 speed 1 0 0 0 pause 2 1 1 0 # there\ntag 0x1234 1 2 3 0 -1 0\nremove 9\n"),
     };

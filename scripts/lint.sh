@@ -77,12 +77,10 @@ tidy() {
   local total key path todo=() left=0
   UNTIL=${1:-}
   UNCOMMITTED=$(git diff --name-only HEAD; git ls-files --others --exclude-standard)
-  # Without the precompiled header: each source has to include what it uses.
   DATABASE=$ROOT/build/dev/tidy
   mkdir -p "$CACHE/tidy" "$LOGS/tidy" "$DATABASE"
   rm -f "$LOGS/tidy/failed"
-  sed -E 's/-Xclang -include-pch -Xclang ([^ "\\]|\\.)+ -Xclang -include -Xclang ([^ "\\]|\\.)+//' \
-    build/dev/compile_commands.json >"$DATABASE/compile_commands.json"
+  python3 scripts/compile_database.py build/dev/compile_commands.json "$DATABASE/compile_commands.json"
   mapfile -t all < <(keys)
   total=${#all[@]}
   # What is being worked on comes first.

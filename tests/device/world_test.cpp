@@ -182,6 +182,60 @@ TEST_F(WorldTest, PathsAreExactAndRunsRepeat) {
     EXPECT_NE(run("seed 2\n" + noisy), first);
 }
 
+TEST_F(WorldTest, RadiosGoAlongWithAFasterWorldIfAsked) {
+    // From one report to the next, a metre a second ahead: blocks of 50 ms, way, our time.
+    const struct {
+        const char* rate;
+        int blocks;
+        double mm, seconds;
+    } cases[] = {
+        {"rate 1", 1, 50, 50e-3},
+        {"rate 10 blocks", 1, 50, 5e-3},
+        // The radios are never slower than life, and report once in a millisecond at most.
+        {"rate 0.5 blocks", 1, 25, 50e-3},
+        {"rate 500 blocks", 10, 500, 1e-3},
+    };
+    constexpr int kReports = 40;
+    for (const auto& [rate, blocks, mm, seconds] : cases) {
+        LayOut("noise 0\ntag 0x1234 0 10 0 0 1 0\nwait\n"s + rate);
+        FiraClient fira(hal, 0);
+        fira.Run();
+        FiraReport before = fira.Next();
+        const auto began = std::chrono::steady_clock::now();
+        for (int i = 1; i < kReports; i++) {
+            const FiraReport now = fira.Next();
+            EXPECT_EQ(now.data.blockIndex, before.data.blockIndex + blocks) << rate;
+            EXPECT_EQ(now.measurements.at(0).timestampNs,
+                      before.measurements.at(0).timestampNs + blocks * 50'000'000)
+                << rate;
+            EXPECT_NEAR(now.measurements.at(0).distance, before.measurements.at(0).distance + mm, 1)
+                << rate;
+            before = now;
+        }
+        const std::chrono::duration<double> took = std::chrono::steady_clock::now() - began;
+        EXPECT_GT(took.count(), (kReports - 2) * seconds * 0.9) << rate;
+        EXPECT_LT(took.count(), kReports * seconds * 1.5 + 0.2) << rate;
+        // The world's file is of the reports' clock, and says where that finds things.
+        if (mm == blocks * 50) ExpectTruth(fira.Next().measurements.at(0), 0, "tag 0x1234");
+        fira.Halt();
+        EXPECT_EQ(fira.Reset(), "OK");
+    }
+    // A new world has everybody's clock again, for who ranges already as well.
+    LayOut("tag 0x1234 0 3 0\nrate 100 blocks");
+    FiraClient fira(hal, 0);
+    fira.Run();
+    fira.Next();
+    LayOut("tag 0x1234 0 3 0");
+    double ahead = 1;
+    for (int i = 0; i < 1000 && ahead > 0; i++) {
+        const int64_t timestamp_ns = fira.Next().measurements.at(0).timestampNs;
+        const std::chrono::nanoseconds now = std::chrono::steady_clock::now().time_since_epoch();
+        ahead = static_cast<double>(timestamp_ns - now.count()) / 1e9;
+    }
+    EXPECT_LE(ahead, 0);
+    EXPECT_GT(ahead, -5);
+}
+
 TEST_F(WorldTest, AMistakeInASceneLeavesTheWorldAlone) {
     LayOut("tag 0x1234 0 3 0");
     // There are two radios here, which the scene's text alone does not say.

@@ -177,6 +177,27 @@ std::shared_ptr<Client::IUwbIface> Client::GetIface(std::string* name) {
     return iface;
 }
 
+std::shared_ptr<Client::IFiraController> Client::GetFira(std::string* name) {
+    std::shared_ptr<IFiraController> controller;
+    Check(GetIface(name)->firaController(&controller), "get the FiRa controller");
+    if (controller == nullptr) throw Failure(kRefused, "interface " + *name + " has no FiRa");
+    return controller;
+}
+
+std::shared_ptr<Client::ICccController> Client::GetCcc(std::string* name) {
+    std::shared_ptr<ICccController> controller;
+    Check(GetIface(name)->cccController(&controller), "get the CCC controller");
+    if (controller == nullptr) throw Failure(kRefused, "interface " + *name + " has no CCC");
+    return controller;
+}
+
+std::shared_ptr<Client::ISimpleRangingController> Client::GetSimpleRanging(std::string* name) {
+    std::shared_ptr<ISimpleRangingController> controller;
+    Check(GetIface(name)->simpleRangingController(&controller),
+          "get the simple ranging controller");
+    return controller;
+}
+
 void Client::CheckAlive() const {
     if (*has_died_) throw Failure(kNoService, "the UWB service has died");
 }

@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <aidl/hardware/velta/uwb/ICccController.h>
+#include <aidl/hardware/velta/uwb/IFiraController.h>
+#include <aidl/hardware/velta/uwb/ISimpleRangingController.h>
 #include <aidl/hardware/velta/uwb/IUwb.h>
 #include <aidl/hardware/velta/uwb/IUwbIface.h>
 
@@ -54,6 +57,9 @@ class Client {
   public:
     using IUwb = ::aidl::hardware::velta::uwb::IUwb;
     using IUwbIface = ::aidl::hardware::velta::uwb::IUwbIface;
+    using IFiraController = ::aidl::hardware::velta::uwb::IFiraController;
+    using ICccController = ::aidl::hardware::velta::uwb::ICccController;
+    using ISimpleRangingController = ::aidl::hardware::velta::uwb::ISimpleRangingController;
 
     /** Connects; a Failure names what is missing. events must outlive the client. */
     explicit Client(Events* events);
@@ -80,6 +86,11 @@ class Client {
 
     /** @return the interface of that name, or the only or first one for an empty name. */
     std::shared_ptr<IUwbIface> GetIface(std::string* name);
+
+    /** @return the controllers of such an interface; a Failure where it has none. */
+    std::shared_ptr<IFiraController> GetFira(std::string* name);
+    std::shared_ptr<ICccController> GetCcc(std::string* name);
+    std::shared_ptr<ISimpleRangingController> GetSimpleRanging(std::string* name);
 
     IUwb* service() { return service_.get(); }
 
@@ -118,6 +129,9 @@ enum class Ended {
  */
 Ended RunUntil(Events* events, const Client& client, std::chrono::milliseconds patience,
                const std::function<bool()>& done);
+
+/** How long a radio may take to report a stop: it does so after the round that it is in. */
+inline constexpr std::chrono::milliseconds kStopPatience{5000};
 
 /**
  * As RunUntil(), but nothing that the user does ends it: for what has to be tidied up.

@@ -21,6 +21,8 @@ constexpr const char* kBinderStates[] = {"/sys/kernel/debug/binder/state",
 // One object that a process offers, and who refers to it.
 struct Node {
     int owner = 0;
+    // The context manager's, which everybody uses: it has no address.
+    bool is_manager = false;
     std::vector<int> users;
 
     bool IsUsedBy(int pid) const {
@@ -42,11 +44,9 @@ std::vector<Node> ReadNodes(const std::string& binder_state) {
         const auto words = android::base::Tokenize(line, " ");
         if (words.size() < 2) continue;
         if (line.starts_with("proc ")) owner = Number(words[1]);
-        // The context manager, which everybody uses, has no address.
-        const bool is_manager =
-            words.size() > 2 && words[2].find_first_not_of("u0") == words[2].npos;
-        if (words[0] != "node" || is_manager) continue;
-        Node node = {.owner = owner, .users = {}};
+        if (words[0] != "node") continue;
+        Node node = {.owner = owner, .is_manager = false, .users = {}};
+        node.is_manager = words.size() > 2 && words[2].find_first_not_of("u0") == words[2].npos;
         for (auto word = std::find(words.begin(), words.end(), "proc"); word != words.end();
              word++) {
             node.users.push_back(Number(*word));
@@ -60,11 +60,18 @@ std::vector<Node> ReadNodes(const std::string& binder_state) {
 
 std::optional<int> FindHolder(const std::string& binder_state, int own_pid) {
     const std::vector<Node> nodes = ReadNodes(binder_state);
-    const auto service = std::find_if(
-        nodes.begin(), nodes.end(), [own_pid](const Node& node) { return node.IsUsedBy(own_pid); });
+    const auto service = std::find_if(nodes.begin(), nodes.end(), [own_pid](const Node& node) {
+        return !node.is_manager && node.IsUsedBy(own_pid);
+    });
     if (service == nodes.end()) return std::nullopt;
+    // The service manager gives the service an object of its own as well.
+    const auto manages = [&nodes](int pid) {
+        return std::any_of(nodes.begin(), nodes.end(), [pid](const Node& node) {
+            return node.is_manager && node.owner == pid;
+        });
+    };
     const auto holder = std::find_if(nodes.begin(), nodes.end(), [&](const Node& node) {
-        return node.owner != own_pid && node.IsUsedBy(service->owner);
+        return node.owner != own_pid && !manages(node.owner) && node.IsUsedBy(service->owner);
     });
     if (holder == nodes.end()) return std::nullopt;
     return holder->owner;

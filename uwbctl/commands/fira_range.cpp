@@ -22,9 +22,6 @@ using namespace ::aidl::hardware::velta::uwb;
 using ::ndk::ScopedAStatus;
 using std::chrono::milliseconds;
 
-// The radio reports a stop after the round that it is in.
-constexpr milliseconds kStopPatience{5000};
-
 void SetAngles(const std::string& angles, FiraTwrSession* session) {
     session->aoaResultRequest =
         angles == "none" ? AoaResultRequest::NO_AOA_REPORT : AoaResultRequest::REQ_AOA_RESULTS;
@@ -106,9 +103,7 @@ void FiraRun::OnControlees(const std::string& event, const std::vector<std::stri
 ExitStatus FiraRun::Run() {
     client_.Open();
     std::string name = options_.iface;
-    const auto iface = client_.GetIface(&name);
-    Check(iface->firaController(&controller_), "get the FiRa controller");
-    if (controller_ == nullptr) throw Failure(kRefused, "interface " + name + " has no FiRa");
+    controller_ = client_.GetFira(&name);
     Start();
     fprintf(stderr, "ranging on %s, channel %d, session %u; Ctrl-C ends it\n", name.c_str(),
             session_.channelNumber, static_cast<uint32_t>(session_.id));

@@ -28,8 +28,6 @@ namespace {
 
 using android::base::StringPrintf;
 
-constexpr std::chrono::milliseconds kStopPatience{5000};
-
 // What "uwbctl locate" was asked for.
 struct LocateOptions {
     /** "NAME" or "NAME=X,Y,Z": peers, or interfaces when a tag is looked for. */
@@ -260,13 +258,7 @@ std::shared_ptr<LocateActivity> LocateRun::MakeActivity(const LocateTask& task) 
         },
         &listener_);
     for (auto& [iface, session] : Sessions(task)) {
-        const auto object = client_.GetIface(&iface);
-        std::shared_ptr<LocateActivity::IFiraController> controller;
-        Check(object->firaController(&controller), "get the FiRa controller of " + iface);
-        if (controller == nullptr) {
-            throw Failure(kRefused, "interface " + iface + " has no FiRa");
-        }
-        activity->Add(iface, controller, session);
+        activity->Add(iface, client_.GetFira(&iface), session);
         patience_ = std::max(patience_, ReportPatience(session));
     }
     return activity;

@@ -21,6 +21,7 @@ struct SceneOptions {
     bool saves = false;
     bool names = false;
     std::optional<double> rate;
+    bool has_fast_blocks = false;
 };
 
 // What there is, and what is loaded.
@@ -59,7 +60,7 @@ ExitStatus RunScene(Events* /*events*/, const SceneOptions& options) {
     }
     if (options.scene.empty() && options.recording.empty()) {
         if (options.rate) {
-            world.SetRate(*options.rate);
+            world.SetRate(*options.rate, options.has_fast_blocks);
         } else {
             List(world);
         }
@@ -68,7 +69,10 @@ ExitStatus RunScene(Events* /*events*/, const SceneOptions& options) {
     if (!options.prints) world.Require();
     Scene scene = WantedScene(
         options, options.prints ? std::nullopt : std::optional<unsigned>(world.CountRadios()));
-    if (options.rate) scene.rate = *options.rate;
+    if (options.rate) {
+        scene.rate = *options.rate;
+        scene.has_fast_blocks = options.has_fast_blocks;
+    }
     if (options.prints) {
         fputs(PrintScene(scene).c_str(), stdout);
     } else {
@@ -82,14 +86,15 @@ ExitStatus RunScene(Events* /*events*/, const SceneOptions& options) {
 void AddScene(CommandLine* line, CLI::App* app) {
     constexpr double kMaxRate = 3600;
     const auto options = std::make_shared<SceneOptions>();
-    CLI::App* command = AddCommand(line, app, "scene", "Arrange the virtual radio's world",
-                                   "Examples:\n"
-                                   "  uwbctl scene                          what there is\n"
-                                   "  uwbctl scene two-tags                 load one\n"
-                                   "  uwbctl scene my.scene --rate 60       an hour in a minute\n"
-                                   "  uwbctl scene --replay walk.jsonl      what was recorded\n"
-                                   "  uwbctl scene --save > my.scene        the world as it is\n",
-                                   options, RunScene);
+    CLI::App* command =
+        AddCommand(line, app, "scene", "Arrange the virtual radio's world",
+                   "Examples:\n"
+                   "  uwbctl scene                          what there is\n"
+                   "  uwbctl scene two-tags                 load one\n"
+                   "  uwbctl scene my.scene --rate 60 --blocks   an hour in a minute\n"
+                   "  uwbctl scene --replay walk.jsonl      what was recorded\n"
+                   "  uwbctl scene --save > my.scene        the world as it is\n",
+                   options, RunScene);
     CLI::Option* scene = command->add_option("scene", options->scene, "A scene's file, or its name")
                              ->type_name("SCENE");
     CLI::Option* replay = command
@@ -97,12 +102,18 @@ void AddScene(CommandLine* line, CLI::App* app) {
                                            "A recording: its peers go where they were measured")
                               ->type_name("FILE")
                               ->excludes(scene);
+    CLI::Option* rate =
+        command
+            ->add_option("--rate", options->rate,
+                         "How many seconds of the world pass in one; alone it changes the world "
+                         "that is loaded")
+            ->type_name("NUMBER")
+            ->check(CLI::Range(0.0, kMaxRate).description(""));
     command
-        ->add_option("--rate", options->rate,
-                     "How many seconds of the world pass in one; alone it changes the world "
-                     "that is loaded")
-        ->type_name("NUMBER")
-        ->check(CLI::Range(0.0, kMaxRate).description(""));
+        ->add_flag("--blocks", options->has_fast_blocks,
+                   "The radios go along with a faster world: their blocks are as much shorter, and "
+                   "reports have its time")
+        ->needs(rate);
     command->add_flag("--print", options->prints,
                       "Load nothing; print the scene as its file has it, in full");
     command->add_flag("--save", options->saves, "Load nothing; print the world as a scene")

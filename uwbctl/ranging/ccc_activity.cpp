@@ -15,8 +15,6 @@ namespace {
 using ::ndk::ScopedAStatus;
 using std::chrono::steady_clock;
 
-constexpr std::chrono::milliseconds kStopPatience{5000};
-
 // The service takes an identifier but has one session at a time.
 constexpr int kSessionId = 1;
 
@@ -72,6 +70,7 @@ void CccActivity::Tick() {
 
 void CccActivity::OnStopped(int reason) {
     if (end_) return;
+    stop_reason_ = reason;
     if (is_stopping_) {
         End(Tone::kInfo, "stopped");
     } else {

@@ -5,6 +5,7 @@
 
 #include <chrono>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -20,6 +21,11 @@ class CccActivity : public Activity, public std::enable_shared_from_this<CccActi
 
     CccActivity(std::shared_ptr<ICccController> controller, std::string iface, int64_t delay_ms,
                 int channel);
+
+    /** @return UWB time 0, in milliseconds since the epoch, once it has started. */
+    int64_t time0_ms() const { return time0_ms_; }
+    /** @return the radio's reason for its end, nothing when it gave none. */
+    const std::optional<int>& stop_reason() const { return stop_reason_; }
 
     void Start(Events* events) override;
     void Stop() override;
@@ -41,6 +47,7 @@ class CccActivity : public Activity, public std::enable_shared_from_this<CccActi
     int64_t time0_ms_ = 0;
     std::chrono::steady_clock::time_point stop_time_;
     bool is_stopping_ = false;
+    std::optional<int> stop_reason_;
     std::optional<ActivityEnd> end_;
 };
 

@@ -14,9 +14,6 @@ namespace {
 using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
-// The radio reports a stop after the round that it is in.
-constexpr milliseconds kStopPatience{5000};
-
 }  // namespace
 
 FiraActivity::FiraActivity(std::shared_ptr<IFiraController> controller, std::string iface,

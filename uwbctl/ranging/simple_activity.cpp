@@ -15,12 +15,10 @@ namespace uwbctl {
 namespace {
 
 using ::aidl::hardware::velta::uwb::RangingRequest;
-using ::aidl::hardware::velta::uwb::RangingResult;
 using ::aidl::hardware::velta::uwb::UwbAddress;
 using ::ndk::ScopedAStatus;
 using std::chrono::steady_clock;
 
-constexpr std::chrono::milliseconds kPatience{5000};
 constexpr int32_t kNoValue = std::numeric_limits<int32_t>::min();
 constexpr uint64_t kMaxShortAddress = 0xFFFF;
 
@@ -43,6 +41,16 @@ std::string PeerText(uint64_t peer) {
 
 }  // namespace
 
+std::vector<RangingRequest> RequestsOf(const SimpleRanging& ranging) {
+    CheckAnyAddress(ranging.address);
+    if (ranging.peers.empty()) throw Failure(kUsage, "range with whom? name at least one peer");
+    return MakeRequests(ranging.peers, ranging.address, ranging.param);
+}
+
+bool SimpleActivity::HasValue(const RangingResult& result) {
+    return result.value != kNoValue;
+}
+
 class SimpleActivity::Callback : public ::aidl::hardware::velta::uwb::BnSimpleRangingCallback {
   public:
     Callback(Events* events, std::weak_ptr<SimpleActivity> activity)
@@ -64,21 +72,19 @@ class SimpleActivity::Callback : public ::aidl::hardware::velta::uwb::BnSimpleRa
 };
 
 SimpleActivity::SimpleActivity(std::shared_ptr<ISimpleRangingController> controller,
-                               std::string iface, SimpleRanging ranging, ActivityListener* listener)
+                               std::string iface, SimpleRanging ranging, Heard heard)
     : controller_(std::move(controller)),
       iface_(std::move(iface)),
       ranging_(std::move(ranging)),
-      listener_(listener) {}
+      heard_(std::move(heard)) {}
 
 void SimpleActivity::Start(Events* events) {
+    const std::vector<RangingRequest> requests = RequestsOf(ranging_);
     const UwbAddress address = CheckAnyAddress(ranging_.address);
-    const std::vector<RangingRequest> requests =
-        MakeRequests(ranging_.peers, ranging_.address, /*param=*/0);
     ranging_.peers.clear();
     for (const RangingRequest& request : requests) {
         ranging_.peers.push_back(PeerText(static_cast<uint64_t>(request.peer)));
     }
-    if (requests.empty()) throw Failure(kUsage, "range with whom? name at least one peer");
     Check(controller_->setCallback(ndk::SharedRefBase::make<Callback>(events, weak_from_this())),
           "set the callback");
     CheckStart(ranging_.is_responder
@@ -113,14 +119,14 @@ void SimpleActivity::OnResult(const RangingResult& result, int64_t time_ns) {
     measurement.timestamp_ns = time_ns;
     measurement.block = rounds_;
     measurement.peer = PeerText(static_cast<uint64_t>(result.peer));
-    if (result.value == kNoValue) {
+    if (!HasValue(result)) {
         measurement.status = -1;
     } else {
         measurement.distance_mm = result.value;
         measurement.azimuth = ToAngle(result.angle1);
         measurement.elevation = ToAngle(result.angle2);
     }
-    listener_->OnMeasurements(iface_, {measurement});
+    heard_(result, measurement);
 }
 
 void SimpleActivity::End(Tone tone, const std::string& reason) {

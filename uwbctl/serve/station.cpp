@@ -108,21 +108,13 @@ std::string Station::NameOf(const Json& arguments) const {
     return name.empty() && !ifaces_.empty() ? ifaces_.front() : name;
 }
 
-std::shared_ptr<Client::IUwbIface> Station::OpenIface(std::string* name) {
-    if (!name->empty() && running_.On(*name) != nullptr) {
-        throw Failure(kRefused, *name + " is busy: stop first");
+Client* Station::OpenFor(const std::string& iface) {
+    if (!iface.empty() && running_.On(iface) != nullptr) {
+        throw Failure(kRefused, iface + " is busy: stop first");
     }
     if (client_ == nullptr) client_ = std::make_unique<Client>(events_);
     client_->Open();
-    return client_->GetIface(name);
-}
-
-std::shared_ptr<FiraActivity::IFiraController> Station::OpenFira(std::string* name) {
-    const auto iface = OpenIface(name);
-    std::shared_ptr<FiraActivity::IFiraController> controller;
-    Check(iface->firaController(&controller), "get the FiRa controller");
-    if (controller == nullptr) throw Failure(kRefused, "interface " + *name + " has no FiRa");
-    return controller;
+    return client_.get();
 }
 
 void Station::Begin(const std::shared_ptr<Activity>& activity, int64_t block_stride,
@@ -141,7 +133,7 @@ void Station::Begin(const std::shared_ptr<Activity>& activity, int64_t block_str
 void Station::StartFira(const Json& arguments) {
     const FiraTwrSession session = FiraRequest(arguments, defaults_);
     std::string name = NameOf(arguments);
-    const auto controller = OpenFira(&name);
+    const auto controller = OpenFor(name)->GetFira(&name);
     Begin(std::make_shared<FiraActivity>(controller, name, session, Listener()),
           BlockStride(session),
           "ranging on " + name + ", channel " + std::to_string(session.channelNumber) + ", with " +
@@ -164,7 +156,7 @@ void Station::StartLocate(const Json& arguments) {
         [this](const std::string& name, int64_t when_ns) { return PlaceOf(name, when_ns); },
         Listener());
     for (auto& [iface, session] : request.sessions) {
-        activity->Add(iface, OpenFira(&iface), session);
+        activity->Add(iface, OpenFor(iface)->GetFira(&iface), session);
     }
     Begin(activity, BlockStride(request.sessions.front().second),
           "locating " + what + " by " + anchors);
@@ -173,10 +165,7 @@ void Station::StartLocate(const Json& arguments) {
 void Station::StartCcc(const Json& arguments) {
     const CccRequest request = ReadCccRequest(arguments);
     std::string name = NameOf(arguments);
-    const auto iface = OpenIface(&name);
-    std::shared_ptr<CccActivity::ICccController> controller;
-    Check(iface->cccController(&controller), "get the CCC controller");
-    if (controller == nullptr) throw Failure(kRefused, "interface " + name + " has no CCC");
+    const auto controller = OpenFor(name)->GetCcc(&name);
     Begin(std::make_shared<CccActivity>(controller, name, request.delay_ms, request.channel),
           /*block_stride=*/1,
           "CCC session on " + name + "; its ranging is between key and car alone");
@@ -185,10 +174,12 @@ void Station::StartCcc(const Json& arguments) {
 void Station::StartSimple(const Json& arguments) {
     const SimpleRanging ranging = SimpleRequest(arguments);
     std::string name = NameOf(arguments);
-    const auto iface = OpenIface(&name);
-    std::shared_ptr<SimpleActivity::ISimpleRangingController> controller;
-    Check(iface->simpleRangingController(&controller), "get the simple ranging controller");
-    Begin(std::make_shared<SimpleActivity>(controller, name, ranging, Listener()),
+    const auto controller = OpenFor(name)->GetSimpleRanging(&name);
+    Begin(std::make_shared<SimpleActivity>(
+              controller, name, ranging,
+              [this, name](const auto& /*same*/, const Measurement& measurement) {
+                  OnMeasurements(name, {measurement});
+              }),
           /*block_stride=*/1, "simple ranging on " + name);
 }
 

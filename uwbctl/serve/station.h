@@ -72,9 +72,8 @@ class Station : private ActivityListener {
 
     // The interface that arguments or options name, else the first one.
     std::string NameOf(const nlohmann::ordered_json& arguments) const;
-    // An interface of the opened hardware, on which nothing is; an empty name is filled in.
-    std::shared_ptr<Client::IUwbIface> OpenIface(std::string* name);
-    std::shared_ptr<FiraActivity::IFiraController> OpenFira(std::string* name);
+    // The opened hardware, with nothing on that interface.
+    Client* OpenFor(const std::string& iface);
     void Begin(const std::shared_ptr<Activity>& activity, int64_t block_stride,
                const std::string& words);
     // Where a peer, or a radio by its interface, is or was in the virtual world.

@@ -71,6 +71,8 @@ Json SettingsOf(const Truth& truth) {
                  {"noise_mm", truth.noise_mm},
                  {"range_m", truth.range_m},
                  {"rate", truth.rate},
+                 {"blocks", truth.has_fast_blocks},
+                 {"pace", truth.RadioPace()},
                  {"waits", truth.waits},
                  {"seed", truth.seed},
                  {"model", truth.model ? PresetOf(*truth.model) : ""},
@@ -113,7 +115,7 @@ Json WorldDesk::Command(const std::string& verb, const Json& arguments) {
     } else if (verb == "range") {
         world_.SetRange(NumberOf(arguments, "m"));
     } else if (verb == "rate") {
-        world_.SetRate(NumberOf(arguments, "rate"));
+        world_.SetRate(NumberOf(arguments, "rate"), arguments.value("blocks", false));
     } else if (verb == "seed") {
         world_.SetSeed(arguments.at("seed").get<uint64_t>());
     } else if (verb == "model") {

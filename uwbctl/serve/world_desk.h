@@ -18,8 +18,8 @@ namespace uwbctl {
  * The virtual radio's world, as pages see it and arrange it; where there is none, nothing.
  * Publishes
  *
- *     world   {"t" (ns), "scene", "noise_mm", "range_m", "rate", "waits", "seed", "model",
- *             "bodies": [{"id", "x", "y", "z", "vx", "vy", "vz", "heading" (rad), "los",
+ *     world   {"t" (ns), "scene", "noise_mm", "range_m", "rate", "blocks", "seed", "model",
+ *             "waits", "bodies": [{"id", "x", "y", "z", "vx", "vy", "vz", "heading" (rad), "los",
  *             "lost", "path"}],
  *             "walls": [{"x1", "y1", "x2", "y2", "stops"}]}
  *

@@ -108,6 +108,8 @@ struct Scene {
     uint64_t seed = 1;
     /** How many seconds of the world pass in one. */
     double rate = 1;
+    /** Whether the radios go along with a world that is faster than life. */
+    bool has_fast_blocks = false;
     /** Whether the world stands still until the first measurement. */
     bool waits = false;
 

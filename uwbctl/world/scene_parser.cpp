@@ -56,7 +56,10 @@ class Parser {
     void ParseRange(SceneWords* words) { scene_.range_m = words->Number(0, kMaxRange, "metres"); }
     void ParseNoise(SceneWords* words);
     void ParseSeed(SceneWords* words) { scene_.seed = words->Whole("a seed"); }
-    void ParseRate(SceneWords* words) { scene_.rate = words->Number(0, kMaxRate, "a factor"); }
+    void ParseRate(SceneWords* words) {
+        scene_.rate = words->Number(0, kMaxRate, "a factor");
+        scene_.has_fast_blocks = words->TakeIf("blocks");
+    }
     void ParseWait(SceneWords* /*words*/) { scene_.waits = true; }
     void ParseClear(SceneWords* /*words*/) { scene_ = {}; }
 

@@ -57,6 +57,10 @@ std::string PlaceText(const Vec3& place) {
     return NumberText(place.x) + " " + NumberText(place.y) + " " + NumberText(place.z);
 }
 
+std::string RateText(double rate, bool has_fast_blocks) {
+    return NumberText(rate) + (has_fast_blocks ? " blocks" : "");
+}
+
 std::string WallText(const Wall& wall) {
     return NumberText(wall.x1) + " " + NumberText(wall.y1) + " " + NumberText(wall.x2) + " " +
            NumberText(wall.y2) + (wall.stops ? " stops" : "");
@@ -79,7 +83,9 @@ std::string SightText(Sight sight) {
 std::string PrintScene(const Scene& scene) {
     std::string text;
     if (scene.seed != 1) text += "seed " + std::to_string(scene.seed) + "\n";
-    if (scene.rate != 1) text += "rate " + NumberText(scene.rate) + "\n";
+    if (scene.rate != 1 || scene.has_fast_blocks) {
+        text += "rate " + RateText(scene.rate, scene.has_fast_blocks) + "\n";
+    }
     if (scene.waits) text += "wait\n";
     if (scene.range_m != Scene::kDefaultRangeM) text += "range " + NumberText(scene.range_m) + "\n";
     if (scene.noise_mm != Scene::kDefaultNoiseMm) {

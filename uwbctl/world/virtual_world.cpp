@@ -78,7 +78,8 @@ std::vector<std::string> SceneLines(const Scene& scene) {
         const auto more = ThingLines(thing);
         lines.insert(lines.end(), more.begin(), more.end());
     }
-    lines.push_back((scene.waits ? "wait\n" : "") + ("rate " + NumberText(scene.rate)) + "\n");
+    lines.push_back((scene.waits ? "wait\n" : "") +
+                    ("rate " + RateText(scene.rate, scene.has_fast_blocks)) + "\n");
     return lines;
 }
 
@@ -130,7 +131,7 @@ Wall WallFrom(const std::vector<std::string>& words) {
             .stops = words.size() > 5};
 }
 
-// "time_ns T seed S noise_mm N range M rate R waits 0 scene NAME"
+// "time_ns T seed S noise_mm N range M rate R blocks 1 waits 0 scene NAME"
 void TakeSettings(const std::vector<std::string>& words, Truth* truth) {
     for (size_t i = 0; i + 1 < words.size(); i += 2) {
         const std::string& value = words[i + 1];
@@ -139,6 +140,7 @@ void TakeSettings(const std::vector<std::string>& words, Truth* truth) {
         if (words[i] == "noise_mm") android::base::ParseInt(value, &truth->noise_mm);
         if (words[i] == "range") truth->range_m = Number(value);
         if (words[i] == "rate") truth->rate = Number(value);
+        if (words[i] == "blocks") truth->has_fast_blocks = value == "1";
         if (words[i] == "waits") truth->waits = value == "1";
         if (words[i] == "scene") truth->scene = value;
     }
@@ -152,8 +154,7 @@ void TakeLine(const std::vector<std::string>& words, Truth* truth,
     if (kind == "time_ns") {
         TakeSettings(words, truth);
     } else if ((kind == "radio" || kind == "tag") && words.size() >= kBodyWords) {
-        // Nobody moves while the world stands still.
-        truth->bodies.push_back(BodyFrom(words, truth->waits ? 0 : truth->rate));
+        truth->bodies.push_back(BodyFrom(words, truth->WorldPace()));
     } else if (kind == "wall" && words.size() >= kWallWords) {
         truth->walls.push_back(WallFrom(words));
     } else if (kind == "model") {
@@ -198,6 +199,15 @@ const TrueBody* Truth::Find(const ThingId& id) const {
     const auto found = std::find_if(bodies.begin(), bodies.end(),
                                     [&id](const TrueBody& body) { return body.id == id; });
     return found == bodies.end() ? nullptr : &*found;
+}
+
+double Truth::RadioPace() const {
+    return has_fast_blocks ? std::max(rate, 1.0) : 1;
+}
+
+// Nobody moves while the world stands still.
+double Truth::WorldPace() const {
+    return waits ? 0 : rate / RadioPace();
 }
 
 Vec3 Truth::At(const TrueBody& body, int64_t from_ns, int64_t when_ns) {
@@ -280,15 +290,15 @@ Scene VirtualWorld::Save() const {
                 .range_m = truth.range_m,
                 .seed = truth.seed,
                 .rate = truth.rate,
+                .has_fast_blocks = truth.has_fast_blocks,
                 .waits = truth.waits};
     for (const TrueBody& body : truth.bodies) {
         Thing& thing = scene.things.emplace_back();
         thing.id = body.id;
         thing.at = body.at;
-        const double rate = truth.rate;
-        const bool moves = rate > 0 && !truth.waits;
+        const double pace = truth.WorldPace();
         const Vec3& v = body.velocity;
-        if (moves) thing.velocity = {.x = v.x / rate, .y = v.y / rate, .z = v.z / rate};
+        if (pace > 0) thing.velocity = {.x = v.x / pace, .y = v.y / pace, .z = v.z / pace};
         thing.heading = body.heading;
         thing.has_line_of_sight = body.has_line_of_sight;
         for (const auto& [who, model] : models) {
@@ -332,8 +342,9 @@ void VirtualWorld::SetSeed(uint64_t seed) const {
     Write("seed " + std::to_string(seed) + "\n", "seed " + std::to_string(seed));
 }
 
-void VirtualWorld::SetRate(double rate) const {
-    Write("rate " + NumberText(rate) + "\n", "rate " + NumberText(rate));
+void VirtualWorld::SetRate(double rate, bool has_fast_blocks) const {
+    const std::string text = "rate " + RateText(rate, has_fast_blocks);
+    Write(text + "\n", text);
 }
 
 void VirtualWorld::SetModel(const std::optional<ThingId>& id,

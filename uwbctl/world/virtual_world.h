@@ -34,12 +34,18 @@ struct Truth {
     double range_m = 0;
     uint64_t seed = 0;
     double rate = 1;
+    /** The radios go along with a world that is faster than life. */
+    bool has_fast_blocks = false;
     /** It stands still until the first measurement. */
     bool waits = false;
     std::vector<TrueBody> bodies;
     std::vector<Wall> walls;
     std::optional<Model> model;
 
+    /** @return how many seconds pass on the clock that reports have in one of ours. */
+    double RadioPace() const;
+    /** @return how many seconds of the world pass in one of the clock that reports have. */
+    double WorldPace() const;
     /** @return the body of that name, null when there is none. */
     const TrueBody* Find(const ThingId& id) const;
     /** @return where a body was or will be at another time, on the straight line it is on. */
@@ -85,8 +91,11 @@ class VirtualWorld {
     void SetNoise(int mm) const;
     void SetRange(double metres) const;
     void SetSeed(uint64_t seed) const;
-    /** @param rate how many seconds of the world pass in one; 0 has it stand still. */
-    void SetRate(double rate) const;
+    /**
+     * @param rate how many seconds of the world pass in one; 0 has it stand still.
+     * @param has_fast_blocks whether the radios go along with a world that is faster than life.
+     */
+    void SetRate(double rate, bool has_fast_blocks) const;
     /** @param id whose, nothing for all that have none of their own; no model takes it away. */
     void SetModel(const std::optional<ThingId>& id, const std::optional<Model>& model) const;
 

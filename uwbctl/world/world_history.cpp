@@ -41,6 +41,8 @@ bool IsBeforeTurn(const TrueBody& forth, const TrueBody& back) {
 
 const Truth& WorldHistory::Look() {
     Truth truth = world_->Read();
+    // Their time begins anew with a world, whoever loads it.
+    if (!looks_.empty() && truth.time_ns < looks_.back().time_ns) looks_.clear();
     const size_t count = looks_.size();
     if (count > 1 && looks_[count - 1].time_ns - looks_[count - 2].time_ns < kApartNs) {
         looks_.back() = std::move(truth);

@@ -79,7 +79,8 @@ void sim_radio_kick(struct sim_radio *radio)
 	if (radio->gone || next_ns == SIM_NEVER)
 		hrtimer_try_to_cancel(&radio->timer);
 	else
-		hrtimer_start(&radio->timer, ns_to_ktime(next_ns),
+		hrtimer_start(&radio->timer,
+			      ns_to_ktime(sim_time_real(next_ns)),
 			      HRTIMER_MODE_ABS);
 }
 
@@ -89,7 +90,7 @@ static void radio_work(struct kthread_work *work)
 
 	mutex_lock(&sim_lock);
 	if (!radio->gone) {
-		sim_parts_tick(radio, ktime_get_ns());
+		sim_parts_tick(radio, sim_time_now());
 		sim_radio_kick(radio);
 	}
 	mutex_unlock(&sim_lock);

@@ -190,12 +190,13 @@ bool sim_fira_send_report(struct sim_radio *radio,
 {
 	struct sim_region_ntf ntf;
 	struct nlattr *data = ntf_begin(&ntf, radio, session);
+	u64 said_ns = sim_time_said(session->due_ns);
 	bool heard = false;
 
 	if (!data)
 		return false;
 	if (nla_put(ntf.skb, FIRA_RANGING_DATA_ATTR_TIMESTAMP_NS, sizeof(u64),
-		    &session->due_ns) ||
+		    &said_ns) ||
 	    nla_put_u32(ntf.skb, FIRA_RANGING_DATA_ATTR_BLOCK_INDEX,
 			session->block) ||
 	    put_measurements(ntf.skb, radio, session, &heard)) {

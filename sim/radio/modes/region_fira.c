@@ -2,7 +2,6 @@
 /*
  * The FiRa region: sessions and the calls that drive them.
  */
-#include <linux/ktime.h>
 #include <linux/seq_file.h>
 #include <linux/slab.h>
 
@@ -89,7 +88,8 @@ static void session_schedule(struct sim_fira_session *session)
 		sim_fira_get(params, FIRA_SESSION_PARAM_INITIATION_TIME_MS);
 
 	wait_ns += sim_fira_round_ns(params);
-	session->due_ns = ktime_get_ns() + max(wait_ns, SIM_WAKE_NS);
+	session->due_ns = sim_time_now() +
+			  max(wait_ns, sim_time_in(SIM_WAKE_NS));
 	session->block = 0;
 	session->failed_blocks = 0;
 }
@@ -133,7 +133,7 @@ static int call_stop(struct sim_fira_session *session,
 		return sim_refuse(extack, NULL, -EINVAL,
 				  "the session is not running");
 	session->state = SIM_SESSION_STOPPING;
-	session->due_ns = ktime_get_ns() + SIM_STOP_NS;
+	session->due_ns = sim_time_now() + sim_time_in(SIM_STOP_NS);
 	return 0;
 }
 
@@ -268,8 +268,8 @@ static void session_range(struct sim_radio *radio,
 		return;
 	}
 	/* From deadline to deadline, so that a late block moves no later one. */
-	steps = 1;
-	if (now_ns > session->due_ns + SIM_MAX_LATE_NS)
+	steps = max(1, div64_u64(sim_time_least() + step_ns - 1, step_ns));
+	if (now_ns > session->due_ns + sim_time_in(SIM_MAX_LATE_NS))
 		steps += div64_u64(now_ns - session->due_ns, step_ns);
 	session->due_ns += steps * step_ns;
 	session->block += steps * stride;

@@ -5,7 +5,6 @@
  * The ranging itself happens between the radio and the secure element and is
  * nobody's business here; what counts is how a session starts and ends.
  */
-#include <linux/ktime.h>
 #include <linux/seq_file.h>
 
 #include "modes/modes.h"
@@ -124,7 +123,7 @@ static int ccc_stop(struct sim_radio *radio, struct netlink_ext_ack *extack)
 		return sim_refuse(extack, NULL, -EINVAL,
 				  "the CCC session is not running");
 	ccc->state = SIM_SESSION_STOPPING;
-	ccc->due_ns = ktime_get_ns() + SIM_STOP_NS;
+	ccc->due_ns = sim_time_now() + sim_time_in(SIM_STOP_NS);
 	return 0;
 }
 

@@ -5,7 +5,6 @@
  * A round gives each request one slot of the scheduler's slot duration, in
  * milliseconds, and lasts 100 ms or as long as its slots.
  */
-#include <linux/ktime.h>
 #include <linux/seq_file.h>
 
 #include "modes/modes.h"
@@ -118,7 +117,7 @@ static int requests_set(struct sim_radio *radio, struct genl_info *info)
 	simple.slot_ns = slot_ms(radio) * NSEC_PER_MSEC;
 	simple.round_ns = max_t(u64, SIMPLE_MIN_ROUND_MS * NSEC_PER_MSEC,
 				simple.n * simple.slot_ns);
-	simple.start_ns = ktime_get_ns() + SIM_WAKE_NS;
+	simple.start_ns = sim_time_now() + sim_time_in(SIM_WAKE_NS);
 	*simple_of(radio) = simple;
 	sim_radio_kick(radio);
 	return 0;
@@ -182,9 +181,14 @@ static int put_result(struct sk_buff *skb, const struct sim_radio *radio,
 	return 0;
 }
 
+static u64 simple_slot_ns(const struct simple *simple)
+{
+	return max(simple->slot_ns, sim_time_least());
+}
+
 static u64 simple_due(const struct simple *simple)
 {
-	return simple->start_ns + simple->next * simple->slot_ns;
+	return simple->start_ns + simple->next * simple_slot_ns(simple);
 }
 
 static void send_report(struct sim_radio *radio)
@@ -215,6 +219,8 @@ static u64 simple_next(const struct sim_radio *radio)
 static void simple_tick(struct sim_radio *radio, u64 now_ns)
 {
 	struct simple *simple = simple_of(radio);
+	u64 round_ns = max(simple->round_ns,
+			   simple->n * simple_slot_ns(simple));
 	u64 rounds = 1;
 
 	if (simple_next(radio) > now_ns)
@@ -222,10 +228,9 @@ static void simple_tick(struct sim_radio *radio, u64 now_ns)
 	send_report(radio);
 	if (++simple->next < simple->n)
 		return;
-	if (now_ns > simple->start_ns + SIM_MAX_LATE_NS)
-		rounds += div64_u64(now_ns - simple->start_ns,
-				    simple->round_ns);
-	simple->start_ns += rounds * simple->round_ns;
+	if (now_ns > simple->start_ns + sim_time_in(SIM_MAX_LATE_NS))
+		rounds += div64_u64(now_ns - simple->start_ns, round_ns);
+	simple->start_ns += rounds * round_ns;
 	simple->next = 0;
 }
 

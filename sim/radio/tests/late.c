@@ -2,7 +2,6 @@
 /*
  * Messages that a fault holds back for a while.
  */
-#include <linux/ktime.h>
 #include <linux/slab.h>
 
 #include "tests/faults.h"
@@ -33,7 +32,8 @@ int sim_late_add(struct sim_radio *radio, enum sim_event event,
 		nlmsg_free(skb);
 		return -ENOMEM;
 	}
-	late->due_ns = ktime_get_ns() + delay_ms * (u64)NSEC_PER_MSEC;
+	late->due_ns = sim_time_now() +
+		       sim_time_in(delay_ms * (u64)NSEC_PER_MSEC);
 	late->event = event;
 	late->portid = portid;
 	late->skb = skb;

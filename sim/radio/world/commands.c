@@ -331,13 +331,14 @@ static int world_cmd_wall(char **words, int n, bool apply)
 
 static int world_cmd_rate(char **words, int n, bool apply)
 {
+	bool blocks = n == 2 && !strcmp(words[1], "blocks");
 	s64 rate;
 
-	if (n != 1 || sim_decimal_parse(words[0], SIM_MAX_RATE, &rate) ||
-	    rate < 0)
+	if (n != 1 + blocks ||
+	    sim_decimal_parse(words[0], SIM_MAX_RATE, &rate) || rate < 0)
 		return -EINVAL;
 	if (apply)
-		sim_clock_set_rate(rate);
+		sim_clock_set_rate(rate, blocks);
 	return 0;
 }
 

@@ -2,7 +2,6 @@
 /*
  * The world as text: all there is, at one moment.
  */
-#include <linux/ktime.h>
 #include <linux/math64.h>
 #include <linux/seq_file.h>
 
@@ -79,18 +78,20 @@ static void world_each_body(struct seq_file *file,
 
 void sim_world_show(struct seq_file *file)
 {
-	u64 now_ns = ktime_get_ns();
+	u64 now_ns = sim_time_now();
 	u64 world_ns = sim_clock_at(now_ns);
 	const struct sim_body *body;
 	const struct sim_tag *tag;
 	unsigned int i;
 
 	lockdep_assert_held(&sim_lock);
-	seq_printf(file, "time_ns %llu seed %llu noise_mm %d range", now_ns,
-		   sim_noise_seed(), sim_noise_mm);
+	seq_printf(file, "time_ns %llu seed %llu noise_mm %d range",
+		   sim_time_said(now_ns), sim_noise_seed(), sim_noise_mm);
 	sim_decimal_show(file, sim_range_um);
 	seq_puts(file, " rate");
 	sim_decimal_show_exact(file, sim_clock_rate());
+	if (sim_clock_blocks())
+		seq_puts(file, " blocks 1");
 	seq_printf(file, " waits %d", sim_clock_waits());
 	if (sim_scene_name[0])
 		seq_printf(file, " scene %s", sim_scene_name);

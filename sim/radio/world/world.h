@@ -80,7 +80,26 @@ struct sim_sight {
 	bool los;
 };
 
-/* No tags, walls, models; radios at home and at rest, default noise. */
+/* ---- The radios' time ---- */
+
+/*
+ * CLOCK_MONOTONIC, until they are to go along with a world that is faster than
+ * life. It never goes back, so that deadlines stay what they are; what is said
+ * of it does when the world begins anew.
+ */
+u64 sim_time_now(void);
+/* When a deadline comes, of CLOCK_MONOTONIC. */
+u64 sim_time_real(u64 radio_ns);
+/* How much of it passes in so much of CLOCK_MONOTONIC. */
+u64 sim_time_in(u64 real_ns);
+/* The least between two reports when it is faster than life: 1 ms of ours. */
+u64 sim_time_least(void);
+/* A time as reports and the world's text have it. */
+u64 sim_time_said(u64 radio_ns);
+
+/* ---- The world ---- */
+
+/* No tags, walls, models; radios at home and at rest, all defaults. */
 void sim_world_reset(void);
 
 /* A radio comes, at home, or goes. */
@@ -91,7 +110,7 @@ void sim_world_remove_radio(unsigned int index);
 struct sim_body *sim_world_tag(u64 addr);
 
 /*
- * What a radio measures of a peer at a time of CLOCK_MONOTONIC. False when it
+ * What a radio measures of a peer at a time of the radios. False when it
  * does not answer: beyond the range of the radios, behind a wall that stops
  * all, lost by chance.
  */

@@ -137,7 +137,8 @@ TEST(Holder, IsWhoGaveTheServiceACallback) {
     const std::string others =
         "binder state:\nproc 163\n  ref 65: desc 1 node 6 s 1 w 1 d 0\nproc 143\n"
         "  node 6: u00ee c00ee hs 1 hw 1 ls 1 lw 0 is 3 iw 3 tr 1 proc 163 156 128\nproc 128\n"
-        "  node 1: u0000 c0000 hs 1 hw 1 ls 1 lw 1 is 3 iw 3 tr 1 proc 163 156 143\n";
+        "  node 1: u0000 c0000 hs 1 hw 1 ls 1 lw 1 is 3 iw 3 tr 1 proc 163 156 143\n"
+        "  node 21: u00db c00dc hs 1 hw 1 ls 0 lw 0 is 1 iw 1 tr 1 proc 143\n";
     EXPECT_EQ(FindHolder(others, 163), std::nullopt);
     EXPECT_EQ(
         FindHolder(others + "proc 156\n  node 26: u00aa c00aa hs 1 hw 1 tr 1 proc 143\n", 163),

@@ -57,6 +57,7 @@ TEST(Scene, NamesWordAndLineOfEachMistake) {
         {"noise 1.5", "1.5", "not a whole number"},
         {"seed -1", "-1", "not a whole number"},
         {"rate 3601", "3601", "a factor: from 0 to 3600"},
+        {"rate 60 bloks", "bloks", "one word too many"},
         {"wait 3", "3", "one word too many"},
     };
     for (const auto& [line, word, why] : cases) {
@@ -79,8 +80,8 @@ TEST(Scene, IsReadAndPrinted) {
         {"", ""},
         {"clear\nnoise 30\nseed 1", ""},
         {"tag 1 0 0 0\ntag 2 3 4 -0.5  0 1 0\nremove 1", "tag 0x0002 3 4 -0.5  0 1 0\n"},
-        {"radio 1 +1 2.5000001 3\nnoise 5\nrange 12.5\nseed 7\nrate 60\nwait",
-         "seed 7\nrate 60\nwait\nrange 12.5\nnoise 5\nradio 1 1 2.5 3\n"},
+        {"radio 1 +1 2.5000001 3\nnoise 5\nrange 12.5\nseed 7\nrate 60 blocks\nwait",
+         "seed 7\nrate 60 blocks\nwait\nrange 12.5\nnoise 5\nradio 1 1 2.5 3\n"},
         {"tag 4660 0 1 0\nlos 0x1234 0", "tag 0x1234 0 1 0\nlos 0x1234 0\n"},
         {"heading radio1 -90\nradio 0 1 2 3\nheading radio0 45.5\nwalk radio0 speed 1 0 0 0",
          "radio 1 0 2 0\nheading radio1 -90\npath radio0  0 0 0 0\nheading radio0 45.5\n"},

@@ -186,12 +186,19 @@ export class Model {
 
   /** The radio's clock now, in seconds, as far as it can be known here. */
   now() {
-    return this.#clock === null ? 0 : performance.now() / 1000 + this.#clock;
+    return this.#clock === null ? 0 : this.#passed + this.#clock;
+  }
+  /** How fast the radio's clock goes. */
+  get pace() {
+    return this.world?.pace ?? 1;
+  }
+  get #passed() {
+    return (performance.now() / 1000) * this.pace;
   }
   #setClock(t) {
-    const clock = t - performance.now() / 1000;
+    const clock = t - this.#passed;
     // The earliest arrivals are nearest to the truth; slowly, so that nothing jumps.
-    if (this.#clock === null || Math.abs(clock - this.#clock) > 1.5) this.#clock = clock;
+    if (this.#clock === null || Math.abs(clock - this.#clock) > 1.5 * this.pace) this.#clock = clock;
     this.#clock += (clock - this.#clock) * (clock > this.#clock ? 0.3 : 0.01);
   }
 
@@ -221,8 +228,9 @@ export class Model {
         this.changed('stats');
       },
       world: (world) => {
-        this.#setClock(world.t / 1e9);
+        if (world.pace !== this.pace) this.#clock = null;
         this.world = { ...world, bodies: new Map(world.bodies.map((body) => [body.id, body])) };
+        this.#setClock(world.t / 1e9);
         this.changed('world');
       },
       note: (note) => {
@@ -295,7 +303,7 @@ export class Model {
 
   /** Where a thing of the world is now: on the straight line that it is on. */
   whereIs(body) {
-    const seconds = Math.min(Math.max(this.now() - this.world.t / 1e9, 0), 3);
+    const seconds = Math.min(Math.max(this.now() - this.world.t / 1e9, 0), 3 * this.pace);
     return {
       x: body.x + body.vx * seconds,
       y: body.y + body.vy * seconds,

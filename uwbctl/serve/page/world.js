@@ -56,7 +56,9 @@ export class World {
     $('model').addEventListener('change', () => order('world/model', { model: $('model').value }));
     const bind = (id, name, key) => $(id).addEventListener('change', () => order(`world/${name}`, { [key]: Number($(id).value) }));
     bind('noise', 'noise', 'mm');
-    bind('rate', 'rate', 'rate');
+    for (const id of ['rate', 'blocks']) {
+      $(id).addEventListener('change', () => order('world/rate', { rate: Number($('rate').value), blocks: $('blocks').checked }));
+    }
     bind('range', 'range', 'm');
     $('things').addEventListener('change', () => this.#select($('things').value));
     $('thing-add').addEventListener('click', () => this.#add());
@@ -122,6 +124,7 @@ export class World {
     };
     show('noise', world.noise_mm);
     show('rate', world.rate);
+    $('blocks').checked = world.blocks;
     show('range', world.range_m);
     show('model', world.model);
     const body = world.bodies.get(this.#selected);

@@ -1,0 +1,3 @@
+// SPDX-License-Identifier: Apache-2.0
+//
+// For the target whose precompiled header all tests use.
