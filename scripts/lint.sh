@@ -25,7 +25,8 @@ contents() {
   mapfile -t all < <(sources; echo net/mcps802154.h)
   paste -d ' ' <(git hash-object -- "${all[@]}") <(printf '%s\n' "${all[@]}")
   printf '%s -\n' "$( (cat .clang-tidy aidl/hardware/velta/uwb/*.aidl aidl/include/*.h; clang-tidy --version
-    sed -n 's/^VeltaAndroid_DIR.*android-//p' build/dev/CMakeCache.txt) | sha256sum | cut -c1-16)"
+    cd "$(sed -n 's|^VeltaAndroid_DIR[^=]*=\(.*\)/lib/cmake.*|\1/include|p' build/dev/CMakeCache.txt)"
+    find . -type f -print0 | sort -z | xargs -0 cat) | sha256sum | cut -c1-16)"
 }
 
 # keys: "key path" for each .cpp; the key is made of its content and that of every header of ours that
