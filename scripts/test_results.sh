@@ -9,8 +9,9 @@ sum_of() {
   awk -v mark="[$1]" 'index($0, mark) == 1 && match(substr($0, 14), /^[0-9]+ test/) {
     sum += substr($0, 14); found = 1 } END { if (found) print sum }' "$2"
 }
+# count_gtest NAME LOG STATUS
 count_gtest() {
-  local log=$1 status=$2 p f s
+  local name=$1 log=$2 status=$3 p f s
   # One log may have more than one run. Nothing at all is not 0.
   p=$(sum_of '  PASSED  ' "$log") f=$(sum_of '  FAILED  ' "$log") s=$(sum_of '  SKIPPED ' "$log")
   # In brief gtest closes with no line of these: each failure has one of its own.
@@ -19,7 +20,8 @@ count_gtest() {
   if [ "$status" -ne 0 ] && [ -z "$f" ]; then f=1; fi
   if [ -z "$p" ] && [ -z "$f" ]; then f=1; fi
   passed=$((passed + ${p:-0})) failed=$((failed + ${f:-0})) skipped=$((skipped + ${s:-0}))
-  say "  ${p:-0} passed, ${f:-0} failed, ${s:-0} skipped"
+  # In one line: other tests may have theirs at the same time.
+  say "$name: ${p:-0} passed, ${f:-0} failed, ${s:-0} skipped"
 }
 
 # run_tests NAME COMMAND...: runs a test binary with its output in a log, shown when it fails.
@@ -33,12 +35,11 @@ run_tests() {
 # report_tests NAME STATUS: what came of it.
 report_tests() {
   local log=$LOGS/$1.log
-  say "$1"
   if [ "$2" -ne 0 ]; then
     grep -E '^\[  FAILED|Failure$|error:|ERROR:|runtime error' "$log" | head -n 40 >&2 || true
     say "$1 failed (status $2); the whole log is in $log"
   fi
-  count_gtest "$log" "$2"
+  count_gtest "$1" "$log" "$2"
 }
 
 # check NAME COMMAND...: one more thing that passes or fails.
