@@ -10,6 +10,10 @@ namespace hardware::velta::device {
 namespace {
 
 constexpr char kRange[] = "uwbctl fira range -p 0x1234 -b 50 ";
+// However long the start takes on a busy machine.
+constexpr char kOnceItRuns[] =
+    "n=0; until grep -q 'state running' /sys/kernel/debug/mcps802154_sim/radio0/state || "
+    "[ $((n += 1)) -gt 200 ]; do sleep 0.1; done; ";
 
 struct Outcome {
     std::string text;
@@ -110,9 +114,9 @@ TEST_F(UwbctlTest, ASessionComesBackFromItsDump) {
         0);
     EXPECT_EQ(ReadText("/tmp/a.json"), ReadText("/tmp/b.json"));
     // And arrives in the radio: seen while it ranges.
-    const Outcome outcome = Execute(
-        "uwbctl fira range --session-file /tmp/b.json > /dev/null & sleep 1; "
-        "cat /sys/kernel/debug/mcps802154_sim/radio0/state; kill -INT $!; wait $!");
+    const Outcome outcome =
+        Execute("uwbctl fira range --session-file /tmp/b.json > /dev/null & "s + kOnceItRuns +
+                "cat /sys/kernel/debug/mcps802154_sim/radio0/state; kill -INT $!; wait $!");
     EXPECT_EQ(outcome.status, 0);
     for (const char* line : {"channel 5", "param 9 60", "param 15 70", "param 18 0"}) {
         EXPECT_THAT(outcome.text, HasSubstr(line));
@@ -145,11 +149,12 @@ TEST_F(UwbctlTest, EndsCleanlyHoweverItIsEnded) {
         {std::string(kRange) + "--record /dev/full > /dev/null", 6, "cannot write /dev/full"},
         {"uwbctl man > /dev/full", 6, "output: No space left on device"},
         {"uwbctl fira range -p 0x9999 -b 50 -n 3", 7, "no peer has answered in 3 reports"},
-        {std::string(kRange) + "> /dev/null & sleep 1; kill -INT $!; wait $!", 0, "Ctrl-C ends it"},
-        {std::string(kRange) + "-n 999 > /dev/null & sleep 1; kill -TERM $!; wait $!", 5,
+        {std::string(kRange) + "> /dev/null & " + kOnceItRuns + "kill -INT $!; wait $!", 0,
+         "Ctrl-C ends it"},
+        {std::string(kRange) + "-n 999 > /dev/null & " + kOnceItRuns + "kill -TERM $!; wait $!", 5,
          "of 999 reports"},
-        {"(sleep 2; echo quit) | " + std::string(kRange) + "--commands", 0, "block     1"},
-        {"uwbctl ccc > /dev/null & sleep 1; kill -INT $!; wait $!", 0, ""},
+        {"("s + kOnceItRuns + "sleep 1; echo quit) | " + kRange + "--commands", 0, "block     1"},
+        {"uwbctl ccc > /dev/null & "s + kOnceItRuns + "kill -INT $!; wait $!", 0, ""},
         {"uwbctl simple -p 0x1234 | head -n 1", 0, "request  1"},
     };
     for (const auto& [command, status, says] : kCases) {
@@ -161,8 +166,8 @@ TEST_F(UwbctlTest, EndsCleanlyHoweverItIsEnded) {
 }
 
 TEST_F(UwbctlTest, TellsThatTheServiceDied) {
-    const Outcome outcome = Execute(
-        std::string(kRange) + "> /dev/null & sleep 1; kill -9 $(cat /run/service.pid); wait $!");
+    const Outcome outcome = Execute(std::string(kRange) + "> /dev/null & " + kOnceItRuns +
+                                    "kill -9 $(cat /run/service.pid); wait $!");
     EXPECT_EQ(outcome.status, 3);
     EXPECT_THAT(outcome.text, HasSubstr("the UWB service has died"));
     EXPECT_THAT(Execute("uwbctl ifaces").text, HasSubstr("is not registered"));

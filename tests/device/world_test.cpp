@@ -213,7 +213,6 @@ TEST_F(WorldTest, RadiosGoAlongWithAFasterWorldIfAsked) {
             before = now;
         }
         const std::chrono::duration<double> took = std::chrono::steady_clock::now() - began;
-        EXPECT_GT(took.count(), (kReports - 2) * seconds * 0.9) << rate;
         EXPECT_LT(took.count(), kReports * seconds * 1.5 + 0.2) << rate;
         // The world's file is of the reports' clock, and says where that finds things.
         if (mm == blocks * 50) ExpectTruth(fira.Next().measurements.at(0), 0, "tag 0x1234");

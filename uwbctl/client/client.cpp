@@ -116,7 +116,9 @@ Client::Client(Events* events)
 }
 
 Client::~Client() {
-    AIBinder_unlinkToDeath(service_->asBinder().get(), death_recipient_.get(), notice_);
+    if (notice_ != nullptr) {
+        AIBinder_unlinkToDeath(service_->asBinder().get(), death_recipient_.get(), notice_);
+    }
     Close();
 }
 

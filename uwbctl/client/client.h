@@ -12,6 +12,7 @@
 #include <memory>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "uwbctl/client/events.h"
@@ -63,6 +64,8 @@ class Client {
 
     /** Connects; a Failure names what is missing. events must outlive the client. */
     explicit Client(Events* events);
+    /** With a service of this process, which does not die. */
+    explicit Client(std::shared_ptr<IUwb> service) : service_(std::move(service)) {}
     /** Close(). */
     ~Client();
     Client(const Client&) = delete;

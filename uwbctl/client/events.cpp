@@ -26,6 +26,9 @@ constexpr milliseconds kToTidyUp{8000};
 // A terminal that takes nothing does not keep the process.
 constexpr unsigned kSecondsToDie = 1;
 
+// Before time and signals are looked at again.
+constexpr milliseconds kLongestRun{50};
+
 constexpr int kEventFdFlags = EFD_CLOEXEC | EFD_NONBLOCK;
 
 }  // namespace
@@ -102,9 +105,18 @@ void Events::Post(std::function<void()> task) {
     eventfd_write(posted_fd_.get(), 1);
 }
 
+void Events::PostFirst(std::function<void()> task) {
+    const std::lock_guard lock(mutex_);
+    posted_.push_front(std::move(task));
+    eventfd_write(posted_fd_.get(), 1);
+}
+
 bool Events::RunPosted() {
+    const auto deadline = std::chrono::steady_clock::now() + kLongestRun;
     // One by one: what a task throws must not take the others with it.
     for (bool has_run = false;; has_run = true) {
+        // What is left keeps the next wait short.
+        if (std::chrono::steady_clock::now() >= deadline) return true;
         std::function<void()> task;
         {
             const std::lock_guard lock(mutex_);

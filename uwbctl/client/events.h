@@ -44,6 +44,9 @@ class Events {
     /** Has Wait() run task on its own thread; callable from any thread. */
     void Post(std::function<void()> task);
 
+    /** As Post(), before all that waits already: for what people wait for. */
+    void PostFirst(std::function<void()> task);
+
     /**
      * Has Wait() call on_ready whenever fd is readable, and return kPosted then; fd -1 ends it.
      *
@@ -64,7 +67,10 @@ class Events {
      */
     void AtDeath(std::function<void()> restore);
 
-    /** Waits for the first of all these; posted functions run before it returns. */
+    /**
+     * Waits for the first of all these. Posted functions run before it returns, but where they come
+     * faster than they can be run the rest has to wait for the next time.
+     */
     Wake Wait(std::chrono::milliseconds timeout);
 
   private:

@@ -23,7 +23,7 @@ template <typename Result>
 Result Dispatcher::Run(std::function<Result()> task) const {
     const auto packaged = std::make_shared<std::packaged_task<Result()>>(std::move(task));
     std::future<Result> result = packaged->get_future();
-    events_->Post([packaged] { (*packaged)(); });
+    events_->PostFirst([packaged] { (*packaged)(); });
     for (milliseconds waited{0}; waited < kPatience && !is_closed_; waited += kSlice) {
         if (result.wait_for(kSlice) == std::future_status::ready) return result.get();
     }

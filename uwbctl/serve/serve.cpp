@@ -117,7 +117,7 @@ ExitStatus Serve(Events* events, const ServeOptions& options) {
     EventLog log(MakeToken().substr(0, kRunLetters), kWindowBytes);
     const SessionDefaults defaults = DefaultsOf(options, &log);
     const TemporaryFolder folder;
-    Station station(events, &log, defaults, folder.path());
+    Station station(events, &log, defaults, folder.path(), {});
     Dispatcher dispatcher(events, &station);
     const Gate gate(NamesOf(options), token);
     {

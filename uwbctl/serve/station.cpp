@@ -10,7 +10,6 @@
 #include "uwbctl/client/checks.h"
 #include "uwbctl/client/country.h"
 #include "uwbctl/client/holder.h"
-#include "uwbctl/client/interfaces.h"
 #include "uwbctl/client/json.h"
 #include "uwbctl/client/text.h"
 #include "uwbctl/locate/locate_activity.h"
@@ -46,12 +45,14 @@ std::string Listed(const std::vector<std::string>& names) {
 
 }  // namespace
 
-Station::Station(Events* events, EventLog* log, SessionDefaults defaults, const std::string& folder)
+Station::Station(Events* events, EventLog* log, SessionDefaults defaults, const std::string& folder,
+                 Surroundings surroundings)
     : events_(events),
       log_(log),
+      surroundings_(std::move(surroundings)),
       defaults_(std::move(defaults)),
       board_(log, folder),
-      world_(log),
+      world_(log, surroundings_.world),
       forms_(DescribeForms(defaults_, world_.is_there())) {
     LookAtService();
     PublishState();
@@ -112,7 +113,7 @@ Client* Station::OpenFor(const std::string& iface) {
     if (!iface.empty() && running_.On(iface) != nullptr) {
         throw Failure(kRefused, iface + " is busy: stop first");
     }
-    if (client_ == nullptr) client_ = std::make_unique<Client>(events_);
+    if (client_ == nullptr) client_ = surroundings_.connect(events_);
     client_->Open();
     return client_.get();
 }
@@ -219,7 +220,7 @@ void Station::EndBoard(const Activity& activity, const std::string& reason) {
 void Station::SetCountry(const Json& arguments) {
     RequireIdle();
     const std::string code = CheckCountry(arguments.at("code").get<std::string>());
-    if (client_ == nullptr) client_ = std::make_unique<Client>(events_);
+    if (client_ == nullptr) client_ = surroundings_.connect(events_);
     client_->Open();
     const std::string text = ApplyCountry(client_->service(), code);
     client_->Close();
@@ -292,11 +293,11 @@ void Station::Tick() {
 
 void Station::LookAtService() {
     looked_ = steady_clock::now();
-    ifaces_ = Ieee802154Interfaces();
+    ifaces_ = surroundings_.ifaces();
     country_ = InForceText();
     try {
         if (client_ == nullptr) {
-            client_ = std::make_unique<Client>(events_);
+            client_ = surroundings_.connect(events_);
             if (!service_.empty()) Note(Tone::kInfo, "the service is back");
         }
         client_->CheckAlive();

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <chrono>
+#include <functional>
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <optional>
@@ -9,6 +10,7 @@
 #include <vector>
 
 #include "uwbctl/client/client.h"
+#include "uwbctl/client/interfaces.h"
 #include "uwbctl/ranging/activity.h"
 #include "uwbctl/ranging/fira_activity.h"
 #include "uwbctl/serve/board.h"
@@ -32,11 +34,22 @@ namespace uwbctl {
  */
 class Station : private ActivityListener {
   public:
+    /** What it finds on this machine; tests put something else in its place. */
+    struct Surroundings {
+        /** @return a connection to the service; a Failure where there is none. */
+        std::function<std::unique_ptr<Client>(Events*)> connect = [](Events* events) {
+            return std::make_unique<Client>(events);
+        };
+        std::function<std::vector<std::string>()> ifaces = Ieee802154Interfaces;
+        std::string world = VirtualWorld::kFolder;
+    };
+
     /**
      * @param events, log borrowed.
      * @param folder for recordings.
      */
-    Station(Events* events, EventLog* log, SessionDefaults defaults, const std::string& folder);
+    Station(Events* events, EventLog* log, SessionDefaults defaults, const std::string& folder,
+            Surroundings surroundings);
 
     /** As Backend::Command(). */
     nlohmann::ordered_json Command(const std::string& name,
@@ -89,6 +102,7 @@ class Station : private ActivityListener {
 
     Events* events_;
     EventLog* log_;
+    const Surroundings surroundings_;
     const SessionDefaults defaults_;
     Board board_;
     WorldDesk world_;

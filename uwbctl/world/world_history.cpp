@@ -8,7 +8,7 @@
 namespace uwbctl {
 namespace {
 
-constexpr size_t kLooks = 24;
+constexpr size_t kLooks = 128;
 // Looks that follow each other faster count as one.
 constexpr int64_t kApartNs = 50'000'000;
 // Squares of speeds below that are none.
@@ -58,6 +58,8 @@ std::optional<TrueBody> WorldHistory::At(const ThingId& id, int64_t when_ns) {
     auto after = std::find_if(looks_.begin(), looks_.end(),
                               [when_ns](const Truth& look) { return look.time_ns >= when_ns; });
     if (after == looks_.end()) --after;
+    // Before all that is kept there was more, which is not known any more.
+    if (after == looks_.begin() && looks_.size() == kLooks) return std::nullopt;
     const TrueBody* later = after->Find(id);
     if (later == nullptr) return std::nullopt;
     const TrueBody back = Moved(*later, after->time_ns, when_ns);

@@ -11,7 +11,7 @@ namespace uwbctl {
 
 /**
  * Where things of the virtual world were a moment ago, from what was seen of it: reports tell of
- * times that have passed. It keeps about a second.
+ * times that have passed. It keeps some seconds, or less where reports come fast.
  */
 class WorldHistory {
   public:
@@ -27,7 +27,8 @@ class WorldHistory {
     /**
      * @param when_ns of the clock that reports have. What is later than the last look is looked at;
      *        a Failure when that is not possible.
-     * @return the thing as it was then, nothing when it was not there.
+     * @return the thing as it was then, nothing when it was not there, or when that is too long
+     *         ago.
      */
     std::optional<TrueBody> At(const ThingId& id, int64_t when_ns);
 

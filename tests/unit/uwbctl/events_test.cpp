@@ -8,6 +8,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <functional>
 #include <stdexcept>
 #include <string>
 
@@ -102,6 +103,26 @@ TEST_F(EventsDeathTest, WhatOneTaskThrowsDoesNotTakeTheNext) {
     EXPECT_THROW(events.Wait(milliseconds(5000)), std::runtime_error);
     EXPECT_EQ(events.Wait(milliseconds(5000)), Wake::kPosted);
     EXPECT_EQ(ran, 1);
+}
+
+TEST_F(EventsDeathTest, WhoPostsFasterThanCanBeRunDoesNotTakeAllTheTime) {
+    EXPECT_EXIT(
+        {
+            Events events;
+            std::string first;
+            std::function<void()> again = [&] {
+                first += first.empty() ? "again" : "";
+                usleep(1000);
+                events.Post(again);
+            };
+            events.Post(again);
+            events.PostFirst([&first] { first = "first"; });
+            const bool is_over = events.Wait(milliseconds(0)) == Wake::kPosted;
+            kill(getpid(), SIGINT);
+            while (events.Wait(milliseconds(5000)) != Wake::kInterrupted) usleep(1);
+            exit(is_over && first == "first" ? 0 : 1);
+        },
+        ExitedWithCode(0), "");
 }
 
 }  // namespace
