@@ -6,6 +6,7 @@
 #include <deque>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "../log_capture.h"
@@ -37,7 +38,7 @@ class ScriptedKernel : public NlSocketFactory {
     /** Plays a notification into the watched socket; false when none is watched. */
     bool Notify(const std::string& text);
     /** Has the watched socket lose some. */
-    void LoseNotifications() { on_lost_(); }
+    void LoseNotifications() { std::exchange(on_lost_, nullptr)(); }
 
     /** Requests as they were handed over. */
     std::vector<Bytes> sent;
