@@ -10,6 +10,7 @@
 #include <iterator>
 #include <utility>
 
+#include "bench/common/session.h"
 #include "fuzz/radio_steps.h"
 #include "fuzz/scripted_netlink.h"
 #include "net/ccc_region_utils.h"
@@ -21,8 +22,8 @@ namespace hardware::velta {
 namespace {
 
 using namespace ::aidl::hardware::velta::uwb;
+using bench::kSession;
 
-constexpr int kSession = 42;
 constexpr int kBlockMs = 24;
 
 Step Text(uint8_t kind, const std::string& text) {
@@ -80,30 +81,12 @@ class Recorder : public FiraCallback, public CccRegionCallback {
     void OnSessionStopped(uint32_t, Reason) override {}
 
     static FiraTwrSession Session(bool is_controller) {
-        FiraTwrSession session = {
-            .id = kSession,
-            .deviceType = is_controller ? DeviceType::CONTROLLER : DeviceType::CONTROLEE,
-            .deviceRole = is_controller ? DeviceRole::INITIATOR : DeviceRole::RESPONDER,
-            .rangingRoundUsage = RangingRoundUsage::DS_TWR,
-            .multiNodeMode = MultiNodeMode::ONE_TO_MANY,
-            .deviceAddress = {{0x00, 0x01}},
-            .destAddressList = {UwbAddress{{0x12, 0x34}}},
-            .slotDurationRstu = 2400,
-            .slotsPerRangingRound = 10,
-            .rangingBlockDurationMs = kBlockMs,
-            .sessionPriority = 50,
-            .rangingRoundControl = {.hasResultReportPhase = true, .hasDeferredMode = true},
-            .inBandTerminationAttemptCount = 1,
-            .channelNumber = 9,
-            .preambleCodeIndex = 10,
-            .rframeConfig = RframeConfig::SP3,
-            .preambleDuration = PreambleDuration::T64_SYMBOLS,
-            .sfdId = 2,
-            .stsSegmentCount = 1,
-            .vendorId = {0x07, 0x08},
-            .staticStsIV = {1, 2, 3, 4, 5, 6},
-            .aoaResultRequest = AoaResultRequest::REQ_AOA_RESULTS,
-            .resultReportConfig = {true, true, true, true}};
+        FiraTwrSession session = bench::NewSession(1, kBlockMs);
+        session.deviceType = is_controller ? DeviceType::CONTROLLER : DeviceType::CONTROLEE;
+        session.deviceRole = is_controller ? DeviceRole::INITIATOR : DeviceRole::RESPONDER;
+        session.destAddressList = {UwbAddress{{0x12, 0x34}}};
+        session.slotDurationRstu = 2400;
+        session.slotsPerRangingRound = 10;
         if (!is_controller) std::swap(session.deviceAddress, session.destAddressList[0]);
         return session;
     }

@@ -150,6 +150,10 @@ ScopedAStatus FiraController::startRangingSession(int32_t session_id) {
     state->Enter(SessionPhase::kRunning);
     if (active_session_count_++ == 0) fira_region_utils_->SubscribeCallback(hw_index_, this);
     if (!fira_region_utils_->StartSession(hw_index_, static_cast<uint32_t>(session_id))) {
+        // One that was done but not acknowledged is not stopped here, although it runs on where
+        // another session keeps the socket open: the radio's word of that stop would count against
+        // a session that runs, or that the client starts again. It ends when the interface goes
+        // down.
         sessions_[static_cast<uint32_t>(session_id)].Enter(SessionPhase::kInitialised);
         OnSessionInactive();
         return Unsupported();

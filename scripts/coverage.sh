@@ -31,7 +31,7 @@ run_unit_tests() {
 # --steady makes no difference to the tests.
 run_device_tests() {
   # shellcheck disable=SC2016 # The device expands it.
-  "$ROOT/sim/device/vdev" run --steady --unconfined --build "$BUILD" --timeout 1200 --logs "$LOGS/coverage-device" \
+  "$ROOT/sim/device/vdev" run --steady --unconfined --build "$BUILD" --timeout 3600 --logs "$LOGS/coverage-device" \
     --add "$ROOT/build/dev/bin/uwbctl:/bin/uwbctl" --add "$ROOT/build/dev/bin/uwb_conformance:/bin/uwb_conformance" \
     --out "$PROFILES/device" --add "$ROOT/tests/device/run.sh:/bin/run-device-tests" -- sh -c '
       mkdir /tmp/profiles

@@ -61,8 +61,7 @@ Cycle::Cycle(std::shared_ptr<IUwb> uwb, Chance chance, uint64_t reports, Totals*
 void Cycle::Run() {
     LayOutWorld();
     if (chance_.OneIn(20)) LoseAClient();
-    radio_before_ = ReadRadioCounts();
-    service_before_ = ReadServiceCounts(uwb_.get());
+    BeginAccount();
     Open();
     ApplyCountry();
     if (chance_.OneIn(4)) RunCcc();
@@ -265,10 +264,10 @@ void Cycle::ExpectStop(Ranging* ranging, int reason) {
 void Cycle::End() {
     switch (chance_.Below(6)) {
         case 0:  // While it ranges.
-            may_leave_unread_ = true;
+            CutOff();
             break;
         case 1:
-            may_leave_unread_ = true;
+            CutOff();
             for (const Ranging& ranging : rangings_) {
                 Require(ranging.controller->reset(), "reset");
             }
@@ -288,46 +287,61 @@ void Cycle::ExpectRest() {
     Require(Eventually([] { return KernelSessions() == 0; }), "sessions are left in the radio");
 }
 
+void Cycle::BeginAccount() {
+    radio_before_ = ReadRadioCounts();
+    service_before_ = ReadServiceCounts(uwb_.get());
+    reports_before_ = ReportsSoFar();
+    malformed_ = 0;
+    may_leave_unread_ = false;
+}
+
+// Against the stream: while it ranges, the three are equal only when nothing is on the way, and
+// nothing lost.
+bool Cycle::AllCame() {
+    reports_ = ReportsSoFar() - reports_before_;
+    const ServiceCounts says = ReadServiceCounts(uwb_.get());
+    service_ = {.delivered = says.delivered - service_before_.delivered,
+                .dropped = says.dropped - service_before_.dropped,
+                .overflows = says.overflows - service_before_.overflows};
+    const RadioCounts now = ReadRadioCounts();
+    radio_ = {.reports = now.reports - radio_before_.reports,
+              .stops = now.stops - radio_before_.stops,
+              .refused = now.refused - radio_before_.refused};
+    const uint64_t given = radio_.reports + radio_.stops;
+    const uint64_t handled = service_.delivered + service_.dropped;
+    if (handled > given || reports_ > service_.delivered) return false;
+    // Handed on, and on the way to the client; or read, but left in a socket.
+    return reports_ + radio_.stops >= service_.delivered &&
+           (may_leave_unread_ || (handled == given && service_.dropped == malformed_ &&
+                                  reports_ == radio_.reports - malformed_));
+}
+
+void Cycle::ExpectAllCame() {
+    if (Eventually([this] { return AllCame(); })) return;
+    throw Failure("reports are lost: the radio gave " + std::to_string(radio_.reports) +
+                  " reports and " + std::to_string(radio_.stops) +
+                  " stops; the service handed on " + std::to_string(service_.delivered) +
+                  " and dropped " + std::to_string(service_.dropped) + " of " +
+                  std::to_string(malformed_) + " malformed; the client got " +
+                  std::to_string(reports_) + " reports" +
+                  (may_leave_unread_ ? " (a session was cut off)" : ""));
+}
+
+void Cycle::CutOff() {
+    if (!may_leave_unread_) ExpectAllCame();
+    may_leave_unread_ = true;
+}
+
 void Cycle::Account() {
-    RadioCounts radio;
-    ServiceCounts service;
-    uint64_t reports = 0;
-    const auto read = [&] {
-        const RadioCounts now = ReadRadioCounts();
-        radio = {.reports = now.reports - radio_before_.reports,
-                 .stops = now.stops - radio_before_.stops,
-                 .refused = now.refused - radio_before_.refused};
-        const ServiceCounts says = ReadServiceCounts(uwb_.get());
-        service = {.delivered = says.delivered - service_before_.delivered,
-                   .dropped = says.dropped - service_before_.dropped,
-                   .overflows = says.overflows - service_before_.overflows};
-        reports = ReportsSoFar();
-        const uint64_t given = radio.reports + radio.stops;
-        const uint64_t handled = service.delivered + service.dropped;
-        if (handled > given || reports > service.delivered) return false;
-        // Handed on, and on the way to the client; or read, but left in a socket.
-        const bool all_came = reports + radio.stops >= service.delivered;
-        return all_came &&
-               (may_leave_unread_ || (handled == given && service.dropped == malformed_ &&
-                                      reports == radio.reports - malformed_));
-    };
-    if (!Eventually(read)) {
-        throw Failure("reports are lost: the radio gave " + std::to_string(radio.reports) +
-                      " reports and " + std::to_string(radio.stops) +
-                      " stops; the service handed on " + std::to_string(service.delivered) +
-                      " and dropped " + std::to_string(service.dropped) + " of " +
-                      std::to_string(malformed_) + " malformed; the client got " +
-                      std::to_string(reports) + " reports" +
-                      (may_leave_unread_ ? " (a session was cut off)" : ""));
-    }
-    const uint64_t given = radio.reports + radio.stops;
-    totals_->reports += reports;
+    ExpectAllCame();
+    const uint64_t given = radio_.reports + radio_.stops;
+    totals_->reports += reports_;
     totals_->given += given;
-    const uint64_t malformed = std::min(service.dropped, malformed_);
+    const uint64_t malformed = std::min(service_.dropped, malformed_);
     totals_->malformed += malformed;
-    totals_->unread += given - service.delivered - malformed;
-    totals_->refused += radio.refused;
-    totals_->overflows += service.overflows;
+    totals_->unread += given - service_.delivered - malformed;
+    totals_->refused += radio_.refused;
+    totals_->overflows += service_.overflows;
 }
 
 bool Cycle::Attempt(const char* what, Events events, const Operation& run) {
@@ -359,11 +373,13 @@ void Cycle::Arm(const std::string& line) {
 }
 
 void Cycle::Reopen() {
-    may_leave_unread_ = true;
+    CutOff();
     totals_->reopened++;
     TellRadio("faults", "clear");
     Require(uwb_->close(), "close");
     ExpectRest();
+    Account();
+    BeginAccount();
     Require(uwb_->open(ndk::SharedRefBase::make<BnUwbClientCallback>()), "open again");
     for (Ranging& ranging : rangings_) {
         while (ranging.listener->TakeStop(0ms)) {

@@ -91,8 +91,17 @@ class Cycle {
     void Range();
     void End();
     bool StopInOrder(Ranging* ranging);
-    void Account();
     void ExpectRest();
+
+    // The counts of reports: from a moment at which the radio rests to another.
+    void BeginAccount();
+    // Notes the counts since then; false as long as they do not tell that nothing is lost.
+    bool AllCame();
+    void ExpectAllCame();
+    // Before the last reports of sessions become nobody's: all earlier ones have come.
+    void CutOff();
+    // Adds the counts to the totals.
+    void Account();
 
     // Arms a fault of one of these requests; does the operation, which may fail; then without it,
     // unless it has worked. False when it has failed first.
@@ -131,8 +140,9 @@ class Cycle {
     Totals* totals_;
     std::string country_;
     std::vector<Ranging> rangings_;
-    RadioCounts radio_before_;
-    ServiceCounts service_before_;
+    RadioCounts radio_before_, radio_;
+    ServiceCounts service_before_, service_;
+    uint64_t reports_before_ = 0, reports_ = 0;
     uint64_t malformed_ = 0;
     // A session was cut off: its last reports are nobody's.
     bool may_leave_unread_ = false;

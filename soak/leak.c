@@ -2,7 +2,7 @@
 
 // Faults planted into a service that has none, by LD_PRELOAD; LEAK says which: "memory" keeps 64
 // bytes for each message read, "descriptors" one descriptor for 50 that are closed, "reports" reads
-// one message of 5,000 and throws it away.
+// one message of 1,000 and throws it away.
 #define _GNU_SOURCE
 #include <dlfcn.h>
 #include <stdlib.h>
@@ -40,7 +40,7 @@ ssize_t recvmsg(int fd, struct msghdr* message, int flags) {
             kept = block;
         }
     }
-    if (is_planted("reports") && (flags & MSG_DONTWAIT) != 0 && ++count % 5000 == 0) {
+    if (is_planted("reports") && (flags & MSG_DONTWAIT) != 0 && ++count % 1000 == 0) {
         *message = as_it_was;
         return next(fd, message, flags);
     }

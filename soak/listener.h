@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <aidl/hardware/velta/uwb/BnFiraSessionCallback.h>
-
 #include <chrono>
 #include <condition_variable>
 #include <cstdint>
@@ -11,26 +9,17 @@
 #include <optional>
 #include <vector>
 
+#include "bench/device/quiet_fira_callback.h"
+
 namespace hardware::velta::soak {
 
 /** Counts what a FiRa client is told; keeps no report. */
-class Listener : public ::aidl::hardware::velta::uwb::BnFiraSessionCallback {
+class Listener : public bench::QuietFiraCallback {
   public:
-    using Addresses = std::vector<::aidl::hardware::velta::uwb::UwbAddress>;
-    using Status = ::ndk::ScopedAStatus;
-
     Status onTwrResult(
         const ::aidl::hardware::velta::uwb::FiraRangingData&,
         const std::vector<::aidl::hardware::velta::uwb::FiraTwrMeasurement>&) override;
     Status onSessionStopped(int32_t id, int32_t reason) override;
-    Status onControleesAdded(int32_t, const Addresses&) override { return Status::ok(); }
-    Status onControleesAddFailed(int32_t, const Addresses&, int32_t) override {
-        return Status::ok();
-    }
-    Status onControleesRemoved(int32_t, const Addresses&) override { return Status::ok(); }
-    Status onControleesRemoveFailed(int32_t, const Addresses&, int32_t) override {
-        return Status::ok();
-    }
 
     /** @return how many reports came so far. */
     uint64_t reports();

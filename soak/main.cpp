@@ -90,7 +90,7 @@ int Soak(const Plan& plan, const std::shared_ptr<IUwb>& uwb) {
         }
         std::cout << line.dump() << std::endl;
         if (failures == kMaxFailures) break;
-        if (totals.cycles % 50 == 0) {
+        if (totals.cycles == 1 || totals.cycles % 50 == 0) {
             std::cerr << totals.cycles << " cycles, " << totals.reports << " reports" << std::endl;
         }
     }

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <aidl/hardware/velta/uwb/BnFiraSessionCallback.h>
 #include <aidl/hardware/velta/uwb/IFiraController.h>
 #include <aidl/hardware/velta/uwb/IUwb.h>
 #include <aidl/hardware/velta/uwb/IUwbIface.h>
@@ -15,6 +14,7 @@
 
 #include "bench/common/session.h"
 #include "bench/device/guest.h"
+#include "bench/device/quiet_fira_callback.h"
 
 namespace hardware::velta::bench {
 
@@ -27,7 +27,7 @@ using ::aidl::hardware::velta::uwb::IUwbIface;
 void Require(const ndk::ScopedAStatus& status, const char* what);
 
 /** When each report of a session came, and what it was about. */
-class Reports : public ::aidl::hardware::velta::uwb::BnFiraSessionCallback {
+class Reports : public QuietFiraCallback {
   public:
     struct Report {
         int64_t arrived_ns;
@@ -35,21 +35,11 @@ class Reports : public ::aidl::hardware::velta::uwb::BnFiraSessionCallback {
         int32_t block;
         double age_us() const { return static_cast<double>(arrived_ns - stamp_ns) / 1e3; }
     };
-    using Addresses = std::vector<::aidl::hardware::velta::uwb::UwbAddress>;
-    using Status = ::ndk::ScopedAStatus;
 
     Status onTwrResult(
         const ::aidl::hardware::velta::uwb::FiraRangingData& data,
         const std::vector<::aidl::hardware::velta::uwb::FiraTwrMeasurement>& measurements) override;
     Status onSessionStopped(int32_t id, int32_t reason) override;
-    Status onControleesAdded(int32_t, const Addresses&) override { return Status::ok(); }
-    Status onControleesAddFailed(int32_t, const Addresses&, int32_t) override {
-        return Status::ok();
-    }
-    Status onControleesRemoved(int32_t, const Addresses&) override { return Status::ok(); }
-    Status onControleesRemoveFailed(int32_t, const Addresses&, int32_t) override {
-        return Status::ok();
-    }
 
     /** Forgets what has come. */
     void Clear();

@@ -62,6 +62,17 @@ void LetRunAnywhere(int pid) {
 
 using CountryTest = CalibratedTest;
 
+TEST_F(CountryTest, IsToldOfByDumpsysWithTheNamesOfItsKeys) {
+    EXPECT_EQ(ApplyKeys("auto_sleep_margin = 20001\n"), "OK");
+    const auto json = [] { return Shell("dumpsys hardware.velta.uwb.IUwb/default --json"); };
+    EXPECT_THAT(json(),
+                HasSubstr(R"({"interface":"wpan1","country":"FR","complete":true,"age_s":)"));
+    EXPECT_THAT(json(), ::testing::AllOf(HasSubstr(R"("auto_sleep_margin")"),
+                                         ::testing::Not(HasSubstr("20001"))));
+    EXPECT_NE(ApplyKeys("no_such_key = 1\n"), "OK");
+    EXPECT_THAT(json(), HasSubstr(R"("country":"FR","complete":false,)"));
+}
+
 // The files that come with the service, for the radio that they were written for.
 TEST_F(CountryTest, SampleFilesCalibrateTheRadio) {
     Shell("cp /etc/velta-uwb/*.conf "s + kCalibrations);

@@ -272,6 +272,24 @@ TEST_F(FaultTest, KeepsUpWithLateAnswersAndOddStops) {
     EXPECT_EQ(fira.Stop(2), "1: Unsupported operation") << "the service did not hear of the end";
 }
 
+// Another radio's session keeps the socket open, and with it what was started there.
+TEST_F(FaultTest, AStartThatWasDoneWithoutAWordEndsWithTheNextDeinit) {
+    LayOut("tag 0x1234 0 3 0");
+    ASSERT_EQ(hal.Open(), "OK");
+    FiraClient other(hal, 0), fira(hal, 1);
+    other.Run();
+    ASSERT_EQ(fira.Init(ControllerSession(2)), "OK");
+    Fault("1 fira.start noack");
+    EXPECT_EQ(fira.Start(2), "1: Unsupported operation");
+    EXPECT_EQ(RadioSession(1, 2), "running");
+    EXPECT_EQ(fira.Deinit(2), "1: Unsupported operation") << "but the interface is down now";
+    EXPECT_EQ(RadioSession(1, 2), "idle");
+    EXPECT_EQ(fira.Deinit(2), "OK");
+    fira.Run(ControllerSession(2));
+    EXPECT_EQ(fira.Fresh().data.sessionId, 2);
+    EXPECT_EQ(other.Fresh().data.sessionId, kSession);
+}
+
 // ---- Parts that are not there ----
 
 TEST_F(FaultTest, LivesWithoutTheInterfaceOfARadio) {

@@ -26,6 +26,7 @@ using ::testing::AllOf;
 using ::testing::Each;
 using ::testing::ElementsAre;
 using ::testing::SizeIs;
+using namespace std::string_literals;
 
 constexpr char kMissing[] = "uwb_missing_012";  // As long as a name can be.
 constexpr char kTooLong[] = "uwb_missing_0123";
@@ -59,12 +60,17 @@ TEST(InterfaceToolTest, BringsAnInterfaceUpAndDownWithoutTouchingItsOtherFlags) 
         EXPECT_FALSE(tool.SetUpStateIfNecessary("lo", false));
         const rlimit no_files = {};
         ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &no_files), 0);
-        EXPECT_FALSE(tool.GetUpState("lo"));
+        EXPECT_FALSE(tool.SetUpStateIfNecessary("lo", true) || tool.SetMacAddress("lo", kAddress));
+        EXPECT_THAT(tool.GetFactoryMacAddress("lo"), Each(0));
+        const auto no_socket = [](const char* purpose) {
+            return Line("Failed to open socket to "s + purpose + " (Too many open files)");
+        };
         EXPECT_THAT(
             log.lines(),
             ElementsAre(Line("Could not set interface MAC address for lo (Invalid argument)"),
                         Line("Could not set interface flags for lo (Operation not permitted)"),
-                        Line("Failed to open socket to set up/down state (Too many open files)")));
+                        no_socket("set up/down state"), no_socket("set up/down state"),
+                        no_socket("set MAC address"), no_socket("get factory MAC address")));
     });
 }
 

@@ -28,7 +28,7 @@ using ::testing::StartsWith;
 // Holds watches until the test runs them.
 class FakeEventLoop : public EventLoop {
   public:
-    void PostTask(const std::function<void()>& /*task*/) override {}
+    void PostTask(const std::function<void()>& task) override { task(); }
     bool WatchFileDescriptor(int fd, ReadyMode mode,
                              const std::function<void(int)>& on_ready) override {
         EXPECT_EQ(mode, expected_mode);
@@ -259,6 +259,64 @@ TEST_P(NotificationsTest, AreBelievedOfTheKernelOnly) {
                   3u);
         EXPECT_TRUE(commands_.empty());
     });
+}
+
+// A socket of another kind in the place of netlink's: what it brings has no sender, like the
+// kernel's own.
+TEST_F(NlSocketTest, ADatagramIsReadMessageByMessage) {
+    const auto of_type = [](uint16_t type, Bytes message) {
+        memcpy(message.data() + offsetof(nlmsghdr, nlmsg_type), &type, sizeof(type));
+        return message;
+    };
+    // An error and the header of a request, behind the four bytes of a generic netlink header here.
+    const auto reply = [&](const std::string& error) {
+        Bytes message = of_type(NLMSG_ERROR, Wire("0 1=q0 1=q0"));
+        const auto number = static_cast<int>(strtol(error.c_str(), nullptr, 10));
+        memcpy(message.data() + NLMSG_HDRLEN, &number, sizeof(number));
+        return message;
+    };
+    const Bytes stop = Wire("99"), noop = of_type(NLMSG_NOOP, Wire("1"));
+    const Bytes done = of_type(NLMSG_DONE, Wire("1")), overrun = of_type(NLMSG_OVERRUN, Wire("1"));
+    struct Case {
+        std::vector<Bytes> messages;
+        Lines commands;
+        bool is_lost = false;
+    } const cases[] = {
+        {{Wire("7 1=w5"), Wire("8 2='x'"), Wire("9")}, {"7", "8", "9"}},
+        {{noop, Wire("7"), done, Wire("8"), reply("0"), Wire("9")}, {"7", "8", "9"}},
+        {{Wire("7"), stop, Wire("8")}, {"7", "99"}},
+        {{stop, Wire("8")}, {"99"}},
+        {{Wire("7"), reply("-95"), Wire("8")}, {"7"}},
+        {{Wire("7"), of_type(NLMSG_ERROR, Wire("0")), Wire("8")}, {"7"}, true},
+        {{Wire("7"), overrun, Wire("8")}, {"7"}, true},
+        {{Wire("7"), Bytes(kMaxMessageSize)}, {}, true},
+        {{Wire("7"), {20, 0, 0}}, {"7"}},
+    };
+    loop_.expected_mode = EventLoop::kModeInput;
+    for (const Case& test : cases) {
+        SCOPED_TRACE(&test - cases);
+        socket_ = std::make_shared<NlSocket>(&loop_, NotificationMode::kEvent);
+        Lines commands;
+        bool is_lost = false;
+        ASSERT_TRUE(socket_->Setup() && socket_->WatchNetlinkSocket(socket_, [&](nl_msg* msg) {
+            commands.push_back(std::to_string(genlmsg_hdr(nlmsg_hdr(msg))->cmd));
+            return commands.back() == "99" ? NL_STOP : NL_OK;
+        }));
+        socket_->SetLostHandler([&] { is_lost = true; });
+        int pair[2];
+        ASSERT_EQ(socketpair(AF_UNIX, SOCK_DGRAM, 0, pair), 0);
+        const android::base::unique_fd kernel(pair[0]), end(pair[1]);
+        ASSERT_EQ(dup2(end.get(), loop_.WatchedFd()), loop_.WatchedFd());
+        Bytes datagram;
+        for (const Bytes& part : test.messages) {
+            datagram.insert(datagram.end(), part.begin(), part.end());
+        }
+        ASSERT_EQ(send(kernel.get(), datagram.data(), datagram.size(), 0), datagram.size());
+        loop_.Pass();
+        loop_.Pass();  // Nothing is left, which is no loss.
+        EXPECT_EQ(commands, test.commands);
+        EXPECT_EQ(is_lost, test.is_lost);
+    }
 }
 
 TEST_F(NlSocketTest, FactoryWithoutASocketFailsUnderItsUsersTags) {

@@ -48,6 +48,8 @@ class ScriptedSocket : public NlSocket {
         return true;
     }
 
+    void SetLostHandler(std::function<void()> on_lost) override { kernel_->on_lost_ = on_lost; }
+
   private:
     void Call(const std::string& what) { kernel_->calls.push_back(number_ + what); }
     ScriptedKernel::Answer Exchange(nl_msg* msg, const std::string& what) {
@@ -132,6 +134,11 @@ void RadioTest::OnTwrResult(const FiraRangingData& data,
             note("pdoa", antenna.phaseDifferenceOfArrival, M_PI / 32768);
         }
     }
+    on_event_();
+}
+
+void RadioTest::OnNotificationsLost() {
+    events_.push_back("lost");
     on_event_();
 }
 

@@ -6,6 +6,7 @@
 #include <deque>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "../log_capture.h"
@@ -36,6 +37,8 @@ class ScriptedKernel : public NlSocketFactory {
     void Refuse() { answers.push_back({.ok = false}); }
     /** Plays a notification into the watched socket; false when none is watched. */
     bool Notify(const std::string& text);
+    /** Has the watched socket lose some. */
+    void LoseNotifications() { std::exchange(on_lost_, nullptr)(); }
 
     /** Requests as they were handed over. */
     std::vector<Bytes> sent;
@@ -54,6 +57,7 @@ class ScriptedKernel : public NlSocketFactory {
     int created_ = 0;
     std::weak_ptr<NlSocket> watched_;
     std::function<int(nl_msg*)> handler_;
+    std::function<void()> on_lost_;
 };
 
 /** All clients of a scripted kernel, and what their callbacks are told. */
@@ -68,6 +72,7 @@ class RadioTest : public ::testing::Test, public FiraCallback, public CccRegionC
     void OnTwrResult(const FiraRangingData& data,
                      const std::vector<FiraTwrMeasurement>& measurements) override;
     void OnSessionStopped(uint32_t session_id, int reason) override;
+    void OnNotificationsLost() override;
     void OnSessionStopped(uint32_t hw_index, Reason reason) override;
 
     /** Expects one request since the last call. */
