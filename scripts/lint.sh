@@ -25,8 +25,9 @@ contents() {
   mapfile -t all < <(sources; echo net/mcps802154.h)
   paste -d ' ' <(git hash-object -- "${all[@]}") <(printf '%s\n' "${all[@]}")
   printf '%s -\n' "$( (cat .clang-tidy aidl/hardware/velta/uwb/*.aidl aidl/include/*.h; clang-tidy --version
-    cd "$(sed -n 's|^VeltaAndroid_DIR[^=]*=\(.*\)/lib/cmake.*|\1/include|p' build/dev/CMakeCache.txt)"
-    find . -type f -print0 | sort -z | xargs -0 cat) | sha256sum | cut -c1-16)"
+    # Not by going there: without a folder that would be this one, with all that changes in it.
+    find "$(sed -n 's|^VeltaAndroid_DIR[^=]*=\(.*\)/lib/cmake.*|\1/include|p' build/dev/CMakeCache.txt)" -type f -print0 |
+      sort -z | xargs -0 cat) | sha256sum | cut -c1-16)"
 }
 
 # keys: "key path" for each .cpp; the key is made of its content and that of every header of ours that

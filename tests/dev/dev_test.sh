@@ -131,7 +131,9 @@ equal "clean --cache removes what is ours" "$(ls "$work/cache")" of-somebody-els
 
 cd "$checkout" || exit 1
 git init -q . && mkdir -p net build/dev aidl/hardware/velta/uwb aidl/include
-touch net/mcps802154.h aidl/hardware/velta/uwb/A.aidl aidl/include/a.h build/dev/CMakeCache.txt
+touch net/mcps802154.h aidl/hardware/velta/uwb/A.aidl aidl/include/a.h
+mkdir -p "$work/android-1/include"
+echo "VeltaAndroid_DIR:PATH=$work/android-1/lib/cmake/VeltaAndroid" >build/dev/CMakeCache.txt
 echo build >.gitignore
 echo '[]' >build/dev/compile_commands.json
 printf '#include "net/low.h"\n' >net/high.h
