@@ -107,7 +107,7 @@ void Events::Post(std::function<void()> task) {
 
 void Events::PostFirst(std::function<void()> task) {
     const std::lock_guard lock(mutex_);
-    posted_.push_front(std::move(task));
+    first_.push_back(std::move(task));
     eventfd_write(posted_fd_.get(), 1);
 }
 
@@ -120,13 +120,14 @@ bool Events::RunPosted() {
         std::function<void()> task;
         {
             const std::lock_guard lock(mutex_);
-            if (posted_.empty()) {
+            auto& queue = first_.empty() ? posted_ : first_;
+            if (queue.empty()) {
                 eventfd_t count = 0;
                 eventfd_read(posted_fd_.get(), &count);
                 return has_run;
             }
-            task = std::move(posted_.front());
-            posted_.pop_front();
+            task = std::move(queue.front());
+            queue.pop_front();
         }
         task();
     }

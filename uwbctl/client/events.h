@@ -44,7 +44,7 @@ class Events {
     /** Has Wait() run task on its own thread; callable from any thread. */
     void Post(std::function<void()> task);
 
-    /** As Post(), before all that waits already: for what people wait for. */
+    /** As Post(), before all that Post() has: for what people wait for. */
     void PostFirst(std::function<void()> task);
 
     /**
@@ -82,6 +82,7 @@ class Events {
 
     std::mutex mutex_;
     std::deque<std::function<void()>> posted_;
+    std::deque<std::function<void()>> first_;
     android::base::unique_fd posted_fd_;
     int input_fd_ = -1;
     std::function<void()> on_input_;

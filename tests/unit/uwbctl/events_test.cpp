@@ -117,10 +117,11 @@ TEST_F(EventsDeathTest, WhoPostsFasterThanCanBeRunDoesNotTakeAllTheTime) {
             };
             events.Post(again);
             events.PostFirst([&first] { first = "first"; });
+            events.PostFirst([&first] { first += "second"; });
             const bool is_over = events.Wait(milliseconds(0)) == Wake::kPosted;
             kill(getpid(), SIGINT);
             while (events.Wait(milliseconds(5000)) != Wake::kInterrupted) usleep(1);
-            exit(is_over && first == "first" ? 0 : 1);
+            exit(is_over && first == "firstsecond" ? 0 : 1);
         },
         ExitedWithCode(0), "");
 }

@@ -253,9 +253,9 @@ export class Above {
   }
 
   // Two standard deviations to each side; a whole ring where the angle is not known.
-  #drawPatch(ctx, { peer, o, target, at, radius }) {
+  #drawPatch(ctx, { peer, o, at, radius }) {
     const centre = this.toScreen(o);
-    const d = radius ?? Math.hypot(target.x - o.x, target.y - o.y);
+    const d = radius ?? Math.hypot(at.x - o.x, at.y - o.y);
     const half = Math.max(2 * peer.sigmaDistance, 3 / this.#view.scale);
     const inner = Math.max(d - half, 0) * this.#view.scale;
     const outer = (d + half) * this.#view.scale;

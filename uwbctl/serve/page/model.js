@@ -311,6 +311,11 @@ export class Model {
     };
   }
 
+  /** The interface of a radio of the world, as it is called elsewhere on the page. */
+  ifaceOf(thing) {
+    return this.state?.ifaces.find((iface) => iface.thing === thing)?.name ?? thing;
+  }
+
   /** What an interface is in the world, such as radio0. */
   thingOf(iface) {
     return this.state?.ifaces.find(({ name }) => name === iface)?.thing ?? '';

@@ -106,16 +106,17 @@ export class Space {
     const o = this.#model.observer();
     const things = this.#things(dt);
     const bodies = [...(this.#model.world?.bodies.values() ?? [])].map((body) => ({ body, at: this.#model.whereIs(body) }));
-    const points = [o, ...things.map(({ at }) => at), ...bodies.map(({ at }) => at)];
+    const trails = things.flatMap(({ peer, o: from }) => smoothTrail(peer).map((point) => seenFrom(from, point)));
+    const points = [o, ...things.map(({ at }) => at), ...bodies.map(({ at }) => at), ...trails];
     this.#follow(points, dt);
     const floor = Math.min(0, ...points.map(({ z }) => z));
     this.#drawFloor(ctx, floor);
     for (const { peer, o: from } of things) this.#drawTrail(ctx, peer, from);
     const marks = [
-      ...bodies.map((entry) => ({ ...entry, draw: () => this.#drawBody(ctx, entry, floor) })),
+      ...bodies.map((entry) => ({ ...entry, draw: () => this.#drawBody(ctx, entry, floor, things) })),
       ...things.map((entry) => ({ ...entry, draw: () => this.#drawThing(ctx, entry, floor) })),
     ];
-    if (!this.#model.world) marks.push({ at: o, draw: () => this.#drawBody(ctx, { body: { id: 'radio' }, at: o }, floor) });
+    if (!this.#model.world) marks.push({ at: o, draw: () => this.#drawBody(ctx, { body: { id: 'radio' }, at: o }, floor, things) });
     this.#labels = new Labels(ctx, this.#size);
     for (const { at } of marks) this.#labels.keepFree(this.#project(at));
     marks.sort((a, b) => this.#project(b.at).depth - this.#project(a.at).depth);
@@ -182,7 +183,7 @@ export class Space {
     ctx.fill();
   }
 
-  #drawBody(ctx, { body, at }, floor) {
+  #drawBody(ctx, { body, at }, floor, things) {
     const p = this.#project(at);
     const isRadio = body.id.startsWith('radio');
     this.#drawPost(ctx, at, floor, colour('ink', isRadio ? 0.3 : 0.14));
@@ -194,11 +195,15 @@ export class Space {
     else ctx.arc(p.x, p.y, 9, 0, 2 * Math.PI);
     if (isRadio) ctx.fill();
     else ctx.stroke();
-    if (!isRadio) return;
+    if (!isRadio) {
+      const isMeasured = things.some(({ peer }) => (peer.seen.true?.thing ?? peer.name) === body.id);
+      if (!isMeasured) this.#labels.put(p, 15, [{ text: body.id, font: font(12.5, 550), fill: colour('soft') }]);
+      return;
+    }
     ctx.font = font(12.5, 600);
     ctx.textAlign = 'center';
     ctx.textBaseline = 'middle';
-    haloText(ctx, body.id, p.x, p.y + 24, colour('ink'));
+    haloText(ctx, this.#model.ifaceOf(body.id), p.x, p.y + 24, colour('ink'));
   }
 
   #drawThing(ctx, { peer, o, at }, floor) {
