@@ -96,22 +96,21 @@ told() {
     "$(figure average_exec_per_sec)" "$(edges)" "$(covered "$1" "$3" "$BUILD/seeds/$1")"
 }
 
-fuzz_for() {
-  play "$1" "$BUILD/corpus/$1" -max_total_time="$2" && told "$1" "in $2 s" "$BUILD/corpus/$1"
-}
-
-# how_many NAME: the executions of earlier turns.
+# how_many NAME: the executions of all runs so far; count NAME: adds the last one's.
 how_many() { cat "$BUILD/corpus/$1.executions" 2>/dev/null || echo 0; }
+count() { echo $(($(how_many "$1") + $(figure number_of_executed_units))) >"$BUILD/corpus/$1.executions"; }
+
+fuzz_for() {
+  play "$1" "$BUILD/corpus/$1" -max_total_time="$2" && count "$1" && told "$1" "in $2 s" "$BUILD/corpus/$1"
+}
 
 # One turn of a fuzzer, whose executions are added to those of earlier ones; those until an interruption too.
 take_turn() {
-  local name=$1 wanted=$2 so_far outcome=0
-  so_far=$(how_many "$name")
-  play "$name" "$BUILD/corpus/$name" -max_total_time="$TURN_SECONDS" -runs=$((wanted - so_far)) || outcome=$?
+  local name=$1 wanted=$2 outcome=0
+  play "$name" "$BUILD/corpus/$name" -max_total_time="$TURN_SECONDS" -runs=$((wanted - $(how_many "$name"))) || outcome=$?
   [ "$outcome" -ne 1 ] || return 1
-  so_far=$((so_far + $(figure number_of_executed_units)))
-  echo "$so_far" >"$BUILD/corpus/$name.executions"
-  say "$name: $so_far of $wanted executions, $(figure average_exec_per_sec) a second, $(edges) edges"
+  count "$name"
+  say "$name: $(how_many "$name") of $wanted executions, $(figure average_exec_per_sec) a second, $(edges) edges"
   return "$outcome"
 }
 

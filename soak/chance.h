@@ -12,10 +12,7 @@ namespace hardware::velta::soak {
  */
 class Chance {
   public:
-    Chance(uint32_t seed, uint32_t cycle) {
-        std::seed_seq both{seed, cycle};
-        generator_.seed(both);
-    }
+    Chance(uint32_t seed, uint32_t cycle) : generator_(Seeded({seed, cycle})) {}
 
     /** @return 0 to n - 1. Without a distribution of the library's, which may be another one. */
     int Below(int n) { return static_cast<int>(generator_() % static_cast<uint32_t>(n)); }
@@ -33,6 +30,8 @@ class Chance {
     }
 
   private:
+    static std::mt19937 Seeded(std::seed_seq seeds) { return std::mt19937(seeds); }
+
     std::mt19937 generator_;
 };
 

@@ -295,8 +295,6 @@ void Cycle::BeginAccount() {
     may_leave_unread_ = false;
 }
 
-// Against the stream: while it ranges, the three are equal only when nothing is on the way, and
-// nothing lost.
 bool Cycle::AllCame() {
     reports_ = ReportsSoFar() - reports_before_;
     const ServiceCounts says = ReadServiceCounts(uwb_.get());
@@ -328,7 +326,14 @@ void Cycle::ExpectAllCame() {
 }
 
 void Cycle::CutOff() {
-    if (!may_leave_unread_) ExpectAllCame();
+    if (!may_leave_unread_) {
+        // What has not come when nothing new does is lost.
+        for (const int radio : {0, 1}) {
+            TellRadio("faults", std::to_string(radio) + " fira.report silence always");
+        }
+        ExpectAllCame();
+        TellRadio("faults", "clear");
+    }
     may_leave_unread_ = true;
 }
 
