@@ -335,7 +335,8 @@ TEST_F(NotificationsTest, LostOnesEndSessionsThatRun) {
         stops.resize(told);
         EXPECT_EQ(std::exchange(events_, {}), stops);
         EXPECT_FALSE(kernel_.Notify("7 1=w6 8{2='nfcc_coex' 4=w2 5{2=b1 3=b0}}"));
-        kernel_.sent.pop_back();  // In the radio both end in any case.
+        ASSERT_EQ(kernel_.sent.size(), 2u) << "in the radio both end in any case";
+        kernel_.sent.pop_back();
         ExpectSent("7 1=w5 3='endless' 8{1=w0 2='nfcc_coex' 4=w1}");
     }
     // Results of simple ranging that are missing end nothing, however often they are.
