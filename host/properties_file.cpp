@@ -37,6 +37,8 @@ bool LoadPropertiesFile(const std::string& path, std::string* error) {
         }
         if (!android::base::SetProperty(key, android::base::Trim(text.substr(equals + 1)))) {
             *error = path + ":" + std::to_string(number) + ": property cannot be set: " + key;
+            const bool has_value = !android::base::GetProperty(key, "").empty();
+            if (has_value) *error += ", which has a value already";
             return false;
         }
     }

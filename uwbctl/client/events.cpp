@@ -121,13 +121,13 @@ bool Events::RunPosted() {
         {
             const std::lock_guard lock(mutex_);
             auto& queue = first_.empty() ? posted_ : first_;
-            if (queue.empty()) {
-                eventfd_t count = 0;
-                eventfd_read(posted_fd_.get(), &count);
-                return has_run;
-            }
+            if (queue.empty()) return has_run;
             task = std::move(queue.front());
             queue.pop_front();
+            // Not later: a wait that this ended, with nothing left to run, would pass for a
+            // timeout.
+            eventfd_t count = 0;
+            if (first_.empty() && posted_.empty()) eventfd_read(posted_fd_.get(), &count);
         }
         task();
     }

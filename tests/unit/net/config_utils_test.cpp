@@ -187,7 +187,8 @@ TEST(PropertiesFileTest, NamesTheLineThatIsWrong) {
     } kCases[] = {
         {"uwb.test.d=1\nnonsense\n", ":2: not a \"key=value\" line: nonsense"},
         {"=value\n", ":1: not a \"key=value\" line: =value"},
-        {"ro.uwb.test.e=1\nro.uwb.test.e=2\n", ":2: property cannot be set: ro.uwb.test.e"},
+        {"ro.uwb.test.e=1\nro.uwb.test.e=2\n",
+         ":2: property cannot be set: ro.uwb.test.e, which has a value already"},
     };
     for (const auto& [text, expected] : kCases) {
         std::string error;

@@ -6,6 +6,7 @@
 #include <signal.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <functional>
@@ -103,6 +104,15 @@ TEST_F(EventsDeathTest, WhatOneTaskThrowsDoesNotTakeTheNext) {
     EXPECT_THROW(events.Wait(milliseconds(5000)), std::runtime_error);
     EXPECT_EQ(events.Wait(milliseconds(5000)), Wake::kPosted);
     EXPECT_EQ(ran, 1);
+}
+
+TEST_F(EventsDeathTest, ASlowTaskIsNotTakenForSilence) {
+    Events events;
+    events.Post([] { usleep(60'000); });
+    EXPECT_EQ(events.Wait(milliseconds(5000)), Wake::kPosted);
+    const auto since = std::chrono::steady_clock::now();
+    EXPECT_EQ(events.Wait(milliseconds(100)), Wake::kTimeout);
+    EXPECT_GE(std::chrono::steady_clock::now() - since, milliseconds(100));
 }
 
 TEST_F(EventsDeathTest, WhoPostsFasterThanCanBeRunDoesNotTakeAllTheTime) {
