@@ -81,6 +81,8 @@ int Soak(const Plan& plan, const std::shared_ptr<IUwb>& uwb) {
                 for (const auto& controller : cycle.controllers()) kept.push_back(controller);
             }
         }
+        // What this process has let go of it tells with its next call.
+        for (int i = 0; i < 2; i++) AIBinder_ping(uwb->asBinder().get());
         nlohmann::ordered_json line = Line(number, totals, ReadResources(service));
         if (!failure.empty()) {
             line["failure"] = failure;
