@@ -51,7 +51,10 @@ std::vector<double> FiraCheck::Distances() {
         ExpectPlausible(report.measurements[0]);
         distances.push_back(static_cast<double>(report.measurements[0].distance));
     }
-    EXPECT_GE(distances.size(), size_t{kMeasurements - kMostLost}) << "the peer seldom answers";
+    // Of a loop that ended for another failure that would be said in vain.
+    if (!HasFailure()) {
+        EXPECT_GE(distances.size(), size_t{kMeasurements - kMostLost}) << "the peer seldom answers";
+    }
     return distances;
 }
 
