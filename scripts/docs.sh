@@ -24,5 +24,5 @@ say "making the page of the recording"
 build/dev/bin/uwbctl report "$work/walk.jsonl" -o docs/report.html
 scripts/render_page.sh docs/report.html docs/report.png 1200
 say "taking pictures of the live page"
-run_logged docs-live python3 tests/live/pictures.py docs "$LOGS/live" || die "there are no pictures of the live page"
+run_logged docs-live python3 scripts/live_pictures.py docs "$LOGS/live" || die "there are no pictures of the live page"
 say "docs/terminal-session.txt, docs/report.* and docs/live*.png are new"

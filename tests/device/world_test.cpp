@@ -206,7 +206,7 @@ TEST_F(WorldTest, RadiosGoAlongWithAFasterWorldIfAsked) {
             const FiraReport now = fira.Next();
             EXPECT_EQ(now.data.blockIndex, before.data.blockIndex + blocks) << rate;
             EXPECT_EQ(now.measurements.at(0).timestampNs,
-                      before.measurements.at(0).timestampNs + blocks * 50'000'000)
+                      before.measurements.at(0).timestampNs + int64_t{blocks} * 50'000'000)
                 << rate;
             EXPECT_NEAR(now.measurements.at(0).distance, before.measurements.at(0).distance + mm, 1)
                 << rate;

@@ -11,6 +11,7 @@ namespace {
 
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
+using ::testing::StartsWith;
 
 Measurement At(const std::string& peer, int64_t distance_mm) {
     return {.peer = peer, .distance_mm = distance_mm};
@@ -42,6 +43,23 @@ std::vector<std::string> Peers(const TableState& state, FrameSize size) {
         if (text.starts_with("0x")) peers.push_back(text.substr(0, text.find(' ')));
     }
     return peers;
+}
+
+TEST(TableFrame, ARowHasTheLatestAndTheSums) {
+    TableState state;
+    state.peers.emplace_back("0x1234", PeerStatistics());
+    PeerStatistics& statistics = state.peers.back().second;
+    statistics.Add({.timestamp_ns = 0, .block = 0, .distance_mm = 1000});
+    statistics.Add({.timestamp_ns = 1'000'000'000,
+                    .block = 4,
+                    .distance_mm = 2500,
+                    .line_of_sight = false,
+                    .azimuth = Angle{.radians = 0.5, .figure_of_merit = 0.75},
+                    .elevation = Angle{.radians = -0.25, .figure_of_merit = 0.5}});
+    EXPECT_THAT(PlainText(MakeFrame(state, {})[2]),
+                StartsWith("0x1234       2.500 NLOS  +28.6  0.75   -14.3  0.50     1.0   60.0%  "));
+    statistics.Add({.timestamp_ns = 1, .block = 5, .status = 0x21});
+    EXPECT_THAT(PlainText(MakeFrame(state, {})[2]), HasSubstr("(0x21)"));
 }
 
 TEST(TableFrame, FitsAnyTerminalAndSaysWhatIsLeftOut) {

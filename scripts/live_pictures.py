@@ -1,11 +1,13 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: Apache-2.0
-"""Takes the pictures of the live page from a real run: pictures.py FOLDER LOGS."""
+"""Takes the pictures of the live page from a real run: live_pictures.py FOLDER LOGS."""
 
 import os
 import sys
 import time
+from pathlib import Path
 
+sys.path.insert(0, str(Path(__file__).resolve().parent.parent / 'tests/live'))
 from browser import Browser, Device, wait_for
 
 SECONDS = 45  # Until the charts have something to show.
