@@ -57,5 +57,6 @@ build() {
   make -C "$headers" M="$tree/sim/radio" CROSS_COMPILE="$cross" CC="$compiler" W=1 KCFLAGS=-Werror \
     CONFIG_DEBUG_INFO_BTF_MODULES= ${fuzz:+"$fuzz"} modules
 }
+say "building the virtual radio"
 run_logged device-module build || exit 1
 cp "$tree/sim/radio/mcps802154_sim.ko" "$out/mcps802154_sim.ko"
