@@ -7,7 +7,7 @@ set -uo pipefail
 SOURCE=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd -P)
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
-unset VELTA_UWB_LOGS XDG_CACHE_HOME
+unset VELTA_UWB_LOGS VELTA_UWB_FOLLOWED XDG_CACHE_HOME
 export VELTA_UWB_CACHE=$work/cache
 passed=0 failed=0
 status=0
