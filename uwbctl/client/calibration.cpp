@@ -34,6 +34,7 @@ constexpr int kChannels = 16;
 
 // Gone with the next boot, as what the driver was given is.
 constexpr char kMemory[] = "/run/uwbctl.country";
+constexpr char kNobodyKnows[] = "the service does not tell, and uwbctl has loaded none";
 
 // The value of a key in "key = value" lines; the last one wins.
 std::optional<std::string> FindValue(const std::string& path, const std::string& key) {
@@ -169,7 +170,7 @@ std::optional<LoadedCountry> RememberedCountry() {
 
 std::string InForceText() {
     const auto loaded = RememberedCountry();
-    if (!loaded) return "not known: the service does not tell, and uwbctl has loaded none";
+    if (!loaded) return std::string("not known: ") + kNobodyKnows;
     const CalibrationFiles files = CalibrationFiles::Find();
     std::string whose = WhoseText(*loaded, files);
     if (!files.problem().empty()) return whose;
@@ -185,8 +186,9 @@ std::string ChannelHint(int channel) {
     // What is known to allow it is not to blame.
     if (loaded && files.problem().empty() && !is_banned) return "";
     return std::string("\n  the calibration in force ") +
-           (is_banned ? "bans channel " + number + ": " + WhoseText(*loaded, files)
-                      : "may ban channel " + number + "; it is: " + InForceText()) +
+           (is_banned
+                ? "bans channel " + number + ": " + WhoseText(*loaded, files)
+                : "may ban channel " + number + ": " + (loaded ? InForceText() : kNobodyKnows)) +
            "\n  \"uwbctl country --show\" lists the countries";
 }
 
