@@ -34,6 +34,9 @@ std::string HostName(const std::string& host) {
     const size_t bracket = host.find(']');
     const size_t colon = host.find(':', bracket == host.npos ? 0 : bracket);
     std::string name = host.substr(0, colon);
+    // A port, or else all of it is one name, which nobody has.
+    if (colon != host.npos && host.find_first_not_of("0123456789", colon + 1) != host.npos)
+        name = host;
     std::transform(name.begin(), name.end(), name.begin(),
                    [](unsigned char c) { return static_cast<char>(tolower(c)); });
     return name;

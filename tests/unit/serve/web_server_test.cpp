@@ -144,6 +144,8 @@ TEST_F(WebServerTest, LetsInWhoMayAndNobodyElse) {
         {"another origin reads", get("/events", host + "Origin: http://evil.example\r\n"), "403"},
         {"a name that leads here", get("/", "Host: evil.example\r\n"), "421"},
         {"a name that begins like ours", get("/", "Host: localhost.evil.example\r\n"), "421"},
+        {"a name behind our port", get("/", "Host: localhost:1@evil.example\r\n"), "421"},
+        {"the same range many times", get("/style.css", host + "Range: bytes=0-,0-,0-\r\n"), "200"},
         {"no name", get("/", ""), "421"},
         {"two names", get("/", host + "Host: evil.example\r\n"), "421"},
         {"no such file", get("/secret", host), "404"},
