@@ -25,6 +25,10 @@ Json ParseJson(const std::string& text) {
     }
 }
 
+std::string JsonText(const nlohmann::ordered_json& json) {
+    return json.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
+}
+
 std::string ReasonOf(const std::exception& exception) {
     const std::string what = exception.what();
     // "[json.exception.…] " stands before what people need.

@@ -20,6 +20,9 @@ nlohmann::ordered_json ParseJson(const std::string& text);
  */
 std::optional<int64_t> WholeNumber(const nlohmann::ordered_json& json);
 
+/** @return it in one line; bytes that are no UTF-8, which names of files may have, are replaced. */
+std::string JsonText(const nlohmann::ordered_json& json);
+
 /** @return what the library says of a value that is not as it should be, without its own prefix. */
 std::string ReasonOf(const std::exception& exception);
 

@@ -114,7 +114,7 @@ class Reader {
         std::string text = where + ": expected " + expected;
         // Whoever looks on is told of failures as well.
         if (!IsSecret(where.substr(where.find_last_of(". ") + 1))) {
-            text += ", not " + Shortened(json.dump(-1, ' ', false, Json::error_handler_t::replace));
+            text += ", not " + Shortened(JsonText(json));
         }
         throw Failure(kUsage, text);
     }

@@ -326,10 +326,10 @@ void Station::LookForHolder() {
 
 void Station::Note(Tone tone, const std::string& text) {
     const auto now = std::chrono::system_clock::now().time_since_epoch();
-    log_->Publish("note", Json{{"tone", ToneText(tone)},
-                               {"text", text},
-                               {"time_ms", std::chrono::duration_cast<milliseconds>(now).count()}}
-                              .dump(-1, ' ', false, Json::error_handler_t::replace));
+    log_->Publish("note",
+                  JsonText({{"tone", ToneText(tone)},
+                            {"text", text},
+                            {"time_ms", std::chrono::duration_cast<milliseconds>(now).count()}}));
 }
 
 void Station::PublishState() {
@@ -353,7 +353,7 @@ void Station::PublishState() {
                                      : board_.recording().empty() ? "none"
                                                                   : "there"},
                        {"recorded", board_.recorded_iface()}};
-    std::string state = json.dump(-1, ' ', false, Json::error_handler_t::replace);
+    std::string state = JsonText(json);
     if (state == published_state_) return;
     log_->Keep("state", state);
     published_state_ = std::move(state);

@@ -82,7 +82,7 @@ int HttpStatus(ExitStatus status) {
 
 void Answer(int status, const Json& json, Response* response) {
     response->status = status;
-    response->set_content(json.dump(-1, ' ', false, Json::error_handler_t::replace), kJsonType);
+    response->set_content(JsonText(json), kJsonType);
 }
 
 void Refuse(int status, const std::string& reason, Response* response) {
@@ -258,8 +258,7 @@ bool WebServer::Impl::process_and_close_socket(socket_t socket) {
         // What follows the head of a request that was refused, or not understood, is no request.
         bool is_good = false;
         const auto look = [&](Request& request) {
-            // Of a range that is asked for a thousand times the library would make a thousand
-            // copies.
+            // Asked a thousand times for one range, the library would make a thousand copies.
             request.headers.erase("Range");
             request.ranges.clear();
             is_good = !Check(request);

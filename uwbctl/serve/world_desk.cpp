@@ -87,16 +87,11 @@ Json SettingsOf(const Truth& truth) {
     return json;
 }
 
-// A scene's name is that of its file, in any bytes.
-std::string TextOf(const Json& json) {
-    return json.dump(-1, ' ', false, Json::error_handler_t::replace);
-}
-
 std::string WorldJson(const Truth& truth, Json settings) {
     settings["t"] = truth.time_ns;
     settings["bodies"] = Json::array();
     for (const TrueBody& body : truth.bodies) settings["bodies"].push_back(ToJson(body));
-    return TextOf(settings);
+    return JsonText(settings);
 }
 
 }  // namespace
@@ -204,7 +199,7 @@ bool WorldDesk::IsFollowed(const Truth& truth) const {
                                  AreClose(now.velocity, then.velocity) &&
                                  AreClose(now.at, Truth::At(then, told_->time_ns, truth.time_ns));
                       }) &&
-           TextOf(SettingsOf(truth)) == told_settings_;
+           JsonText(SettingsOf(truth)) == told_settings_;
 }
 
 void WorldDesk::Tick() {
@@ -226,7 +221,7 @@ void WorldDesk::Publish(const Truth& truth) {
     const Json settings = SettingsOf(truth);
     log_->Keep("world", WorldJson(truth, settings));
     told_ = truth;
-    told_settings_ = TextOf(settings);
+    told_settings_ = JsonText(settings);
     told_time_ = steady_clock::now();
     has_changed_ = false;
 }
