@@ -19,6 +19,7 @@
 #include <aidl/hardware/velta/uwb/BnUwbClientCallback.h>
 #include <android-base/properties.h>
 
+#include <csignal>
 #include <filesystem>
 #include <fstream>
 
@@ -232,6 +233,7 @@ class Rounds {
 
 extern "C" int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/) {
     hardware::velta::SilenceLog();
+    signal(SIGPIPE, SIG_IGN);  // As the service does: a random parcel may ask for a dump into a closed pipe.
     // A random binder may look for services: there is none, and none to wait for.
     android::setDefaultServiceManager(android::sp<android::FakeServiceManager>::make());
     hardware::velta::WriteCalibration();
