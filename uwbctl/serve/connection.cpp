@@ -2,64 +2,108 @@
 #include "uwbctl/serve/connection.h"
 
 #include <poll.h>
+#include <strings.h>
 #include <sys/socket.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
+#include <charconv>
 #include <cstring>
+#include <string_view>
 
 namespace uwbctl {
 namespace {
 
 using std::chrono::milliseconds;
 
+constexpr size_t kHeadBytes = 32 << 10;
 // Headers, and a scene as the largest of bodies.
 constexpr size_t kRequestBytes = 160 << 10;
+constexpr std::chrono::seconds kKeepAlive{5};
 constexpr std::chrono::seconds kRequestTime{10};
 constexpr std::chrono::seconds kWriteTime{10};
 
+// What a request's head says about the size of its body; 0 for what the server will not read.
+size_t BodySize(std::string_view head) {
+    constexpr std::string_view kName = "\r\nContent-Length:";
+    for (size_t line = head.find("\r\n"); line != head.npos; line = head.find("\r\n", line + 1)) {
+        std::string_view value = head.substr(line);
+        if (value.size() < kName.size() ||
+            strncasecmp(value.data(), kName.data(), kName.size()) != 0) {
+            continue;
+        }
+        value.remove_prefix(kName.size());
+        value.remove_prefix(std::min(value.find_first_not_of(" \t"), value.size()));
+        size_t size = 0;
+        const auto [end, error] = std::from_chars(value.begin(), value.end(), size);
+        return error == std::errc() && size <= kRequestBytes ? size : 0;
+    }
+    return 0;
+}
+
 }  // namespace
 
-// Also true when the other end is gone: then reading or writing tells.
-bool Connection::WaitUntil(short what, Clock::time_point deadline) const {
+Connection::Connection(android::base::unique_fd socket)
+    : socket_(std::move(socket)), deadline_(Clock::now() + kKeepAlive) {}
+
+bool Connection::Receive() {
+    std::array<char, 16 << 10> piece;
+    while (!HasRequest()) {
+        const ssize_t size = recv(socket_.get(), piece.data(), piece.size(), MSG_DONTWAIT);
+        if (size < 0 && errno == EINTR) continue;
+        if (size < 0 && errno == EAGAIN) return Clock::now() < deadline_;
+        if (size <= 0) return false;
+        if (buffer_.empty()) deadline_ = Clock::now() + kRequestTime;
+        buffer_.append(piece.data(), static_cast<size_t>(size));
+        LookForRequest();
+    }
+    return true;
+}
+
+void Connection::LookForRequest() {
+    constexpr std::string_view kEnd = "\r\n\r\n";
+    const size_t end = buffer_.find(kEnd, searched_);
+    if (end == buffer_.npos) {
+        searched_ = buffer_.size() - std::min(buffer_.size(), kEnd.size() - 1);
+        if (buffer_.size() >= kHeadBytes) request_size_ = buffer_.size();
+        return;
+    }
+    searched_ = end;
+    const size_t head = end + kEnd.size();
+    const size_t size = head + BodySize(std::string_view(buffer_).substr(0, head));
+    if (buffer_.size() >= size) request_size_ = size;
+}
+
+void Connection::EndRequest() {
+    buffer_.erase(0, request_size_);
+    searched_ = request_size_ = read_ = 0;
+    requests_++;
+    deadline_ = Clock::now() + (buffer_.empty() ? kKeepAlive : kRequestTime);
+    if (!buffer_.empty()) LookForRequest();
+}
+
+bool Connection::WaitUntilWritable(Clock::time_point deadline) const {
     for (;;) {
         const auto left = std::chrono::ceil<milliseconds>(deadline - Clock::now());
         if (left.count() < 0) return false;
-        pollfd fd = {.fd = socket_, .events = what, .revents = 0};
+        pollfd fd = {.fd = socket_.get(), .events = POLLOUT, .revents = 0};
+        // Also when the other end is gone: then writing tells.
         const int ready = poll(&fd, 1, static_cast<int>(left.count()));
         if (ready > 0) return true;
         if (ready == 0 || errno != EINTR) return false;
     }
 }
 
-bool Connection::AwaitRequest(milliseconds patience) {
-    if (buffer_start_ == buffer_end_ && !WaitUntil(POLLIN, Clock::now() + patience)) return false;
-    bytes_left_ = kRequestBytes;
-    deadline_ = Clock::now() + kRequestTime;
-    return true;
-}
-
-bool Connection::is_readable() const {
-    return buffer_start_ < buffer_end_ || WaitUntil(POLLIN, deadline_);
-}
-
 bool Connection::is_writable() const {
-    pollfd fd = {.fd = socket_, .events = POLLOUT | POLLRDHUP, .revents = 0};
+    pollfd fd = {.fd = socket_.get(), .events = POLLOUT | POLLRDHUP, .revents = 0};
     return poll(&fd, 1, 0) >= 0 && (fd.revents & (POLLRDHUP | POLLHUP | POLLERR)) == 0;
 }
 
 ssize_t Connection::read(char* data, size_t size) {
-    if (buffer_start_ == buffer_end_) {
-        if (bytes_left_ == 0 || !WaitUntil(POLLIN, deadline_)) return -1;
-        const ssize_t got = recv(socket_, buffer_.data(), std::min(buffer_.size(), bytes_left_), 0);
-        if (got <= 0) return got;
-        buffer_start_ = 0;
-        buffer_end_ = static_cast<size_t>(got);
-        bytes_left_ -= buffer_end_;
-    }
-    const size_t taken = std::min(size, buffer_end_ - buffer_start_);
-    memcpy(data, buffer_.data() + buffer_start_, taken);
-    buffer_start_ += taken;
+    const size_t taken = std::min(size, request_size_ - read_);
+    memcpy(data, buffer_.data() + read_, taken);
+    read_ += taken;
     return static_cast<ssize_t>(taken);
 }
 
@@ -67,9 +111,9 @@ ssize_t Connection::write(const char* data, size_t size) {
     const auto deadline = Clock::now() + kWriteTime;
     size_t written = 0;
     while (written < size) {
-        if (!WaitUntil(POLLOUT, deadline)) return -1;
+        if (!WaitUntilWritable(deadline)) return -1;
         const ssize_t taken =
-            send(socket_, data + written, size - written, MSG_NOSIGNAL | MSG_DONTWAIT);
+            send(socket_.get(), data + written, size - written, MSG_NOSIGNAL | MSG_DONTWAIT);
         if (taken < 0 && errno != EAGAIN && errno != EINTR) return -1;
         if (taken > 0) written += static_cast<size_t>(taken);
     }

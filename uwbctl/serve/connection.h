@@ -1,50 +1,64 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <android-base/unique_fd.h>
 #include <httplib.h>
 
-#include <array>
 #include <chrono>
 #include <string>
 
 namespace uwbctl {
 
 /**
- * A browser's connection as the web server reads and writes it, which bounds what the library does
- * not: how large a request is in all, how long it takes to arrive, and how long a reader that takes
- * nothing keeps a thread.
+ * A browser's connection as the web server reads and writes it. A request is taken in as it arrives
+ * and read by the library once all of it is there, so that who sends slowly, or nothing, keeps no
+ * thread; how large it is in all, how long it takes and how long a reader may take nothing is
+ * bounded here.
  */
 class Connection : public httplib::Stream {
   public:
-    /** @param socket borrowed. */
-    explicit Connection(int socket) : socket_(socket) {}
+    using Clock = std::chrono::steady_clock;
+
+    explicit Connection(android::base::unique_fd socket);
 
     /**
-     * Waits for the next request and gives it its share of bytes and time.
+     * Takes in what has arrived; waits for nothing.
      *
-     * @return false when none came, or the other end has gone.
+     * @return false when nothing more will come, or nothing came in time.
      */
-    bool AwaitRequest(std::chrono::milliseconds patience);
+    bool Receive();
+    /** @return whether a request is there, or more than any request has. */
+    bool HasRequest() const { return request_size_ > 0; }
+    /** @return whether the request that is there says that it is a command. */
+    bool HasCommand() const { return buffer_.starts_with("POST "); }
+    /** Leaves what is left of the request that is there; the next one may follow it. */
+    void EndRequest();
+    /** @return how many requests have ended. */
+    int requests() const { return requests_; }
+    /** @return until when what is missing of the next request may arrive. */
+    Clock::time_point deadline() const { return deadline_; }
 
-    bool is_readable() const override;
+    bool is_readable() const override { return read_ < request_size_; }
     /** @return whether the other end is there and takes something. */
     bool is_writable() const override;
+    /** From the request that is there. */
     ssize_t read(char* data, size_t size) override;
     ssize_t write(const char* data, size_t size) override;
     void get_remote_ip_and_port(std::string& /*ip*/, int& /*port*/) const override {}
     void get_local_ip_and_port(std::string& /*ip*/, int& /*port*/) const override {}
-    socket_t socket() const override { return socket_; }
+    socket_t socket() const override { return socket_.get(); }
 
   private:
-    using Clock = std::chrono::steady_clock;
+    bool WaitUntilWritable(Clock::time_point deadline) const;
+    void LookForRequest();
 
-    bool WaitUntil(short what, Clock::time_point deadline) const;
-
-    int socket_;
-    std::array<char, 4096> buffer_ = {};
-    size_t buffer_start_ = 0;
-    size_t buffer_end_ = 0;
-    size_t bytes_left_ = 0;
+    android::base::unique_fd socket_;
+    // The request, and what has come behind it.
+    std::string buffer_;
+    size_t searched_ = 0;
+    size_t request_size_ = 0;
+    size_t read_ = 0;
+    int requests_ = 0;
     Clock::time_point deadline_;
 };
 

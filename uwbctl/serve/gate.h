@@ -45,6 +45,8 @@ class Gate {
 
     /** @return nothing for a request that may pass. Any thread may call it. */
     std::optional<Refusal> Check(const RequestHead& head) const;
+    /** @return whether that is the token of who may command. Any thread may call it. */
+    bool HasToken(const std::string& token) const;
 
   private:
     bool IsOurName(const std::string& host) const;

@@ -10,9 +10,9 @@
 #include <algorithm>
 #include <array>
 #include <atomic>
+#include <functional>
 #include <memory>
 #include <mutex>
-#include <set>
 #include <thread>
 
 #include "uwbctl/client/client.h"
@@ -20,6 +20,7 @@
 #include "uwbctl/report/report_page.h"
 #include "uwbctl/serve/connection.h"
 #include "uwbctl/serve/page_files.h"
+#include "uwbctl/serve/waiting_room.h"
 
 namespace uwbctl {
 namespace {
@@ -29,15 +30,20 @@ using httplib::Response;
 using Json = nlohmann::ordered_json;
 using std::chrono::milliseconds;
 
-// Those who look on have a thread each; the rest is for what pages fetch and command.
-constexpr size_t kThreads = 20;
+// Those who look on have a thread each; the rest is for what pages fetch. Commands have their own,
+// so that no crowd of readers is before them.
+constexpr size_t kReaderThreads = 20;
 constexpr int kMaxStreams = 12;
+// Of those, for who may not command.
+constexpr int kMaxForeignStreams = 8;
+constexpr size_t kCommandThreads = 4;
+// Who wait for one of them.
+constexpr int kMaxInLine = 64;
 
 // Between two looks at whether a reader is still there, and between two signs of life to it.
 constexpr milliseconds kStreamPause{1000};
 constexpr int kPausesPerSign = 5;
 
-constexpr milliseconds kKeepAlive{5000};
 constexpr int kRequestsPerConnection = 1000;
 constexpr size_t kMaxBody = 128 << 10;
 constexpr size_t kMaxPath = 256;
@@ -105,10 +111,45 @@ RequestHead HeadOf(const Request& request) {
 
 }  // namespace
 
+// What the library hands over is done at once: a connection that was accepted goes to wait.
+class DoneAtOnce : public httplib::TaskQueue {
+  public:
+    void enqueue(std::function<void()> task) override { task(); }
+    void shutdown() override {}
+};
+
+// Threads, and those who wait for them.
+class Lane {
+  public:
+    explicit Lane(size_t threads) : pool_(threads) {}
+    ~Lane() { pool_.shutdown(); }
+    Lane(const Lane&) = delete;
+    Lane& operator=(const Lane&) = delete;
+
+    // A task that finds the line full is dropped.
+    void Add(std::function<void()> task) {
+        if (in_line_ >= kMaxInLine) return;
+        in_line_++;
+        pool_.enqueue([this, task = std::move(task)] {
+            in_line_--;
+            task();
+        });
+    }
+
+  private:
+    httplib::ThreadPool pool_;
+    std::atomic<int> in_line_ = 0;
+};
+
 class WebServer::Impl : private httplib::Server {
   public:
     Impl(const Gate* gate, const EventLog* log, Backend* backend)
-        : gate_(gate), log_(log), backend_(backend) {
+        : gate_(gate),
+          log_(log),
+          backend_(backend),
+          waiting_([this](auto connection) { Serve(std::move(connection)); }),
+          commands_(kCommandThreads),
+          readers_(kReaderThreads) {
         AddRoutes();
     }
     ~Impl() override { Stop(); }
@@ -124,6 +165,8 @@ class WebServer::Impl : private httplib::Server {
     void AddHeaders();
     std::optional<Refusal> Check(const Request& request) const;
     bool process_and_close_socket(socket_t socket) override;
+    void Serve(std::unique_ptr<Connection> connection);
+    void ServeRequest(std::unique_ptr<Connection> connection);
 
     void ServeEvents(const Request& request, Response* response);
     void ServeCommand(const Request& request, Response* response);
@@ -134,11 +177,16 @@ class WebServer::Impl : private httplib::Server {
     const EventLog* log_;
     Backend* backend_;
     int port_ = 0;
+    socket_t listening_ = -1;
     std::mutex report_mutex_;
     std::atomic<int> streams_ = 0;
+    std::atomic<int> foreign_streams_ = 0;
     std::atomic<bool> is_stopping_ = false;
-    std::mutex sockets_mutex_;
-    std::set<socket_t> sockets_;  // Of those who are served.
+    // The room's thread fills the lanes until it ends, in Stop(); what they have served goes back
+    // to the room, which therefore outlives them.
+    WaitingRoom waiting_;
+    Lane commands_;
+    Lane readers_;
     std::thread thread_;
 };
 
@@ -158,10 +206,11 @@ void WebServer::Impl::AddHeaders() {
 
 void WebServer::Impl::AddRoutes() {
     AddHeaders();
-    new_task_queue = [] { return new httplib::ThreadPool(kThreads); };
+    new_task_queue = [] { return new DoneAtOnce; };
     set_payload_max_length(kMaxBody);
     set_tcp_nodelay(true);
-    set_socket_options([](socket_t socket) {
+    set_socket_options([this](socket_t socket) {
+        listening_ = socket;
         const int on = 1;
         setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &on, sizeof(on));
         // What is accepted inherits it.
@@ -214,6 +263,8 @@ void WebServer::Impl::Start(const std::string& address, int port) {
         throw Failure(kUsage, "cannot listen on " + address + ", port " + std::to_string(port) +
                                   ": is another server there?");
     }
+    // The library's five would have a sixth browser wait for a second.
+    ::listen(listening_, SOMAXCONN);
     thread_ = std::thread([this] { listen_after_bind(); });
     while (!is_running()) std::this_thread::yield();
 }
@@ -222,12 +273,8 @@ void WebServer::Impl::Stop() {
     if (!thread_.joinable()) return;
     is_stopping_ = true;
     stop();
-    {
-        // Those that wait for a request, or for the rest of one, need not.
-        const std::lock_guard lock(sockets_mutex_);
-        for (const socket_t socket : sockets_) shutdown(socket, SHUT_RD);
-    }
     thread_.join();
+    waiting_.Close();
 }
 
 std::optional<Refusal> WebServer::Impl::Check(const Request& request) const {
@@ -246,39 +293,48 @@ std::optional<Refusal> WebServer::Impl::Check(const Request& request) const {
 }
 
 bool WebServer::Impl::process_and_close_socket(socket_t socket) {
-    {
-        const std::lock_guard lock(sockets_mutex_);
-        sockets_.insert(socket);
-    }
-    Connection connection(socket);
-    bool goes_on = true;
-    for (int count = 1; goes_on && !is_stopping_; count++) {
-        const bool is_last = count == kRequestsPerConnection;
-        bool is_closed = false;
-        // What follows the head of a request that was refused, or not understood, is no request.
-        bool is_good = false;
-        const auto look = [&](Request& request) {
-            // Asked a thousand times for one range, the library would make a thousand copies.
-            request.headers.erase("Range");
-            request.ranges.clear();
-            is_good = !Check(request);
-        };
-        goes_on = connection.AwaitRequest(kKeepAlive) &&
-                  process_request(connection, is_last, is_closed, look) && is_good && !is_closed &&
-                  !is_last;
-    }
-    const std::lock_guard lock(sockets_mutex_);
-    sockets_.erase(socket);
-    shutdown(socket, SHUT_RDWR);
-    close(socket);
+    waiting_.Enter(std::make_unique<Connection>(android::base::unique_fd(socket)));
     return true;
 }
 
+void WebServer::Impl::Serve(std::unique_ptr<Connection> connection) {
+    Lane& lane = connection->HasCommand() ? commands_ : readers_;
+    // A task can be copied, in the library's eyes.
+    const auto shared = std::make_shared<std::unique_ptr<Connection>>(std::move(connection));
+    lane.Add([this, shared] { ServeRequest(std::move(*shared)); });
+}
+
+void WebServer::Impl::ServeRequest(std::unique_ptr<Connection> connection) {
+    const bool is_last = connection->requests() + 1 == kRequestsPerConnection;
+    bool is_closed = false;
+    // What follows the head of a request that was refused, or not understood, is no request.
+    bool is_good = false;
+    const auto look = [&](Request& request) {
+        // Asked a thousand times for one range, the library would make a thousand copies.
+        request.headers.erase("Range");
+        request.ranges.clear();
+        is_good = !Check(request);
+    };
+    if (is_stopping_ || !process_request(*connection, is_last, is_closed, look)) return;
+    if (!is_good || is_closed || is_last) return;
+    connection->EndRequest();
+    waiting_.Enter(std::move(connection));
+}
+
+// Who may command can always look on, whoever else does.
 void WebServer::Impl::ServeEvents(const Request& request, Response* response) {
-    if (++streams_ > kMaxStreams) {
+    const bool is_foreign = !gate_->HasToken(request.get_param_value("token"));
+    if (is_foreign && ++foreign_streams_ > kMaxForeignStreams) {
+        foreign_streams_--;
+        return Refuse(kUnavailable, "too many pages look on already", response);
+    }
+    const auto leave = [this, is_foreign] {
         streams_--;
-        Refuse(kUnavailable, "too many pages look on already", response);
-        return;
+        if (is_foreign) foreign_streams_--;
+    };
+    if (++streams_ > kMaxStreams) {
+        leave();
+        return Refuse(kUnavailable, "too many pages look on already", response);
     }
     const uint64_t first = log_->PlaceAfter(request.get_header_value("Last-Event-ID"));
     response->set_chunked_content_provider(
@@ -295,7 +351,7 @@ void WebServer::Impl::ServeEvents(const Request& request, Response* response) {
             constexpr std::string_view kSign = ": still here\n\n";
             return sink.write(kSign.data(), kSign.size());
         },
-        [this](bool) { streams_--; });
+        [leave](bool) { leave(); });
 }
 
 void WebServer::Impl::ServeCommand(const Request& request, Response* response) {
@@ -317,7 +373,8 @@ void WebServer::Impl::ServeRecording(Response* response) {
     // What is written meanwhile belongs to the next download.
     response->set_content_provider(
         static_cast<size_t>(status.st_size), "application/jsonl",
-        [fd](size_t offset, size_t length, httplib::DataSink& sink) {
+        [this, fd](size_t offset, size_t length, httplib::DataSink& sink) {
+            if (is_stopping_) return false;
             std::array<char, kPiece> piece;
             const ssize_t size = pread(fd->get(), piece.data(), std::min(length, piece.size()),
                                        static_cast<off_t>(offset));

@@ -261,16 +261,40 @@ TEST_F(WebServerTest, ASlowReaderStallsNobodyAndCostsNothing) {
     EXPECT_LT(AllocatedBytes(), before + (1 << 20)) << "4 MB more went by";
 }
 
-TEST_F(WebServerTest, TooManyReadersLeaveRoomForCommands) {
-    std::vector<unique_fd> readers;
+// Those who look on, those who would, and those who send half a request or nothing: who may command
+// commands, and looks on.
+TEST_F(WebServerTest, ACrowdLeavesRoomForWhoMayCommand) {
+    const std::string stream = "GET /events HTTP/1.1\r\nHost: localhost\r\n\r\n";
+    std::vector<unique_fd> crowd;
     std::string answer;
-    for (int i = 0; i < 13; i++) {
-        readers.push_back(Connect());
-        Send(readers.back().get(), "GET /events HTTP/1.1\r\nHost: localhost\r\n\r\n");
-        answer = Receive(readers.back().get(), "\r\n\r\n");
+    for (int i = 0; i < 9; i++) {
+        crowd.push_back(Connect());
+        Send(crowd.back().get(), stream);
+        answer = Receive(crowd.back().get(), "\r\n\r\n");
     }
     EXPECT_THAT(answer, StartsWith("HTTP/1.1 503"));
+    for (int i = 0; i < 200; i++) {
+        crowd.push_back(Connect());
+        Send(crowd.back().get(), i % 3 == 0 ? "" : stream.substr(0, i % 3 == 1 ? 30 : stream.npos));
+    }
     EXPECT_THAT(Answer(Post(GoodHeaders(), "{}")), StartsWith("HTTP/1.1 200"));
+    const unique_fd own = Connect();
+    Send(own.get(), std::string("GET /events?token=") + kToken + stream.substr(11));
+    EXPECT_THAT(Receive(own.get(), "\r\n\r\n"), StartsWith("HTTP/1.1 200"));
+}
+
+// Letter by letter, and several at once.
+TEST_F(WebServerTest, TakesRequestsAsTheyArrive) {
+    const std::string get = "GET /style.css HTTP/1.1\r\nHost: localhost\r\n\r\n";
+    const std::string command = Post(GoodHeaders(), R"({"a":1})");
+    const unique_fd fd = Connect();
+    for (const char letter : command) Send(fd.get(), {letter});
+    EXPECT_THAT(Receive(fd.get(), R"({"a":1}})"), StartsWith("HTTP/1.1 200"));
+    Send(fd.get(), get + command + command.substr(0, 40));
+    EXPECT_THAT(Receive(fd.get(), R"({"a":1}})"), HasSubstr("text/css"));
+    Send(fd.get(), command.substr(40));
+    EXPECT_THAT(Receive(fd.get(), R"({"a":1}})"), StartsWith("HTTP/1.1 200"));
+    EXPECT_EQ(backend_.commands, 3);
 }
 
 TEST_F(WebServerTest, ARecordingGoesOutPieceByPiece) {

@@ -37,7 +37,7 @@ export async function command(name, args = {}) {
  * the server is another one.
  */
 export function follow(handlers) {
-  const source = new EventSource('events');
+  const source = new EventSource(mayCommand ? `events?token=${encodeURIComponent(token)}` : 'events');
   let run = null;
   source.onopen = () => handlers.connected(true);
   source.onerror = () => handlers.connected(false);
