@@ -9,10 +9,16 @@
 #include <cstdio>
 #include <cstring>
 
+#include "uwbctl/client/text.h"
+
 namespace uwbctl {
 
 void Output::Note(const std::string& text) {
-    fprintf(stderr, "uwbctl: %s\n", text.c_str());
+    TellUser(text);
+}
+
+void TellUser(const std::string& text) {
+    fprintf(stderr, "uwbctl: %s\n", PrintableText(text).c_str());
 }
 
 void BufferStandardOutput() {

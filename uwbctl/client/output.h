@@ -48,6 +48,9 @@ class Output {
     virtual Keyboard* keyboard() { return nullptr; }
 };
 
+/** Says on standard error what is wrong, in words of ours and of what users gave us. */
+void TellUser(const std::string& text);
+
 /**
  * Lets standard output take whatever a command prints at once, so that FlushStandardOutput() can
  * say why it was lost. Before anything is printed.

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "uwbctl/client/session.h"
 
-#include <android-base/file.h>
 #include <android-base/stringprintf.h>
 #include <android-base/strings.h>
 #include <android/binder_enums.h>
@@ -19,6 +18,7 @@
 #include "uwbctl/client/json.h"
 #include "uwbctl/client/session_members.h"
 #include "uwbctl/client/text.h"
+#include "uwbctl/client/text_file.h"
 
 namespace uwbctl {
 namespace {
@@ -273,13 +273,8 @@ Json PublicSessionToJson(const FiraTwrSession& session) {
 }
 
 void ApplySessionFile(const std::string& path, FiraTwrSession* session) {
-    const bool is_input = path == "-";
-    const std::string name = is_input ? "standard input" : path;
-    std::string text;
-    if (!(is_input ? android::base::ReadFdToString(STDIN_FILENO, &text)
-                   : android::base::ReadFileToString(path, &text, /*follow_symlinks=*/true))) {
-        throw Failure(kUsage, "cannot read the session file " + name + ": " + strerror(errno));
-    }
+    const std::string text = ReadTextFile(path, "session file ");
+    const std::string name = path == "-" ? "standard input" : path;
     Json json;
     try {
         json = ParseJson(text);

@@ -122,6 +122,24 @@ std::string Nearest(const std::string& word, const std::vector<std::string>& kno
     return nearest;
 }
 
+std::string PrintableText(const std::string& text) {
+    constexpr unsigned char kDelete = 0x7F;
+    // Two bytes in UTF-8, of which the second tells: 0x80 to 0x9F.
+    constexpr char kLatinPage = '\xC2';
+    std::string printable;
+    for (size_t i = 0; i < text.size(); i++) {
+        const auto byte = static_cast<unsigned char>(text[i]);
+        const bool is_high = byte >= 0x80 && byte <= 0x9F && i > 0 && text[i - 1] == kLatinPage;
+        if (is_high) printable.pop_back();
+        if (is_high || byte == kDelete || (byte < ' ' && byte != '\n' && byte != '\t')) {
+            printable += android::base::StringPrintf("\\x%02x", byte);
+        } else {
+            printable += text[i];
+        }
+    }
+    return printable;
+}
+
 double ToDegrees(double radians) {
     constexpr double kDegreesPerRadian = 180 / std::numbers::pi;
     return radians * kDegreesPerRadian;

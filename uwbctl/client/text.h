@@ -43,6 +43,12 @@ std::string StopReasonText(int reason);
 /** @return the one of known that is spelt most like word; empty when none is like it. */
 std::string Nearest(const std::string& word, const std::vector<std::string>& known);
 
+/**
+ * @return a text for a terminal: what a file or a name has in it that a terminal would obey is
+ *         written out, "\\x1b"; lines stay lines.
+ */
+std::string PrintableText(const std::string& text);
+
 /** @return an angle of radians in degrees. */
 double ToDegrees(double radians);
 

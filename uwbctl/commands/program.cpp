@@ -34,11 +34,11 @@ void RunProgram(int argc, char** argv, ServeFunction serve) {
     try {
         status = Run(argc, argv, serve);
     } catch (const Failure& failure) {
-        fprintf(stderr, "uwbctl: %s\n", failure.what());
+        TellUser(failure.what());
         status = failure.status();
     }
     if (const std::string lost = FlushStandardOutput(); !lost.empty() && status == kDone) {
-        fprintf(stderr, "uwbctl: cannot write standard output: %s\n", lost.c_str());
+        TellUser("cannot write standard output: " + lost);
         status = kCannotWrite;
     }
     // A thread may still be waiting for the service manager: no destructors behind its back.

@@ -84,7 +84,6 @@ ExitStatus RunScene(Events* /*events*/, const SceneOptions& options) {
 }  // namespace
 
 void AddScene(CommandLine* line, CLI::App* app) {
-    constexpr double kMaxRate = 3600;
     const auto options = std::make_shared<SceneOptions>();
     CLI::App* command =
         AddCommand(line, app, "scene", "Arrange the virtual radio's world",
@@ -108,7 +107,7 @@ void AddScene(CommandLine* line, CLI::App* app) {
                          "How many seconds of the world pass in one; alone it changes the world "
                          "that is loaded")
             ->type_name("NUMBER")
-            ->check(CLI::Range(0.0, kMaxRate).description(""));
+            ->check(CLI::Range(0.0, Scene::kMaxRate).description(""));
     command
         ->add_flag("--blocks", options->has_fast_blocks,
                    "The radios go along with a faster world: their blocks are as much shorter, and "

@@ -8,6 +8,7 @@
 
 #include "uwbctl/client/client.h"
 #include "uwbctl/client/json.h"
+#include "uwbctl/client/text.h"
 
 namespace uwbctl {
 namespace {
@@ -16,6 +17,7 @@ using Json = nlohmann::ordered_json;
 
 constexpr char kFormat[] = "uwbctl-recording";
 constexpr int kVersion = 1;
+constexpr std::streamsize kMaxLine = 1 << 20;
 
 class Reader {
   public:
@@ -47,11 +49,17 @@ class Reader {
 Recording Reader::Read() {
     errno = 0;
     std::ifstream in(file_);
-    std::string line;
-    while (std::getline(in, line)) {
+    std::string line(kMaxLine, '\0');
+    while (in.getline(line.data(), kMaxLine)) {
         line_++;
         // Only a line that was being written when the recording stopped lacks its end.
-        if (!line.empty()) TakeLine(line, !in.eof());
+        const bool is_whole = !in.eof();
+        const size_t size = static_cast<size_t>(in.gcount()) - (is_whole ? 1 : 0);
+        if (size > 0) TakeLine(line.substr(0, size), is_whole);
+    }
+    if (in.gcount() == kMaxLine - 1) {
+        line_++;
+        Fail("a line longer than 1 MiB; this is no recording");
     }
     // A file that cannot be opened and a folder both end here, at once.
     if (!in.eof()) throw Failure(kUsage, "cannot read " + file_ + ": " + strerror(errno));
@@ -104,6 +112,7 @@ void Reader::TakeSession(const Json& json) {
     }
     recording_.time = json.at("time").get<std::string>();
     recording_.iface = json.at("iface").get<std::string>();
+    if (PrintableText(recording_.iface) != recording_.iface) Fail("the name of iface is no name");
     if (const auto found = json.find("session"); found != json.end()) {
         if (!found->is_object()) Fail("not a session line: its session is not an object");
         CheckNumbers(*found);

@@ -93,7 +93,7 @@ void StartRanging(const std::vector<std::string>& peers, Station* station) {
     try {
         station->Command("fira/start", {{"members", {{"destAddressList", peers}}}});
     } catch (const Failure& failure) {
-        fprintf(stderr, "uwbctl: %s\n", failure.what());
+        TellUser(failure.what());
     }
 }
 

@@ -3,10 +3,12 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 
 #include "uwbctl/client/client.h"
 #include "uwbctl/client/json.h"
 #include "uwbctl/world/scene_file.h"
+#include "uwbctl/world/scene_printer.h"
 
 namespace uwbctl {
 namespace {
@@ -22,6 +24,7 @@ constexpr milliseconds kLongest{2000};
 // Nearer than that to where pages expect it, a thing is where they expect it.
 constexpr double kCloseM = 0.002;
 constexpr double kMillimetresPerMetre = 1000;
+constexpr double kHalfTurn = 180;
 
 ThingId IdOf(const Json& arguments) {
     const auto word = arguments.at("id").get<std::string>();
@@ -30,15 +33,35 @@ ThingId IdOf(const Json& arguments) {
     return *id;
 }
 
-// The radio refuses what is beyond its limits; what is no number it must not see.
-double NumberOf(const Json& arguments, const char* name) {
+double NumberOf(const Json& arguments, const char* name, double min, double max) {
     const auto number = arguments.at(name).get<double>();
-    if (!std::isfinite(number)) throw Failure(kUsage, std::string(name) + " is not a number");
-    return number;
+    if (number >= min && number <= max) return number;
+    throw Failure(kUsage, std::string(name) + " is " + NumberText(min) + " to " + NumberText(max) +
+                              ", not " + JsonText(arguments.at(name)));
 }
 
-Vec3 VectorOf(const Json& arguments, const char* x, const char* y, const char* z) {
-    return {.x = NumberOf(arguments, x), .y = NumberOf(arguments, y), .z = NumberOf(arguments, z)};
+uint64_t WholeNumberOf(const Json& arguments, const char* name, uint64_t max) {
+    const Json& number = arguments.at(name);
+    if (number.is_number_unsigned() && number.get<uint64_t>() <= max) return number.get<uint64_t>();
+    throw Failure(kUsage, std::string(name) + " is a whole number, 0 to " + std::to_string(max) +
+                              ", not " + JsonText(arguments.at(name)));
+}
+
+Vec3 PlaceOf(const Json& arguments) {
+    const auto metres = [&arguments](const char* name) {
+        return NumberOf(arguments, name, -Scene::kMaxMetres, Scene::kMaxMetres);
+    };
+    return {.x = metres("x"), .y = metres("y"), .z = metres("z")};
+}
+
+// What is not said of it is none.
+Vec3 VelocityOf(const Json& arguments) {
+    const auto speed = [&arguments](const char* name) {
+        return arguments.contains(name)
+                   ? NumberOf(arguments, name, -Scene::kMaxSpeed, Scene::kMaxSpeed)
+                   : 0;
+    };
+    return {.x = speed("vx"), .y = speed("vy"), .z = speed("vz")};
 }
 
 bool AreClose(const Vec3& a, const Vec3& b) {
@@ -47,7 +70,6 @@ bool AreClose(const Vec3& a, const Vec3& b) {
 }
 
 double ToRadians(double degrees) {
-    constexpr double kHalfTurn = 180;
     return degrees * M_PI / kHalfTurn;
 }
 
@@ -101,23 +123,22 @@ Json WorldDesk::Command(const std::string& verb, const Json& arguments) {
     has_changed_ = true;
     history_.Forget();
     if (verb == "move") {
-        const Vec3 velocity =
-            arguments.contains("vx") ? VectorOf(arguments, "vx", "vy", "vz") : Vec3{};
-        world_.Move(IdOf(arguments), VectorOf(arguments, "x", "y", "z"), velocity);
+        world_.Move(IdOf(arguments), PlaceOf(arguments), VelocityOf(arguments));
     } else if (verb == "heading") {
-        world_.SetHeading(IdOf(arguments), NumberOf(arguments, "degrees"));
+        world_.SetHeading(IdOf(arguments), NumberOf(arguments, "degrees", -kHalfTurn, kHalfTurn));
     } else if (verb == "remove") {
         world_.Remove(IdOf(arguments));
     } else if (verb == "sight") {
         world_.SetLineOfSight(IdOf(arguments), arguments.at("clear").get<bool>());
     } else if (verb == "noise") {
-        world_.SetNoise(NumberOf(arguments, "mm"));
+        world_.SetNoise(static_cast<int>(WholeNumberOf(arguments, "mm", Scene::kMaxNoiseMm)));
     } else if (verb == "range") {
-        world_.SetRange(NumberOf(arguments, "m"));
+        world_.SetRange(NumberOf(arguments, "m", 0, Scene::kMaxRange));
     } else if (verb == "rate") {
-        world_.SetRate(NumberOf(arguments, "rate"), arguments.value("blocks", false));
+        world_.SetRate(NumberOf(arguments, "rate", 0, Scene::kMaxRate),
+                       arguments.value("blocks", false));
     } else if (verb == "seed") {
-        world_.SetSeed(arguments.at("seed").get<uint64_t>());
+        world_.SetSeed(WholeNumberOf(arguments, "seed", std::numeric_limits<uint64_t>::max()));
     } else if (verb == "model") {
         SetModel(arguments);
     } else if (verb == "load") {

@@ -119,6 +119,10 @@ struct Scene {
     static constexpr double kMaxMetres = 50000;
     static constexpr double kMaxSpeed = 1000;
     static constexpr double kMaxSeconds = 1e6;
+    /** The largest range_m, noise_mm and rate. */
+    static constexpr double kMaxRange = 200000;
+    static constexpr int kMaxNoiseMm = 10000;
+    static constexpr double kMaxRate = 3600;
 };
 
 /** @return the distance between two places, in metres. */

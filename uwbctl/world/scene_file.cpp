@@ -11,6 +11,7 @@
 
 #include "uwbctl/client/client.h"
 #include "uwbctl/client/text.h"
+#include "uwbctl/client/text_file.h"
 
 namespace uwbctl {
 namespace {
@@ -19,14 +20,6 @@ namespace fs = std::filesystem;
 
 constexpr char kFolder[] = "/usr/share/uwb/scenes";
 constexpr char kEnding[] = ".scene";
-
-std::string ReadText(const std::string& path) {
-    std::string text;
-    if (!android::base::ReadFileToString(path, &text, /*follow_symlinks=*/true)) {
-        throw Failure(kUsage, "cannot read " + path + ": " + strerror(errno));
-    }
-    return text;
-}
 
 // What the first line says, when it is a comment.
 std::string Title(const std::string& path) {
@@ -43,7 +36,7 @@ std::string NameOf(const std::string& path) {
 }  // namespace
 
 Scene ReadSceneFile(const std::string& path, std::optional<unsigned> radios) {
-    ParsedScene parsed = ParseScene(ReadText(path), radios);
+    ParsedScene parsed = ParseScene(ReadTextFile(path), radios);
     std::vector<std::string> lines;
     lines.reserve(parsed.mistakes.size());
     for (const SceneMistake& it : parsed.mistakes) {

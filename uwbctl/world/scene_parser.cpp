@@ -24,9 +24,8 @@ constexpr size_t kMaxPoints = 65536;
 constexpr double kMaxMetres = Scene::kMaxMetres;
 constexpr double kMaxSpeed = Scene::kMaxSpeed;
 constexpr double kMaxSeconds = Scene::kMaxSeconds;
-constexpr double kMaxRange = 200000;
-constexpr double kMaxNoiseMm = 10000;
-constexpr double kMaxRate = 3600;
+constexpr double kMaxRange = Scene::kMaxRange;
+constexpr double kMaxRate = Scene::kMaxRate;
 constexpr double kHomeStep = 2;
 constexpr double kHalfTurn = 180;
 
@@ -351,7 +350,7 @@ void Parser::ParseWall(SceneWords* words) {
 
 void Parser::ParseNoise(SceneWords* words) {
     const std::string word = words->is_empty() ? "" : words->Peek();
-    const double mm = words->Number(0, kMaxNoiseMm, "millimetres");
+    const double mm = words->Number(0, Scene::kMaxNoiseMm, "millimetres");
     if (mm != std::floor(mm)) throw WrongWord{word, "not a whole number (millimetres)"};
     scene_.noise_mm = static_cast<int>(mm);
 }

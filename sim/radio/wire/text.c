@@ -11,6 +11,8 @@
 
 /* An error model with everything that it can say has as many. */
 #define TEXT_MAX_WORDS 40
+/* Of a refused line, for the kernel's log; a terminal may show it. */
+#define TEXT_MAX_SHOWN 200
 
 /*
  * Cuts a line into its words; returns how many, or -EINVAL for too many. A
@@ -60,8 +62,9 @@ static int text_run_pass(const char *what, const char *text, size_t len,
 		shown = kstrdup(line, GFP_KERNEL);
 		err = text_run_line(line, run, apply);
 		if (err)
-			pr_warn("%s: line %d refused (%d): %s\n", what, number,
-				err, shown ? shown : "");
+			pr_warn("%s: line %d refused (%d): %*pE\n", what, number,
+				err, shown ? (int)strnlen(shown, TEXT_MAX_SHOWN) : 0,
+				shown);
 		kfree(shown);
 	}
 	kfree(copy);

@@ -13,6 +13,7 @@ namespace {
 
 using std::chrono::milliseconds;
 using ::testing::HasSubstr;
+using ::testing::StartsWith;
 
 constexpr milliseconds kLongerThanAnInterval{120};
 
@@ -24,6 +25,11 @@ class WorldDeskTest : public ::testing::Test {
         android::base::WriteStringToFile(
             "time_ns " + std::to_string(time_ns_) + " " + settings + "\n" + bodies,
             std::string(folder_.path) + "/world");
+    }
+    std::string ReadWorld() const {
+        std::string text;
+        android::base::ReadFileToString(std::string(folder_.path) + "/world", &text);
+        return text;
     }
     // What pages are told of it.
     std::string Told(WorldDesk* desk) {
@@ -60,6 +66,8 @@ TEST_F(WorldDeskTest, TellsOfEverythingThatSomebodyElseChanges) {
         {kSettings, "radio 0 0 0 0 0 0 0\ntag 0x1234 1 2 0 0 0 0 los 1\nwall 1 0 2.5 0\n"},
         {kSettings, "radio 0 0 0 0 0 0 0\ntag 0x1234 1 2 0 0 0 0 los 1\nwall 1 0 2 0 stops\n"},
         {kSettings, "radio 0 0 0 0 0 0 0\nwall 1 0 2 0\n"},
+        // As a file may be called.
+        {"seed 1 noise_mm 30 range 200 rate 1 waits 0 scene r\xFFoom", kBodies},
         {kSettings, "radio 0 0 0 0 0 0 0 heading 90\nwall 1 0 2 0\n"},
     };
     for (const auto& [settings, bodies] : kCases) {
@@ -100,6 +108,40 @@ TEST_F(WorldDeskTest, KnowsAnglesFromWhereTheRadioLooks) {
         EXPECT_NEAR(desk.Of(kRadio, kTag, time_ns_)->azimuth_rad, degrees * M_PI / 180, 0.001)
             << heading << ", " << tag;
     }
+}
+
+// None of it is for the radio to sort out.
+TEST_F(WorldDeskTest, PassesOnOnlyWhatAWorldCanBe) {
+    Write(kSettings, kBodies);
+    WorldDesk desk(&log_, folder_.path);
+    const char* const kTag = R"("id":"0x1234","x":1,"y":1,"z":1)";
+    const struct {
+        const char* verb;
+        std::string arguments;
+    } kCases[] = {
+        {"noise", R"("mm":1e308)"},
+        {"noise", R"("mm":-1)"},
+        {"noise", R"("mm":0.5)"},
+        {"seed", R"("seed":-1)"},
+        {"seed", R"("seed":1.5)"},
+        {"seed", R"("seed":1e308)"},
+        {"range", R"("m":200001)"},
+        {"rate", R"("rate":3601)"},
+        {"heading", R"("id":"radio0","degrees":181)"},
+        {"move", R"("id":"0x1234","x":50001,"y":1,"z":1)"},
+        {"move", std::string(kTag) + R"(,"vy":1001)"},
+        {"move", R"("id":"0x1234","x":1,"y":1)"},
+        {"sight", R"("id":"0x1234","clear":1)"},
+        {"tea", ""},
+    };
+    const std::string before = ReadWorld();
+    for (const auto& [verb, arguments] : kCases) {
+        EXPECT_ANY_THROW(desk.Command(verb, nlohmann::ordered_json::parse("{" + arguments + "}")))
+            << verb << " " << arguments;
+        EXPECT_EQ(ReadWorld(), before) << verb << " " << arguments;
+    }
+    desk.Command("move", nlohmann::ordered_json::parse("{" + std::string(kTag) + R"(,"vy":-2})"));
+    EXPECT_THAT(ReadWorld(), StartsWith("tag 0x1234 1 1 1 0 -2 0\n"));
 }
 
 }  // namespace

@@ -94,6 +94,8 @@ TEST(RecordingTest, SaysWhatIsWrongAndWhere) {
         {SessionWith(R"("blockStridingValue":9223372036854775807)"),
          ":1: not a session line: blockStridingValue is out of range"},
         {SessionWith(R"("id":4294967296)"), ":1: not a session line: id is out of range"},
+        {R"({"type":"session","format":"uwbctl-recording","version":1,"time":"t","iface":"\u001b[2J"})",
+         ":1: the name of iface"},
         {session + "{\"type\":\"event\"}\n", ":2: not an event: key 'event'"},
         {session + kMeasurement + session, ":3: a second session"},
     };
@@ -108,6 +110,7 @@ TEST(RecordingTest, SaysWhatIsWrongAndWhere) {
     }
     EXPECT_THROW(ReadRecording("/"), Failure);
     EXPECT_THROW(ReadRecording("/nowhere/walk.jsonl"), Failure);
+    EXPECT_THROW(ReadRecording("/dev/zero"), Failure);
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include "uwbctl/client/client.h"
+#include "uwbctl/client/text.h"
 #include "uwbctl/commands/fira_range.h"
 
 namespace uwbctl {
@@ -119,11 +120,23 @@ TEST(SessionTest, RefusesFilesThatAreNone) {
     const struct {
         std::string file;
         const char* says;
-    } kCases[] = {{dir.path, "Is a directory"}, {"/nowhere", "/nowhere"}, {deep, "nested deeper"}};
+    } kCases[] = {{dir.path, "Is a directory"},
+                  {"/nowhere", "/nowhere"},
+                  {deep, "nested deeper"},
+                  {"/dev/zero", "larger than"}};
     for (const auto& [file, says] : kCases) {
         EXPECT_THAT(Member({.session_file = file}, "id"), HasSubstr(says));
     }
     EXPECT_THAT(Member({.session_file = "-", .reads_commands = true}, "id"), HasSubstr("either"));
+}
+
+// What a terminal would obey stays in the file that it came from; other languages do not.
+TEST(SessionTest, AFilesWordsCannotCommandATerminal) {
+    EXPECT_EQ(PrintableText("a\x1b]0;owned\x07\tb\nc\x7f\r"),
+              "a\\x1b]0;owned\\x07\tb\nc\\x7f\\x0d");
+    EXPECT_EQ(PrintableText("\xC2\x9B"
+                            "2J caf\xC3\xA9 \xC2\xA0"),
+              "\\x9b2J caf\xC3\xA9 \xC2\xA0");
 }
 
 }  // namespace
