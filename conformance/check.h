@@ -17,6 +17,9 @@ using namespace std::string_literals;
 using ::testing::Each;
 using ::testing::ElementsAre;
 
+/** How many measurements in a check may be lost on the air. */
+constexpr int kMostLost = 4;
+
 /** @return whether the target's first or second interface is up. */
 bool IsUp(int radio);
 

@@ -14,9 +14,7 @@ namespace {
 constexpr int64_t kLeastDistanceMm = -2000;
 constexpr int64_t kMostDistanceMm = 500'000;
 
-// Measurements of which some may be lost on the air.
 constexpr int kMeasurements = 20;
-constexpr int kMostLost = 4;
 
 class FiraCheck : public OpenCheck {
   protected:

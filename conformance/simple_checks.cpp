@@ -10,7 +10,6 @@ namespace {
 
 constexpr int kNoValue = std::numeric_limits<int32_t>::min();
 constexpr int kPanId = 7;
-constexpr int kMostLost = 4;
 
 class SimpleCheck : public OpenCheck {
   protected:

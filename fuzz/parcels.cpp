@@ -233,7 +233,8 @@ class Rounds {
 
 extern "C" int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/) {
     hardware::velta::SilenceLog();
-    signal(SIGPIPE, SIG_IGN);  // As the service does: a random parcel may ask for a dump into a closed pipe.
+    signal(SIGPIPE,
+           SIG_IGN);  // As the service does: a random parcel may ask for a dump into a closed pipe.
     // A random binder may look for services: there is none, and none to wait for.
     android::setDefaultServiceManager(android::sp<android::FakeServiceManager>::make());
     hardware::velta::WriteCalibration();

@@ -15,7 +15,7 @@
 namespace hardware::velta {
 namespace {
 
-constexpr auto kNtfPolicies = MakePolicies<NFCC_COEX_CALL_ATTR_MAX>({
+constexpr auto kStopPolicies = MakePolicies<NFCC_COEX_CALL_ATTR_MAX>({
     {NFCC_COEX_CALL_ATTR_STOPPED, NLA_U8},
     {NFCC_COEX_CALL_ATTR_WATCHDOG, NLA_U8},
 });
@@ -94,7 +94,7 @@ int CccRegionUtils::OnNotification(nl_msg* msg) {
     CccRegionCallback* const callback = CallbackOf(hw_index);
     if (callback == nullptr) return NL_STOP;
     AttrTable<NFCC_COEX_CALL_ATTR_MAX> params;
-    if (params.ParseNest(content, kNtfPolicies) < 0) {
+    if (params.ParseNest(content, kStopPolicies) < 0) {
         LOG(WARNING) << __func__ << ": Failed to parse session ntf call attr";
         return NL_STOP;
     }

@@ -23,7 +23,7 @@ using ::aidl::hardware::velta::uwb::FiraTwrMeasurement;
 
 using MeasurementAttrs = AttrTable<FIRA_MEASUREMENT_ATTR_MAX>;
 
-constexpr auto kNtfPolicies = MakePolicies<FIRA_CALL_ATTR_MAX>({
+constexpr auto kReportPolicies = MakePolicies<FIRA_CALL_ATTR_MAX>({
     {FIRA_CALL_ATTR_SESSION_ID, NLA_U32},
     {FIRA_CALL_ATTR_RANGING_DATA, NLA_NESTED},
 });
@@ -149,7 +149,7 @@ int FiraRegionUtils::OnRangingResult(nl_msg* msg) {
         return NL_STOP;
     }
     AttrTable<FIRA_CALL_ATTR_MAX> params;
-    if (params.ParseNest(content, kNtfPolicies) < 0) {
+    if (params.ParseNest(content, kReportPolicies) < 0) {
         LOG(WARNING) << __func__ << ": Failed to parse session ntf call attr";
         return NL_STOP;
     }

@@ -21,13 +21,13 @@ const size_t kMessageLimit = static_cast<size_t>(getpagesize()) - NLMSG_HDRLEN;
 constexpr int kStatusBadReply = 5;
 
 // Keys of a SET reply.
-constexpr uint16_t kKeyMaxLength = 20;
+constexpr uint16_t kSetKeyMaxLength = 20;
 
 constexpr char kPrefixStart = '[';
 
 constexpr AttrPolicies<MCPS802154_ATTR_MAX> kNoPolicies = {};
 constexpr auto kStatusPolicies = MakePolicies<MCPS802154_CALIBRATION_ATTR_MAX>({
-    {MCPS802154_CALIBRATION_ATTR_KEY, NLA_STRING, kKeyMaxLength},
+    {MCPS802154_CALIBRATION_ATTR_KEY, NLA_STRING, kSetKeyMaxLength},
     {MCPS802154_CALIBRATION_ATTR_STATUS, NLA_S32},
 });
 

@@ -20,7 +20,7 @@ constexpr char kSpiPidKey[] = "spi_pid";
 constexpr char kKt7100PidKey[] = "kt7100_pid";
 
 // Keys of a GET reply; the process ids' keys are short.
-constexpr uint16_t kKeyMaxLength = 32;
+constexpr uint16_t kPidKeyMaxLength = 32;
 
 constexpr auto kHwPolicies = MakePolicies<MCPS802154_ATTR_MAX>({
     {MCPS802154_ATTR_HW, NLA_U32},
@@ -28,7 +28,7 @@ constexpr auto kHwPolicies = MakePolicies<MCPS802154_ATTR_MAX>({
     {MCPS802154_ATTR_SCHEDULER_NAME, NLA_STRING, MCPS802154_NAME_MAX},
 });
 constexpr auto kPidPolicies = MakePolicies<MCPS802154_CALIBRATION_ATTR_MAX>({
-    {MCPS802154_CALIBRATION_ATTR_KEY, NLA_STRING, kKeyMaxLength},
+    {MCPS802154_CALIBRATION_ATTR_KEY, NLA_STRING, kPidKeyMaxLength},
 });
 
 std::string SchedulerName(McpsScheduler scheduler) {

@@ -6,7 +6,7 @@
 namespace hardware::velta::bench {
 namespace {
 
-constexpr char kGroup[] = "HAL call";
+constexpr char kCallGroup[] = "HAL call";
 constexpr int kChunk = 25;
 
 struct Timed {
@@ -53,10 +53,11 @@ void MeasureCalls(const Plan& plan) {
         Call(&sides, plan.Times(40));
         WriteText(kProcessLog, "");
         const auto us = [&](size_t side) { return Median(sides[side].us); };
-        Emit({kGroup, "getSessionCount, INFO filtered", "us", RatioAtMost(1.10)}, round, us(0),
+        Emit({kCallGroup, "getSessionCount, INFO filtered", "us", RatioAtMost(1.10)}, round, us(0),
              us(1));
-        Emit({kGroup, "log lines of a call, INFO filtered", "", ValueAtMost(0)}, round, lines);
-        Emit({kGroup, "getSessionCount, logging", "us", RatioAtMost(1.25)}, round, us(2), us(3));
+        Emit({kCallGroup, "log lines of a call, INFO filtered", "", ValueAtMost(0)}, round, lines);
+        Emit({kCallGroup, "getSessionCount, logging", "us", RatioAtMost(1.25)}, round, us(2),
+             us(3));
     }
 }
 

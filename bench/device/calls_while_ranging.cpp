@@ -11,7 +11,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-constexpr char kGroup[] = "calls while ranging";
+constexpr char kBusyCallGroup[] = "calls while ranging";
 constexpr char kReportsGroup[] = "20 reports a second beside CCC";
 constexpr int kBlocksMs[] = {20, 100, 200, 1000};
 
@@ -61,9 +61,9 @@ void MeasureState(const Plan& plan, Service* service, const std::string& mode, i
         EndSession(service);
         const std::string name =
             mode + ", " + beside.name + ", blocks of " + std::to_string(block_ms) + " ms: ";
-        Emit({kGroup, name + "median against idle", "us", counts ? RatioAtMost(2) : Goal()}, round,
-             Median(us), Median(idle));
-        Emit({kGroup, name + "99 of 100", "ms", counts ? ValueAtMost(10) : Goal()}, round,
+        Emit({kBusyCallGroup, name + "median against idle", "us", counts ? RatioAtMost(2) : Goal()},
+             round, Median(us), Median(idle));
+        Emit({kBusyCallGroup, name + "99 of 100", "ms", counts ? ValueAtMost(10) : Goal()}, round,
              Percentile(us, 0.99) / 1e3);
     }
 }

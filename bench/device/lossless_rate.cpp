@@ -9,7 +9,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-constexpr char kGroup[] = "lossless rate";
+constexpr char kRateGroup[] = "lossless rate";
 
 /** Reports come in bursts: so many every block. */
 struct Burst {
@@ -101,7 +101,7 @@ void MeasureLosslessRate(const Plan& plan) {
         for (const int peers : {1, 16}) {
             const double our_rate = HighestRate(&ours, peers, time, steps);
             const double floor_rate = HighestRate(&floor, peers, time, steps);
-            Emit({kGroup, std::to_string(peers) + (peers == 1 ? " peer" : " peers"), "1/s",
+            Emit({kRateGroup, std::to_string(peers) + (peers == 1 ? " peer" : " peers"), "1/s",
                   RatioAtLeast(0.9)},
                  round, our_rate, floor_rate);
         }

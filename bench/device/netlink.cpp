@@ -16,7 +16,7 @@
 namespace hardware::velta::bench {
 namespace {
 
-constexpr char kGroup[] = "netlink request";
+constexpr char kRequestGroup[] = "netlink request";
 
 // The request by hand: one send, one receive, one look at the answer.
 class RawSocket {
@@ -103,11 +103,11 @@ void MeasureNetlink(const Plan& plan) {
             libnl_us.push_back(TimeOf(by_libnl));
             hand_us.push_back(TimeOf(by_hand));
         }
-        Emit({kGroup, "NlSocket against libnl", "us", RatioAtMost(1.10)}, round, Median(ours_us),
-             Median(libnl_us));
-        Emit({kGroup, "NlSocket against send and recv", "us"}, round, Median(ours_us),
+        Emit({kRequestGroup, "NlSocket against libnl", "us", RatioAtMost(1.10)}, round,
+             Median(ours_us), Median(libnl_us));
+        Emit({kRequestGroup, "NlSocket against send and recv", "us"}, round, Median(ours_us),
              Median(hand_us));
-        Emit({kGroup, "libnl itself against send and recv", "us"}, round, Median(libnl_us),
+        Emit({kRequestGroup, "libnl itself against send and recv", "us"}, round, Median(libnl_us),
              Median(hand_us));
     }
     nlmsg_free(msg);

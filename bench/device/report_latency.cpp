@@ -9,7 +9,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-constexpr char kGroup[] = "ranging reports";
+constexpr char kReportGroup[] = "ranging reports";
 
 struct Load {
     int peers;
@@ -70,19 +70,19 @@ std::string NameOf(const Load& load) {
 
 void Print(const Load& load, int round, const Cost& ours, const Cost& floor) {
     const std::string name = NameOf(load);
-    Emit({kGroup, name + "age at the client", "us", RatioAtMost(1.15)}, round, ours.age_us,
+    Emit({kReportGroup, name + "age at the client", "us", RatioAtMost(1.15)}, round, ours.age_us,
          floor.age_us);
-    Emit({kGroup, name + "age, 99 of 100", "us"}, round, ours.age99_us, floor.age99_us);
-    Emit({kGroup, name + "CPU time of a report", "us", RatioAtMost(1.3)}, round, ours.cpu_us,
+    Emit({kReportGroup, name + "age, 99 of 100", "us"}, round, ours.age99_us, floor.age99_us);
+    Emit({kReportGroup, name + "CPU time of a report", "us", RatioAtMost(1.3)}, round, ours.cpu_us,
          floor.cpu_us);
-    Emit({kGroup, name + "share that arrived", ""}, round, ours.arrived, floor.arrived);
+    Emit({kReportGroup, name + "share that arrived", ""}, round, ours.arrived, floor.arrived);
 }
 
 void PrintConverting(const Load& load, int round, const Cost& ours, const Cost& floor) {
     const std::string name = NameOf(load);
-    Emit({kGroup, name + "age, against a relay that converts", "us"}, round, ours.age_us,
+    Emit({kReportGroup, name + "age, against a relay that converts", "us"}, round, ours.age_us,
          floor.age_us);
-    Emit({kGroup, name + "CPU time, against a relay that converts", "us"}, round, ours.cpu_us,
+    Emit({kReportGroup, name + "CPU time, against a relay that converts", "us"}, round, ours.cpu_us,
          floor.cpu_us);
 }
 

@@ -13,7 +13,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-constexpr char kGroup[] = "FiRa session";
+constexpr char kSessionGroup[] = "FiRa session";
 constexpr char kStrace[] = "/bin/strace";
 constexpr char kTrace[] = "/tmp/bench.strace";
 
@@ -71,7 +71,7 @@ void CountSystemCalls(const Plan& plan, Side* ours, const std::vector<Other>& fl
         const double our_calls = SystemCalls(ours, cycles);
         for (const Other& floor : floors) {
             const Goal goal = floor.suffix.empty() ? ValueAtMost(90) : Goal();
-            Emit({kGroup, name + floor.suffix, "calls", goal}, round, our_calls,
+            Emit({kSessionGroup, name + floor.suffix, "calls", goal}, round, our_calls,
                  SystemCalls(floor.side, cycles));
         }
     }
@@ -111,12 +111,12 @@ void MeasureSessions(const Plan& plan) {
         const Medians our_times = MediansOf(times[&ours]);
         for (const Other& floor : floors) {
             const Medians floor_times = MediansOf(times[floor.side]);
-            Emit({kGroup, "set-up and tear-down" + floor.suffix, "us", RatioAtMost(1.30)}, round,
-                 our_times.all_us, floor_times.all_us);
-            Emit({kGroup, "set-up: init, start" + floor.suffix, "us"}, round, our_times.up_us,
-                 floor_times.up_us);
-            Emit({kGroup, "tear-down: stop, deinit" + floor.suffix, "us"}, round, our_times.down_us,
-                 floor_times.down_us);
+            Emit({kSessionGroup, "set-up and tear-down" + floor.suffix, "us", RatioAtMost(1.30)},
+                 round, our_times.all_us, floor_times.all_us);
+            Emit({kSessionGroup, "set-up: init, start" + floor.suffix, "us"}, round,
+                 our_times.up_us, floor_times.up_us);
+            Emit({kSessionGroup, "tear-down: stop, deinit" + floor.suffix, "us"}, round,
+                 our_times.down_us, floor_times.down_us);
         }
     }
     // Where there is no strace all the rest is measured even so.

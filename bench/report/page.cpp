@@ -75,7 +75,7 @@ std::string Ratio(const Row& row) {
            Digits(row.ratio->highest) + ")";
 }
 
-std::string Verdict(const Row& row) {
+std::string MarkedVerdict(const Row& row) {
     if (!row.has_goal()) return "";
     return row.is_met() ? "met" : "**missed**";
 }
@@ -92,11 +92,11 @@ std::string TableRow(const Row& row, const Result* before) {
         if (old == nullptr) {
             text += "| | | ";
         } else {
-            text +=
-                Values(old->ours, old->unit) + " | " + Ratio(*old) + " | " + Verdict(*old) + " | ";
+            text += Values(old->ours, old->unit) + " | " + Ratio(*old) + " | " +
+                    MarkedVerdict(*old) + " | ";
         }
     }
-    return text + Cells(row) + " | " + row.Goal() + " | " + Verdict(row) + " |\n";
+    return text + Cells(row) + " | " + row.Goal() + " | " + MarkedVerdict(row) + " |\n";
 }
 
 std::string Table(const std::string& group, const Result& result, const Result* before) {

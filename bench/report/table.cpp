@@ -12,7 +12,7 @@ constexpr char kRed[] = "\033[31m";
 constexpr char kGreen[] = "\033[32m";
 constexpr char kPlain[] = "\033[0m";
 
-std::string Verdict(const Row& row) {
+std::string ColouredVerdict(const Row& row) {
     if (!row.has_goal()) return "";
     std::string text = row.is_met() ? "met" : "MISSED";
     if (isatty(STDOUT_FILENO) == 0) return text;
@@ -39,7 +39,7 @@ std::string Line(const Row& row) {
     } else {
         snprintf(numbers, sizeof(numbers), "%7s", "-");
     }
-    return text + Pad(numbers, 26) + Pad(row.Goal(), 14) + Verdict(row) + "\n";
+    return text + Pad(numbers, 26) + Pad(row.Goal(), 14) + ColouredVerdict(row) + "\n";
 }
 
 }  // namespace

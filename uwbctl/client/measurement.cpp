@@ -8,6 +8,7 @@
 
 #include "uwbctl/client/json.h"
 #include "uwbctl/client/text.h"
+#include "uwbctl/client/units.h"
 
 namespace uwbctl {
 namespace {
@@ -17,7 +18,6 @@ using ::aidl::hardware::velta::uwb::FiraTwrMeasurement;
 using ::android::base::StringPrintf;
 using Json = nlohmann::ordered_json;
 
-constexpr double kNanosecondsPerSecond = 1e9;
 constexpr int kLineOfSightUnknown = 255;
 
 std::optional<Angle> ToAngle(double radians, double figure_of_merit) {

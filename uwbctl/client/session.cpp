@@ -27,8 +27,6 @@ using namespace ::aidl::hardware::velta::uwb;
 using ::android::base::StringPrintf;
 using Json = nlohmann::ordered_json;
 
-constexpr size_t kShortAddressSize = 2;
-
 // Longer values are cut in messages.
 constexpr size_t kMostShown = 80;
 

@@ -16,7 +16,6 @@ namespace {
 using ::aidl::hardware::velta::uwb::UwbAddress;
 using ::android::base::StringPrintf;
 
-constexpr size_t kShortAddressSize = 2;
 constexpr size_t kMaxAddressSize = 8;
 constexpr size_t kByteDigits = 2;
 constexpr int kHexBase = 16;

@@ -3,12 +3,16 @@
 
 #include <aidl/hardware/velta/uwb/UwbAddress.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
 
 namespace uwbctl {
+
+/** Bytes of a short address. */
+inline constexpr size_t kShortAddressSize = 2;
 
 /**
  * @return an address of 1 to 8 bytes from "0x1234" or "12:34", most significant first; empty when

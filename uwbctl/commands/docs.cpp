@@ -8,7 +8,6 @@
 namespace uwbctl {
 namespace {
 
-using android::base::Join;
 using android::base::StringReplace;
 
 // Text that is no roff request, whatever it begins with.
@@ -49,7 +48,7 @@ std::string ValueWords(const CLI::App& top, const std::string& type) {
     if (type == "COMMAND") {
         std::vector<std::string> names;
         for (const CLI::App* command : Commands(top)) names.push_back(command->get_name());
-        return Join(names, ' ');
+        return android::base::Join(names, ' ');
     }
     return type.find('|') == type.npos ? "" : StringReplace(type, "|", " ", /*all=*/true);
 }
@@ -66,7 +65,7 @@ std::string ValueCases(const CLI::App& top, const CLI::App& app) {
         for (const std::string& name : option->get_snames()) {
             patterns.push_back("\"" + FullName(app) + " -" + name + "\"");
         }
-        text += "    " + Join(patterns, " | ") + ") words=\"" +
+        text += "    " + android::base::Join(patterns, " | ") + ") words=\"" +
                 ValueWords(top, option->get_type_name()) + "\" ;;\n";
     }
     for (const CLI::App* command : Commands(app)) text += ValueCases(top, *command);
@@ -82,7 +81,8 @@ std::string WordCases(const CLI::App& top, const CLI::App& app) {
         if (option->get_positional()) words.push_back(ValueWords(top, option->get_type_name()));
     }
     words.emplace_back("--help");
-    std::string text = "      \"" + FullName(app) + "\") words=\"" + Join(words, ' ') + "\" ;;\n";
+    std::string text =
+        "      \"" + FullName(app) + "\") words=\"" + android::base::Join(words, ' ') + "\" ;;\n";
     for (const CLI::App* command : Commands(app)) text += WordCases(top, *command);
     return text;
 }

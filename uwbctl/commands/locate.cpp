@@ -14,6 +14,7 @@
 
 #include "uwbctl/client/output.h"
 #include "uwbctl/client/text.h"
+#include "uwbctl/client/units.h"
 #include "uwbctl/commands/command.h"
 #include "uwbctl/commands/fira_range.h"
 #include "uwbctl/locate/anchors.h"
@@ -121,9 +122,8 @@ class Display {
 
   private:
     std::string Line(const Estimate& estimate, std::optional<double> error) const {
-        constexpr double kNanos = 1e9;
-        std::string text =
-            StringPrintf("%12.6f s  ", static_cast<double>(estimate.timestamp_ns) / kNanos);
+        std::string text = StringPrintf(
+            "%12.6f s  ", static_cast<double>(estimate.timestamp_ns) / kNanosecondsPerSecond);
         const Solution& solution = estimate.solution;
         if (const auto& it = solution.location) {
             text += StringPrintf(

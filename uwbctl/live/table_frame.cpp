@@ -8,13 +8,13 @@
 #include <limits>
 
 #include "uwbctl/client/text.h"
+#include "uwbctl/client/units.h"
 
 namespace uwbctl {
 namespace {
 
 using ::android::base::StringPrintf;
 
-constexpr double kMillimetresPerMetre = 1000;
 constexpr double kPercent = 100;
 // Where a loss is worth a look.
 constexpr double kDoubtfulLoss = 0.1;

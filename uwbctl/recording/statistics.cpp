@@ -4,13 +4,13 @@
 #include <algorithm>
 #include <cmath>
 
+#include "uwbctl/client/units.h"
+
 namespace uwbctl {
 namespace {
 
 // What a trend line and a rate are made from.
 constexpr size_t kRecent = 20;
-
-constexpr double kNanosecondsPerSecond = 1e9;
 
 }  // namespace
 

@@ -4,11 +4,11 @@
 #include <algorithm>
 #include <cmath>
 
+#include "uwbctl/client/units.h"
+
 namespace uwbctl {
 namespace {
 
-constexpr double kNanosecondsPerSecond = 1e9;
-constexpr double kMillimetresPerMetre = 1000;
 constexpr double kMillisecondsPerSecond = 1000;
 
 int64_t NumberOf(const nlohmann::ordered_json& session, const char* name) {

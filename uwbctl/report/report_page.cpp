@@ -18,6 +18,7 @@
 
 #include "uwbctl/client/session.h"
 #include "uwbctl/client/text.h"
+#include "uwbctl/client/units.h"
 #include "uwbctl/report/report_charts.h"
 #include "uwbctl/report/report_data.h"
 #include "uwbctl/report/report_style.h"
@@ -27,9 +28,6 @@ namespace {
 
 using ::android::base::StringPrintf;
 using Json = nlohmann::ordered_json;
-
-constexpr double kMillimetresPerMetre = 1000;
-constexpr double kNanosecondsPerSecond = 1e9;
 
 // What stands where there is no number.
 constexpr char kNone[] = "\u2013";

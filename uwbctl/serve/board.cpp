@@ -7,6 +7,7 @@
 #include <cmath>
 
 #include "uwbctl/client/client.h"
+#include "uwbctl/client/units.h"
 #include "uwbctl/locate/estimate.h"
 #include "uwbctl/recording/recorder.h"
 
@@ -17,7 +18,6 @@ using Json = nlohmann::ordered_json;
 using std::chrono::steady_clock;
 
 constexpr std::chrono::milliseconds kStatisticsInterval{1000};
-constexpr double kNanosecondsPerSecond = 1e9;
 // About an hour of eight peers at twenty reports a second; a device has no more to spare.
 constexpr uint64_t kMaxRecorded = 600000;
 

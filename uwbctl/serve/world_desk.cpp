@@ -7,6 +7,7 @@
 
 #include "uwbctl/client/client.h"
 #include "uwbctl/client/json.h"
+#include "uwbctl/client/units.h"
 #include "uwbctl/world/scene_file.h"
 #include "uwbctl/world/scene_printer.h"
 
@@ -23,7 +24,6 @@ constexpr milliseconds kInterval{100};
 constexpr milliseconds kLongest{2000};
 // Nearer than that to where pages expect it, a thing is where they expect it.
 constexpr double kCloseM = 0.002;
-constexpr double kMillimetresPerMetre = 1000;
 constexpr double kHalfTurn = 180;
 
 ThingId IdOf(const Json& arguments) {

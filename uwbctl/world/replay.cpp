@@ -6,11 +6,11 @@
 #include <map>
 
 #include "uwbctl/client/client.h"
+#include "uwbctl/client/units.h"
 
 namespace uwbctl {
 namespace {
 
-constexpr double kNanosPerSecond = 1e9;
 constexpr double kMmPerMetre = 1000;
 constexpr double kShortestLeg = 1e-3;
 
@@ -64,7 +64,7 @@ Scene ReplayScene(const Recording& recording) {
         const auto id = ParseThingId(measurement.peer);
         if (!id || id->kind != ThingId::Kind::kTag) continue;
         const double seconds =
-            static_cast<double>(measurement.timestamp_ns - begin) / kNanosPerSecond;
+            static_cast<double>(measurement.timestamp_ns - begin) / kNanosecondsPerSecond;
         AddPoint(measurement, seconds, &paths[*id]);
     }
     Scene scene{.noise_mm = 0, .waits = true};

@@ -15,6 +15,7 @@
 #include <sstream>
 
 #include "uwbctl/client/client.h"
+#include "uwbctl/client/units.h"
 #include "uwbctl/world/scene_file.h"
 #include "uwbctl/world/scene_printer.h"
 
@@ -23,9 +24,8 @@ namespace {
 
 // What one write may hold.
 constexpr size_t kMaxWrite = 16000;
-constexpr double kNanosPerSecond = 1e9;
 
-std::string ReadText(const std::string& path) {
+std::string ReadWorld(const std::string& path) {
     std::string text;
     if (!android::base::ReadFileToString(path, &text)) {
         throw Failure(kRadioFailed, "cannot read " + path + ": " + strerror(errno));
@@ -51,7 +51,7 @@ std::string ModelLines(const std::string& who, const std::optional<Model>& model
     return text + "model " + who + " noise 0" + (keys.empty() ? "" : " " + keys) + "\n";
 }
 
-std::vector<std::string> ThingLines(const Thing& thing) {
+std::vector<std::string> ThingCommands(const Thing& thing) {
     const std::string who = ToText(thing.id);
     std::vector<std::string> lines = {BodyLine(thing.id, thing.at, thing.velocity)};
     if (thing.heading != 0) lines.push_back(HeadingLine(thing.id, thing.heading));
@@ -66,7 +66,7 @@ std::vector<std::string> ThingLines(const Thing& thing) {
     return lines;
 }
 
-std::vector<std::string> SceneLines(const Scene& scene) {
+std::vector<std::string> SceneCommands(const Scene& scene) {
     // The world stands still while it is made, so that everything starts at once.
     std::vector<std::string> lines = {
         "clear\nrate 0\n", "noise " + std::to_string(scene.noise_mm) + "\n",
@@ -75,7 +75,7 @@ std::vector<std::string> SceneLines(const Scene& scene) {
     if (scene.model) lines.push_back(ModelLines("*", scene.model));
     for (const Wall& wall : scene.walls) lines.push_back("wall " + WallText(wall) + "\n");
     for (const Thing& thing : scene.things) {
-        const auto more = ThingLines(thing);
+        const auto more = ThingCommands(thing);
         lines.insert(lines.end(), more.begin(), more.end());
     }
     lines.push_back((scene.waits ? "wait\n" : "") +
@@ -211,7 +211,7 @@ double Truth::WorldPace() const {
 }
 
 Vec3 Truth::At(const TrueBody& body, int64_t from_ns, int64_t when_ns) {
-    const double seconds = static_cast<double>(when_ns - from_ns) / kNanosPerSecond;
+    const double seconds = static_cast<double>(when_ns - from_ns) / kNanosecondsPerSecond;
     return {.x = body.at.x + body.velocity.x * seconds,
             .y = body.at.y + body.velocity.y * seconds,
             .z = body.at.z + body.velocity.z * seconds};
@@ -242,7 +242,7 @@ unsigned VirtualWorld::CountRadios() const {
 Truth VirtualWorld::Read() const {
     Require();
     std::vector<std::pair<std::string, Model>> models;
-    return ParseTruth(ReadText(folder_ + "/world"), &models);
+    return ParseTruth(ReadWorld(folder_ + "/world"), &models);
 }
 
 void VirtualWorld::Write(const std::string& lines, const std::string& thing) const {
@@ -264,7 +264,7 @@ void VirtualWorld::Load(const Scene& scene) const {
     const std::string what = scene.name.empty() ? "the scene" : "the scene " + scene.name;
     std::string text;
     try {
-        for (const std::string& lines : SceneLines(scene)) {
+        for (const std::string& lines : SceneCommands(scene)) {
             if (text.size() + lines.size() > kMaxWrite) {
                 Write(text, what);
                 text.clear();
@@ -282,7 +282,7 @@ void VirtualWorld::Load(const Scene& scene) const {
 Scene VirtualWorld::Save() const {
     Require();
     std::vector<std::pair<std::string, Model>> models;
-    const Truth truth = ParseTruth(ReadText(folder_ + "/world"), &models);
+    const Truth truth = ParseTruth(ReadWorld(folder_ + "/world"), &models);
     Scene scene{.name = truth.scene,
                 .walls = truth.walls,
                 .model = truth.model,
@@ -305,7 +305,7 @@ Scene VirtualWorld::Save() const {
             if (who == ToText(body.id)) thing.model = model;
         }
     }
-    for (const std::string& line : android::base::Split(ReadText(folder_ + "/paths"), "\n")) {
+    for (const std::string& line : android::base::Split(ReadWorld(folder_ + "/paths"), "\n")) {
         const std::vector<std::string> words = WordsOf(line);
         if (words.size() >= 3) TakePathLine(words, &scene);
     }

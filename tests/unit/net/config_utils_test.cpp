@@ -26,7 +26,7 @@ using namespace std::string_literals;
 using ::testing::ElementsAre;
 using ::testing::StartsWith;
 
-constexpr char kMissing[] = "/nonexistent/uwb.conf";
+constexpr char kMissingFile[] = "/nonexistent/uwb.conf";
 
 const char* Written(const TemporaryFile& file, const std::string& text) {
     EXPECT_TRUE(android::base::WriteStringToFile(text, file.path));
@@ -72,7 +72,7 @@ TEST(ConfigUtilsTest, MergesWhatItLoadsAndSavesItWithoutLineEnds) {
     config.Set("a", "old");
     config.Set("b", "kept");
     EXPECT_TRUE(config.Load(Written(file, "a = new value, longer than what is written\na = 1")));
-    EXPECT_FALSE(config.Load(kMissing) || config.Load(nullptr));
+    EXPECT_FALSE(config.Load(kMissingFile) || config.Load(nullptr));
     TemporaryDir folder;
     EXPECT_FALSE(config.Load(folder.path));
     const std::string fifo = std::string(folder.path) + "/fifo";
@@ -83,7 +83,7 @@ TEST(ConfigUtilsTest, MergesWhatItLoadsAndSavesItWithoutLineEnds) {
     EXPECT_FALSE(config.Load(Written(large, "b=" + std::string(1024 * 1024 - 1, 'x'))));
     EXPECT_TRUE(config.Erase("c"));
     EXPECT_TRUE(config.Save(file.path));
-    EXPECT_FALSE(config.Save(kMissing) || config.Save(nullptr));
+    EXPECT_FALSE(config.Save(kMissingFile) || config.Save(nullptr));
     std::string text;
     EXPECT_TRUE(android::base::ReadFileToString(file.path, &text));
     EXPECT_EQ(text, "a = 1b = kept");
@@ -171,9 +171,9 @@ TEST(PropertiesFileTest, SetsProperties) {
            Written(file, "# note\n\n  uwb.test.a = x = y  \nuwb.test.b=\nro.uwb.test.c=1"), 1);
     EXPECT_TRUE(LoadSystemProperties(&error)) << error;
     EXPECT_EQ(GetProperty("uwb.test.a", "") + GetProperty("ro.uwb.test.c", ""), "x = y1");
-    setenv(kPropertiesFileVariable, kMissing, 1);
+    setenv(kPropertiesFileVariable, kMissingFile, 1);
     EXPECT_FALSE(LoadSystemProperties(&error));
-    EXPECT_EQ(error, std::string(kMissing) + ": No such file or directory");
+    EXPECT_EQ(error, std::string(kMissingFile) + ": No such file or directory");
     unsetenv(kPropertiesFileVariable);
     if (access(kDefaultPropertiesFile, F_OK) != 0) {
         EXPECT_TRUE(LoadSystemProperties(&error)) << "the default one need not be there";

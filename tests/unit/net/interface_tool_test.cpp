@@ -28,7 +28,7 @@ using ::testing::ElementsAre;
 using ::testing::SizeIs;
 using namespace std::string_literals;
 
-constexpr char kMissing[] = "uwb_missing_012";  // As long as a name can be.
+constexpr char kMissingInterface[] = "uwb_missing_012";  // As long as a name can be.
 constexpr char kTooLong[] = "uwb_missing_0123";
 constexpr std::array<uint8_t, 8> kAddress = {0x02, 0x11, 0x22, 0x33, 0x44, 0x55, 0x66, 0x77};
 
@@ -86,12 +86,12 @@ TEST(InterfaceToolTest, SetsTheHardwareAddressAsIeee802154) {
         const android::base::unique_fd tap(open("/dev/net/tun", O_RDWR | O_CLOEXEC));
         ASSERT_GE(tap.get(), 0) << "/dev/net/tun: " << strerror(errno);
         ifreq request = {};
-        std::string(kMissing).copy(request.ifr_name, IFNAMSIZ - 1);
+        std::string(kMissingInterface).copy(request.ifr_name, IFNAMSIZ - 1);
         request.ifr_flags = IFF_TAP | IFF_NO_PI;
         ASSERT_EQ(ioctl(tap.get(), TUNSETIFF, &request), 0) << strerror(errno);
         constexpr int kIeee802154 = 804;
         ASSERT_EQ(ioctl(tap.get(), TUNSETLINK, kIeee802154), 0) << strerror(errno);
-        ASSERT_TRUE(InterfaceTool().SetMacAddress(kMissing, kAddress));
+        ASSERT_TRUE(InterfaceTool().SetMacAddress(kMissingInterface, kAddress));
         const android::base::unique_fd fd(socket(AF_INET, SOCK_DGRAM, 0));
         ASSERT_EQ(ioctl(fd.get(), SIOCGIFHWADDR, &request), 0);
         const char* data = request.ifr_hwaddr.sa_data;
@@ -102,8 +102,8 @@ TEST(InterfaceToolTest, SetsTheHardwareAddressAsIeee802154) {
 TEST(InterfaceToolTest, TakesDownWhatCannotBeRead) {
     LogCapture log;
     InterfaceTool tool;
-    EXPECT_TRUE(tool.SetUpStateIfNecessary(kMissing, false));
-    EXPECT_FALSE(tool.SetUpStateIfNecessary(kMissing, true));
+    EXPECT_TRUE(tool.SetUpStateIfNecessary(kMissingInterface, false));
+    EXPECT_FALSE(tool.SetUpStateIfNecessary(kMissingInterface, true));
     const std::string missing = Line("Could not read interface state for uwb_missing_012 ");
     EXPECT_THAT(log.lines(), AllOf(SizeIs(3), Each(missing + "(No such device)")));
 }

@@ -166,8 +166,8 @@ TEST_F(NlSocketTest, WatchIsForOneLiveSocketThatIsSetUp) {
     EXPECT_EQ(Count("W WatchNetlinkSocket: socket is close"), 1u);
 }
 
-class NotificationsTest : public NlSocketTest,
-                          public ::testing::WithParamInterface<NotificationMode> {
+class NlSocketNotificationsTest : public NlSocketTest,
+                                  public ::testing::WithParamInterface<NotificationMode> {
   protected:
     // The fixture's is in the outer namespace.
     void RenewSocket() {
@@ -176,11 +176,11 @@ class NotificationsTest : public NlSocketTest,
         ASSERT_TRUE(socket_->Setup());
     }
 };
-INSTANTIATE_TEST_SUITE_P(Modes, NotificationsTest,
+INSTANTIATE_TEST_SUITE_P(Modes, NlSocketNotificationsTest,
                          ::testing::Values(NotificationMode::kPoll, NotificationMode::kEvent));
 
 // A peer socket in a namespace of its own stands for a kernel that is silent, gone or talkative.
-TEST_P(NotificationsTest, AreReadOneByOneWhateverElseComes) {
+TEST_P(NlSocketNotificationsTest, AreReadOneByOneWhateverElseComes) {
     RunInNetNamespace([this] {
         RenewSocket();
         sockaddr_nl address = {.nl_family = AF_NETLINK, .nl_pid = 4242};
@@ -235,7 +235,7 @@ TEST_P(NotificationsTest, AreReadOneByOneWhateverElseComes) {
     });
 }
 
-TEST_P(NotificationsTest, AreBelievedOfTheKernelOnly) {
+TEST_P(NlSocketNotificationsTest, AreBelievedOfTheKernelOnly) {
     RunInNetNamespace([this] {
         RenewSocket();
         ASSERT_TRUE(Watch());

@@ -15,7 +15,8 @@ namespace {
 using ::testing::HasSubstr;
 using ::testing::Not;
 
-Measurement At(int block, std::optional<int64_t> distance_mm, const std::string& peer = "0x1234") {
+Measurement Reported(int block, std::optional<int64_t> distance_mm,
+                     const std::string& peer = "0x1234") {
     Measurement measurement;
     measurement.timestamp_ns = block * int64_t{200'000'000};
     measurement.block = block;
@@ -42,7 +43,7 @@ size_t Count(const std::string& text, const std::string& part) {
 
 TEST(ReportPageTest, TakesNothingOfARecordingForItsOwn) {
     const std::string evil = "\"><script src='http://x.example/'>";
-    Recording recording = Of({At(0, 1000, evil), At(1, 1100, evil)});
+    Recording recording = Of({Reported(0, 1000, evil), Reported(1, 1100, evil)});
     recording.iface = recording.time = evil;
     recording.session = {{"id", evil},
                          {evil, evil},
@@ -64,16 +65,17 @@ TEST(ReportPageTest, DrawsOddRecordings) {
     std::vector<Measurement> failures;
     std::vector<Measurement> same_time;
     for (int i = 0; i < 20; i++) {
-        failures.push_back(At(i, std::nullopt));
-        same_time.push_back(At(0, 1000 + i));
+        failures.push_back(Reported(i, std::nullopt));
+        same_time.push_back(Reported(0, 1000 + i));
     }
     std::vector<Measurement> sixteen;
     sixteen.reserve(160);
-    for (int i = 0; i < 160; i++) sixteen.push_back(At(i / 16, 100 * i, std::to_string(i % 16)));
-    const std::vector<Measurement> far_apart = {At(0, INT64_MAX / 2), At(INT32_MAX, -5),
-                                                At(INT32_MIN, 0)};
+    for (int i = 0; i < 160; i++)
+        sixteen.push_back(Reported(i / 16, 100 * i, std::to_string(i % 16)));
+    const std::vector<Measurement> far_apart = {Reported(0, INT64_MAX / 2), Reported(INT32_MAX, -5),
+                                                Reported(INT32_MIN, 0)};
     const std::vector<Measurement> none;
-    const std::vector<Measurement> one = {At(3, 1000)};
+    const std::vector<Measurement> one = {Reported(3, 1000)};
     for (const auto* all : std::initializer_list<const std::vector<Measurement>*>{
              &none, &one, &failures, &same_time, &sixteen, &far_apart}) {
         const auto& measurements = *all;
@@ -89,7 +91,7 @@ TEST(ReportPageTest, DrawsOddRecordings) {
 TEST(ReportPageTest, LeavesOutOfTheDrawingButNotOfTheNumbers) {
     std::vector<Measurement> measurements;
     measurements.reserve(100'000);
-    for (int i = 0; i < 100'000; i++) measurements.push_back(At(i, 1000));
+    for (int i = 0; i < 100'000; i++) measurements.push_back(Reported(i, 1000));
     measurements[51'234].distance_mm = 9876;
     measurements[20'001].distance_mm = 100;
     const std::string page = ReportPage(Of(measurements));
@@ -106,13 +108,14 @@ TEST(ReportPageTest, TakesTwentyThousandPeers) {
     std::vector<Measurement> measurements;
     measurements.reserve(40'000);
     for (int i = 0; i < 40'000; i++) {
-        measurements.push_back(At(i / 20'000, 1000 + i % 20'000, std::to_string(i % 20'000)));
+        measurements.push_back(Reported(i / 20'000, 1000 + i % 20'000, std::to_string(i % 20'000)));
     }
     EXPECT_EQ(Count(ReportPage(Of(std::move(measurements))), "<th scope=\"row\">"), 20'000U);
 }
 
 TEST(ReportPageTest, DoesNotCountWhatARemovedPeerDidNotSend) {
-    Recording recording = Of({At(0, 1000), At(1, 1000), At(90, 1000), At(91, 1000)});
+    Recording recording =
+        Of({Reported(0, 1000), Reported(1, 1000), Reported(90, 1000), Reported(91, 1000)});
     EXPECT_THAT(ReportPage(recording), HasSubstr("<td data-name=\"Losses, %\">96</td>"));
     recording.events = {{"controlees_removed", {"0x1234"}, 2}, {"controlees_added", {"0x1234"}, 2}};
     EXPECT_THAT(ReportPage(recording), HasSubstr("<td data-name=\"Losses, %\">0</td>"));
