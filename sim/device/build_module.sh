@@ -54,7 +54,7 @@ fi
 
 build() {
   # Types for BPF, which some kernels' modules have, would want one more tool.
-  make -C "$headers" M="$tree/sim/radio" CROSS_COMPILE="$cross" CC="$compiler" W=1 KCFLAGS=-Werror \
+  make -j "$(nproc)" -C "$headers" M="$tree/sim/radio" CROSS_COMPILE="$cross" CC="$compiler" W=1 KCFLAGS=-Werror \
     CONFIG_DEBUG_INFO_BTF_MODULES= ${fuzz:+"$fuzz"} modules
 }
 say "building the virtual radio"
