@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "uwbctl/locate/solver.h"
 
-#include <Eigen/Dense>
+#include <Eigen/Cholesky>
+#include <Eigen/Eigenvalues>
 #include <algorithm>
 #include <cmath>
 #include <limits>
@@ -29,6 +30,31 @@ constexpr double kAsGood = 1;
 // Beyond so many sigma a distance is an outlier.
 constexpr double kOutlierSigmas = 3;
 constexpr double kNoDilution = 1e6;
+// Less than this share of the most is nothing: rounding makes as much.
+constexpr double kNothing = 1e-15;
+
+// The directions of a symmetric matrix, and how much it is in each, the most first. All that is
+// asked of one is answered by these: every further decomposition of Eigen's takes seconds to
+// compile.
+struct Axes {
+    explicit Axes(const Matrix& symmetric) {
+        const Eigen::SelfAdjointEigenSolver<Matrix> solver(symmetric);
+        sizes = solver.eigenvalues().reverse();
+        directions = solver.eigenvectors().rowwise().reverse();
+    }
+    // Without the directions in which it is next to nothing.
+    Matrix Inverse() const {
+        Matrix inverse = Matrix::Zero(sizes.size(), sizes.size());
+        for (int i = 0; i < sizes.size() && sizes[i] > kNothing * sizes[0]; i++) {
+            inverse += directions.col(i) * directions.col(i).transpose() / sizes[i];
+        }
+        return inverse;
+    }
+    bool IsInvertible() const { return sizes[sizes.size() - 1] > kNothing * sizes[0]; }
+
+    Vector sizes;
+    Matrix directions;
+};
 
 // Anchors, and the unknown, with as many coordinates as are looked for.
 class Problem {
@@ -67,17 +93,14 @@ class Problem {
         }
     }
 
-    // The directions in which the anchors are spread, widest first, and how far.
-    std::pair<Vector, Matrix> Spread() const {
+    // The directions in which the anchors are spread, widest first, and how far in squares.
+    Axes Spread() const {
         Matrix from_middle(static_cast<int>(size()), dimensions_);
         const Vector middle = Middle();
         for (int i = 0; i < from_middle.rows(); i++) {
             from_middle.row(i) = (anchors_[i] - middle).transpose();
         }
-        const Eigen::JacobiSVD<Matrix> svd(from_middle, Eigen::ComputeFullV);
-        Vector extents = Vector::Zero(dimensions_);
-        extents.head(svd.singularValues().size()) = svd.singularValues();
-        return {extents, svd.matrixV()};
+        return Axes(from_middle.transpose() * from_middle);
     }
 
     // Where squares of distances say it is, whose differences are linear; without noise that is it.
@@ -91,7 +114,7 @@ class Problem {
         const Eigen::RowVectorXd mean = slope.colwise().mean();
         slope.rowwise() -= mean;
         value.array() -= value.mean();
-        return slope.completeOrthogonalDecomposition().solve(value);
+        return Axes(slope.transpose() * slope).Inverse() * (slope.transpose() * value);
     }
 
     double LongestDistance() const { return *std::max_element(metres_.begin(), metres_.end()); }
@@ -163,7 +186,7 @@ Fit Descend(const Problem& problem, const Vector& start) {
 // these falls into it.
 std::vector<Fit> FitFromAround(const Problem& problem, const SolverOptions& options) {
     std::vector<Vector> starts = {problem.Middle(), problem.Linear()};
-    const auto directions = problem.Spread().second;
+    const Matrix directions = problem.Spread().directions;
     for (int i = 0; i < problem.dimensions(); i++) {
         const Vector away = directions.col(i) * problem.LongestDistance();
         starts.push_back(problem.Middle() + away);
@@ -205,24 +228,22 @@ void Judge(const Problem& problem, const SolverOptions& options, const Vector& a
     const double squares = off.squaredNorm();
     location->residual = std::sqrt(squares / static_cast<double>(problem.size())) * options.sigma;
 
-    const Matrix normal = slope.transpose() * slope;
-    const Eigen::FullPivLU<Matrix> lu(normal);
-    if (!lu.isInvertible()) {
+    const Axes slopes(slope.transpose() * slope);
+    if (!slopes.IsInvertible()) {
         location->dilution = kNoDilution;
         return;
     }
-    const Matrix inverse = lu.inverse();
+    const Matrix inverse = slopes.Inverse();
     location->dilution = std::min(std::sqrt(inverse.trace()) / options.sigma, kNoDilution);
     // Distances that fit worse than they should are worse than was said.
     const double spare = static_cast<double>(problem.size()) - problem.dimensions();
     const double scale = spare > 0 ? std::max(1.0, squares / spare) : 1;
     const Matrix covariance = inverse * scale;
-    const Eigen::SelfAdjointEigenSolver<Eigen::Matrix2d> axes(
-        Eigen::Matrix2d(covariance.topLeftCorner(2, 2)));
-    location->ellipse.minor = std::sqrt(std::max(axes.eigenvalues()[0], 0.0));
-    location->ellipse.major = std::sqrt(std::max(axes.eigenvalues()[1], 0.0));
-    const Eigen::Vector2d longer = axes.eigenvectors().col(1);
-    location->ellipse.angle = longer.x() == 0 ? M_PI_2 : std::atan(longer.y() / longer.x());
+    const Axes axes(covariance.topLeftCorner(2, 2));
+    location->ellipse.minor = std::sqrt(std::max(axes.sizes[1], 0.0));
+    location->ellipse.major = std::sqrt(std::max(axes.sizes[0], 0.0));
+    const Vector longer = axes.directions.col(0);
+    location->ellipse.angle = longer[0] == 0 ? M_PI_2 : std::atan(longer[1] / longer[0]);
     if (problem.dimensions() == 3) {
         location->height_sigma = std::sqrt(std::max(covariance(2, 2), 0.0));
     }
@@ -237,7 +258,7 @@ struct Geometry {
 Geometry Look(const Problem& problem) {
     const bool is_flat = problem.dimensions() == 2;
     if (problem.size() < 2) return {"distances to two anchors at least are needed", true};
-    const Vector extents = problem.Spread().first;
+    const Vector extents = problem.Spread().sizes.cwiseMax(0).cwiseSqrt();
     const auto is_spread = [&extents](int direction) {
         return extents[direction] > kFlat * extents[0] && extents[direction] > kSame;
     };
