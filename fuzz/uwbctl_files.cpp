@@ -42,7 +42,7 @@ void Session(const std::string& text) {
     uwbctl::ApplySessionFile(InputFile(text).path(), &session);
     // What is taken can be written down and read again. By way of a text, as it is recorded.
     uwbctl::FiraTwrSession again;
-    const auto json = nlohmann::json::parse(uwbctl::SessionToJson(session).dump());
+    const auto json = nlohmann::ordered_json::parse(uwbctl::SessionToJson(session).dump());
     try {
         uwbctl::ApplyJson(json, "again", &again);
     } catch (const uwbctl::Failure& failure) {

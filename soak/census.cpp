@@ -83,8 +83,8 @@ RadioCounts ReadRadioCounts() {
 }
 
 ServiceCounts ReadServiceCounts(::aidl::hardware::velta::uwb::IUwb* uwb) {
-    const nlohmann::json dump = nlohmann::json::parse(Dump(uwb));
-    const nlohmann::json& fira = dump.at("notifications").at("fira");
+    const nlohmann::ordered_json dump = nlohmann::ordered_json::parse(Dump(uwb));
+    const nlohmann::ordered_json& fira = dump.at("notifications").at("fira");
     return {.delivered = fira.at("delivered"),
             .dropped = fira.at("dropped"),
             .overflows = fira.at("overflows"),

@@ -9,7 +9,7 @@
 namespace hardware::velta::bench {
 namespace {
 
-using nlohmann::json;
+using nlohmann::ordered_json;
 
 const char* KindName(Goal::Kind kind) {
     switch (kind) {
@@ -27,7 +27,7 @@ const char* KindName(Goal::Kind kind) {
     return "none";
 }
 
-void Print(const json& line) {
+void Print(const ordered_json& line) {
     printf("%s\n", line.dump().c_str());
     // A reader follows a run that takes minutes.
     fflush(stdout);
@@ -36,12 +36,13 @@ void Print(const json& line) {
 }  // namespace
 
 void Emit(const Figure& figure, int round, double ours, std::optional<double> floor) {
-    json line = {{"group", figure.group},
-                 {"name", figure.name},
-                 {"unit", figure.unit},
-                 {"goal", {{"kind", KindName(figure.goal.kind)}, {"limit", figure.goal.limit}}},
-                 {"round", round},
-                 {"ours", ours}};
+    ordered_json line = {
+        {"group", figure.group},
+        {"name", figure.name},
+        {"unit", figure.unit},
+        {"goal", {{"kind", KindName(figure.goal.kind)}, {"limit", figure.goal.limit}}},
+        {"round", round},
+        {"ours", ours}};
     if (floor) line["floor"] = *floor;
     Print(line);
 }
