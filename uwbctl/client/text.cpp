@@ -8,6 +8,7 @@
 #include <map>
 #include <numbers>
 #include <numeric>
+#include <string_view>
 #include <utility>
 
 namespace uwbctl {
@@ -41,6 +42,21 @@ size_t Edits(const std::string& from, const std::string& to) {
         }
     }
     return row.back();
+}
+
+// The bytes of the character of UTF-8 that a text begins with, 0 where it begins with none.
+size_t CharacterSize(std::string_view text) {
+    const auto first = static_cast<unsigned char>(text[0]);
+    const size_t size = first < 0x80                    ? 1
+                        : first >= 0xC2 && first < 0xE0 ? 2
+                        : first >= 0xE0 && first < 0xF0 ? 3
+                        : first >= 0xF0 && first < 0xF5 ? 4
+                                                        : 0;
+    const std::string_view others = text.substr(1).substr(0, size - 1);
+    const bool is_whole =
+        size <= text.size() &&
+        std::all_of(others.begin(), others.end(), [](char c) { return (c & 0xC0) == 0x80; });
+    return size > 0 && is_whole ? size : 0;
 }
 
 }  // namespace
@@ -123,18 +139,19 @@ std::string Nearest(const std::string& word, const std::vector<std::string>& kno
 
 std::string PrintableText(const std::string& text) {
     constexpr unsigned char kDelete = 0x7F;
-    // Two bytes in UTF-8, of which the second tells: 0x80 to 0x9F.
-    constexpr char kLatinPage = '\xC2';
+    constexpr unsigned char kLatinPage = 0xC2;
+    constexpr unsigned char kFirstLatin = 0xA0;
     std::string printable;
-    for (size_t i = 0; i < text.size(); i++) {
-        const auto byte = static_cast<unsigned char>(text[i]);
-        const bool is_high = byte >= 0x80 && byte <= 0x9F && i > 0 && text[i - 1] == kLatinPage;
-        if (is_high) printable.pop_back();
-        if (is_high || byte == kDelete || (byte < ' ' && byte != '\n' && byte != '\t')) {
-            printable += android::base::StringPrintf("\\x%02x", byte);
-        } else {
-            printable += text[i];
-        }
+    for (size_t i = 0; i < text.size();) {
+        const size_t size = CharacterSize(std::string_view(text).substr(i));
+        const auto first = static_cast<unsigned char>(text[i]);
+        const auto last = static_cast<unsigned char>(text[i + std::max<size_t>(size, 1) - 1]);
+        const bool is_line = first == '\n' || first == '\t';
+        // Those of two bytes too, of which the second tells.
+        const bool is_control = (first < ' ' && !is_line) || first == kDelete ||
+                                (first == kLatinPage && last < kFirstLatin);
+        printable += size == 0 || is_control ? StringPrintf("\\x%02x", last) : text.substr(i, size);
+        i += std::max<size_t>(size, 1);
     }
     return printable;
 }

@@ -2,6 +2,7 @@
 #include <cstdio>
 #include <optional>
 
+#include "uwbctl/client/text.h"
 #include "uwbctl/commands/command.h"
 #include "uwbctl/recording/recording.h"
 #include "uwbctl/world/replay.h"
@@ -31,9 +32,11 @@ void List(const VirtualWorld& world) {
     for (const SceneFile& scene : ListScenes()) {
         const bool is_it = scene.name == loaded;
         is_listed = is_listed || is_it;
-        printf("%c %-14s %s\n", is_it ? '*' : ' ', scene.name.c_str(), scene.title.c_str());
+        printf("%c %-14s %s\n", is_it ? '*' : ' ', PrintableText(scene.name).c_str(),
+               PrintableText(scene.title).c_str());
     }
-    if (!loaded.empty() && !is_listed) printf("* %-14s from a file\n", loaded.c_str());
+    if (!loaded.empty() && !is_listed)
+        printf("* %-14s from a file\n", PrintableText(loaded).c_str());
     fprintf(stderr, "%s\n",
             loaded.empty() ? "no scene is loaded; uwbctl scene NAME loads one"
                            : "* is loaded; uwbctl scene NAME loads another");
@@ -51,7 +54,7 @@ Scene WantedScene(const SceneOptions& options, std::optional<unsigned> radios) {
 ExitStatus RunScene(Events* /*events*/, const SceneOptions& options) {
     const VirtualWorld world;
     if (options.names) {
-        for (const SceneFile& scene : ListScenes()) puts(scene.name.c_str());
+        for (const SceneFile& scene : ListScenes()) puts(PrintableText(scene.name).c_str());
         return kDone;
     }
     if (options.saves) {

@@ -3,6 +3,7 @@
 #include <optional>
 #include <vector>
 
+#include "uwbctl/client/text.h"
 #include "uwbctl/commands/command.h"
 #include "uwbctl/world/virtual_world.h"
 
@@ -39,7 +40,7 @@ void PrintWorld(const Truth& truth) {
     printf("noise %d mm%s, range %.10g m, seed %llu%s%s\n", truth.noise_mm,
            truth.model ? " (a model takes its place)" : "", truth.range_m,
            static_cast<unsigned long long>(truth.seed),
-           truth.scene.empty() ? "" : (", scene " + truth.scene).c_str(),
+           truth.scene.empty() ? "" : (", scene " + PrintableText(truth.scene)).c_str(),
            truth.waits ? ", waiting for a measurement" : "");
 }
 

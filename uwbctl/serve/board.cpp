@@ -52,9 +52,10 @@ Json OrNull(const std::optional<T>& value) {
 
 }  // namespace
 
-Board::~Board() {
+void Board::RemoveRecording() {
     recorder_.reset();
     if (!recording_.empty()) unlink(recording_.c_str());
+    recording_.clear();
 }
 
 void Board::Begin(const Beginning& beginning) {
@@ -168,8 +169,7 @@ void Board::End(const std::string& iface, const std::string& reason) {
 
 void Board::StartRecording(const std::string& iface, const FiraTwrSession& session) {
     StopRecording("another recording");
-    if (!recording_.empty()) unlink(recording_.c_str());
-    recording_.clear();
+    RemoveRecording();
     const std::string path = folder_ + "/walk-" + std::to_string(++recordings_) + ".jsonl";
     recorder_ = MakeRecorder(path);
     recording_ = path;

@@ -50,7 +50,7 @@ class Board {
      */
     Board(EventLog* log, std::string folder) : log_(log), folder_(std::move(folder)) {}
     /** Removes the recording. */
-    ~Board();
+    ~Board() { RemoveRecording(); }
     Board(const Board&) = delete;
     Board& operator=(const Board&) = delete;
 
@@ -82,6 +82,8 @@ class Board {
     /** Begins a recording in place of the one before; a Failure when it cannot be written. */
     void StartRecording(const std::string& iface, const FiraTwrSession& session);
     void StopRecording(const std::string& reason);
+    /** Its file goes; who reads it already has all of it. */
+    void RemoveRecording();
     bool is_recording() const { return recorder_ != nullptr; }
     /** @return the interface whose session is, or was, recorded last. */
     const std::string& recorded_iface() const { return recorded_iface_; }

@@ -18,8 +18,8 @@ namespace {
 using std::chrono::milliseconds;
 
 constexpr size_t kHeadBytes = 32 << 10;
-// Headers, and a scene as the largest of bodies.
-constexpr size_t kRequestBytes = 160 << 10;
+// More than any file of the page has.
+constexpr size_t kKeptBytes = 64 << 10;
 constexpr std::chrono::seconds kKeepAlive{5};
 constexpr std::chrono::seconds kRequestTime{10};
 constexpr std::chrono::seconds kWriteTime{10};
@@ -37,7 +37,7 @@ size_t BodySize(std::string_view head) {
         value.remove_prefix(std::min(value.find_first_not_of(" \t"), value.size()));
         size_t size = 0;
         const auto [end, error] = std::from_chars(value.begin(), value.end(), size);
-        return error == std::errc() && size <= kRequestBytes ? size : 0;
+        return error == std::errc() && size <= kMaxBody ? size : 0;
     }
     return 0;
 }
@@ -100,24 +100,55 @@ bool Connection::is_writable() const {
     return poll(&fd, 1, 0) >= 0 && (fd.revents & (POLLRDHUP | POLLHUP | POLLERR)) == 0;
 }
 
+std::string_view Connection::RequestLine() const {
+    const std::string_view request = std::string_view(buffer_).substr(0, request_size_);
+    return request.substr(0, request.find("\r\n"));
+}
+
 ssize_t Connection::read(char* data, size_t size) {
     const size_t taken = std::min(size, request_size_ - read_);
+    has_run_dry_ = has_run_dry_ || (taken == 0 && size > 0);
     memcpy(data, buffer_.data() + read_, taken);
     read_ += taken;
     return static_cast<ssize_t>(taken);
 }
 
+// What the kernel takes at once, -1 when the other end has gone.
+ssize_t Connection::SendSome(const char* data, size_t size) const {
+    size_t sent = 0;
+    while (sent < size) {
+        const ssize_t taken =
+            send(socket_.get(), data + sent, size - sent, MSG_NOSIGNAL | MSG_DONTWAIT);
+        if (taken < 0 && errno == EAGAIN) break;
+        if (taken < 0 && errno != EINTR) return -1;
+        if (taken > 0) sent += static_cast<size_t>(taken);
+    }
+    return static_cast<ssize_t>(sent);
+}
+
 ssize_t Connection::write(const char* data, size_t size) {
     const auto deadline = Clock::now() + kWriteTime;
-    size_t written = 0;
-    while (written < size) {
+    size_t kept = 0;
+    for (;;) {
+        if (!Flush()) return -1;
+        if (output_.empty()) {
+            const ssize_t sent = SendSome(data + kept, size - kept);
+            if (sent < 0) return -1;
+            kept += static_cast<size_t>(sent);
+        }
+        if (size - kept <= kKeptBytes - std::min(output_.size(), kKeptBytes)) break;
         if (!WaitUntilWritable(deadline)) return -1;
-        const ssize_t taken =
-            send(socket_.get(), data + written, size - written, MSG_NOSIGNAL | MSG_DONTWAIT);
-        if (taken < 0 && errno != EAGAIN && errno != EINTR) return -1;
-        if (taken > 0) written += static_cast<size_t>(taken);
     }
-    return static_cast<ssize_t>(written);
+    output_.append(data + kept, size - kept);
+    return static_cast<ssize_t>(size);
+}
+
+bool Connection::Flush() {
+    const ssize_t sent = SendSome(output_.data(), output_.size());
+    if (sent < 0) return false;
+    output_.erase(0, static_cast<size_t>(sent));
+    if (sent > 0) deadline_ = Clock::now() + kKeepAlive;
+    return true;
 }
 
 }  // namespace uwbctl

@@ -6,8 +6,12 @@
 
 #include <chrono>
 #include <string>
+#include <string_view>
 
 namespace uwbctl {
+
+/** The largest body of a request, in bytes: a scene. */
+constexpr size_t kMaxBody = 128 << 10;
 
 /**
  * A browser's connection as the web server reads and writes it. A request is taken in as it arrives
@@ -29,13 +33,26 @@ class Connection : public httplib::Stream {
     bool Receive();
     /** @return whether a request is there, or more than any request has. */
     bool HasRequest() const { return request_size_ > 0; }
-    /** @return whether the request that is there says that it is a command. */
-    bool HasCommand() const { return buffer_.starts_with("POST "); }
+    /** @return the first line of the request that is there, as it came. */
+    std::string_view RequestLine() const;
+    /**
+     * @return whether more was read of the request than there is: what it says of its size can be
+     *         understood in two ways, so that nobody knows where the next one begins.
+     */
+    bool has_run_dry() const { return has_run_dry_; }
     /** Leaves what is left of the request that is there; the next one may follow it. */
     void EndRequest();
+    /** Puts out what write() has kept back, as far as the other end takes it; waits for nothing. */
+    bool Flush();
+    /** Says that nothing more is read from it: it is to be closed once all is put out. */
+    void StopReading() { is_read_ = false; }
+    /** @return whether requests are read from it. */
+    bool is_read() const { return is_read_; }
+    /** @return whether something is kept back. */
+    bool HasOutput() const { return !output_.empty(); }
     /** @return how many requests have ended. */
     int requests() const { return requests_; }
-    /** @return until when what is missing of the next request may arrive. */
+    /** @return until when what is missing of the next request, or of the taking, may come. */
     Clock::time_point deadline() const { return deadline_; }
 
     bool is_readable() const override { return read_ < request_size_; }
@@ -43,6 +60,7 @@ class Connection : public httplib::Stream {
     bool is_writable() const override;
     /** From the request that is there. */
     ssize_t read(char* data, size_t size) override;
+    /** Keeps what the other end does not take, up to 64 KiB; waits where it is more. */
     ssize_t write(const char* data, size_t size) override;
     void get_remote_ip_and_port(std::string& /*ip*/, int& /*port*/) const override {}
     void get_local_ip_and_port(std::string& /*ip*/, int& /*port*/) const override {}
@@ -50,6 +68,7 @@ class Connection : public httplib::Stream {
 
   private:
     bool WaitUntilWritable(Clock::time_point deadline) const;
+    ssize_t SendSome(const char* data, size_t size) const;
     void LookForRequest();
 
     android::base::unique_fd socket_;
@@ -58,6 +77,9 @@ class Connection : public httplib::Stream {
     size_t searched_ = 0;
     size_t request_size_ = 0;
     size_t read_ = 0;
+    bool has_run_dry_ = false;
+    bool is_read_ = true;
+    std::string output_;
     int requests_ = 0;
     Clock::time_point deadline_;
 };

@@ -83,7 +83,13 @@ void Station::Run(const std::string& name, const Json& arguments) {
     } else if (name == "simple/start") {
         StartSimple(arguments);
     } else if (name == "stop") {
-        Stop(arguments.value("iface", ""));  // Nothing to stop: somebody was faster.
+        const std::string iface = arguments.value("iface", "");
+        // Nothing to stop on one that is there: somebody was faster.
+        if (!iface.empty() && running_.On(iface) == nullptr &&
+            std::find(ifaces_.begin(), ifaces_.end(), iface) == ifaces_.end()) {
+            throw Failure(kUsage, "there is no interface " + iface);
+        }
+        Stop(iface);
     } else if (name == "fira/add" || name == "fira/remove") {
         Activity* activity = running_.On(NameOf(arguments));
         if (activity == nullptr) throw Failure(kRefused, "no FiRa session is ranging");
@@ -374,6 +380,7 @@ void Station::End() {
         }
         Tick();
     }
+    board_.RemoveRecording();
 }
 
 }  // namespace uwbctl

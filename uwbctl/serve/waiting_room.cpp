@@ -17,8 +17,13 @@ namespace {
 
 using std::chrono::milliseconds;
 
-// Ten browsers' worth; with what each may have sent, 20 MiB at most.
+// Ten browsers' worth; with what each may have sent and not taken, 28 MiB at most.
 constexpr size_t kMaxWaiting = 128;
+constexpr milliseconds kBusyPause{5};
+
+bool IsReady(const Connection& connection) {
+    return connection.HasRequest() && !connection.HasOutput();
+}
 
 }  // namespace
 
@@ -67,7 +72,13 @@ void WaitingRoom::Wait() const {
     std::vector<pollfd> fds = {{.fd = wake_.get(), .events = POLLIN, .revents = 0}};
     auto deadline = Connection::Clock::time_point::max();
     for (const auto& connection : waiting_) {
-        fds.push_back({.fd = connection->socket(), .events = POLLIN, .revents = 0});
+        if (IsReady(*connection)) {
+            // Nobody had time for it; there is nothing to wait for but that.
+            deadline = std::min(deadline, Connection::Clock::now() + kBusyPause);
+            continue;
+        }
+        const short event = connection->HasOutput() ? POLLOUT : POLLIN;
+        fds.push_back({.fd = connection->socket(), .events = event, .revents = 0});
         deadline = std::min(deadline, connection->deadline());
     }
     int timeout = -1;
@@ -84,16 +95,23 @@ void WaitingRoom::Admit() {
     admitted_.notify_all();
 }
 
+// Takes what was sent, and gives what was kept back; false when nothing more will come of it.
+bool WaitingRoom::GoesOn(Connection* connection) {
+    if (connection->HasOutput()) {
+        if (!connection->Flush()) return false;
+        if (connection->HasOutput()) return Connection::Clock::now() < connection->deadline();
+    }
+    if (!connection->is_read()) return false;
+    // What came behind an earlier request may be one already.
+    return connection->HasRequest() || connection->Receive();
+}
+
 void WaitingRoom::ServeReady() {
     std::vector<std::unique_ptr<Connection>> staying;
     for (auto& connection : std::exchange(waiting_, {})) {
-        // What came behind an earlier request may be one already.
-        if (!connection->HasRequest() && !connection->Receive()) continue;
-        if (connection->HasRequest()) {
-            serve_(std::move(connection));
-        } else {
-            staying.push_back(std::move(connection));
-        }
+        if (!GoesOn(connection.get())) continue;
+        if (IsReady(*connection)) serve_(&connection);
+        if (connection != nullptr) staying.push_back(std::move(connection));
     }
     const size_t gone = staying.size() - std::min(staying.size(), kMaxWaiting);
     staying.erase(staying.begin(), staying.begin() + static_cast<ptrdiff_t>(gone));

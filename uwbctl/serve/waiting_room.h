@@ -15,15 +15,16 @@
 namespace uwbctl {
 
 /**
- * Where connections wait until a whole request of theirs has arrived: all of them on one thread, so
- * that any number that sends nothing, or slowly, is in nobody's way. When it is full, who has
- * waited longest has to go.
+ * Where connections wait until a whole request of theirs has arrived, and until what they were
+ * answered is taken: all of them on one thread, so that any number that sends or takes nothing, or
+ * slowly, is in nobody's way. When it is full, who has waited longest has to go.
  */
 class WaitingRoom {
   public:
-    using Serve = std::function<void(std::unique_ptr<Connection>)>;
+    /** Takes a connection, or leaves it when nobody has time for it. */
+    using Serve = std::function<void(std::unique_ptr<Connection>*)>;
 
-    /** @param serve is given those whose request is there, on the room's thread. */
+    /** @param serve is shown those whose request is there, on the room's thread. */
     explicit WaitingRoom(Serve serve);
     ~WaitingRoom() { Close(); }
     WaitingRoom(const WaitingRoom&) = delete;
@@ -39,6 +40,7 @@ class WaitingRoom {
     void Wait() const;
     void Admit();
     void ServeReady();
+    static bool GoesOn(Connection* connection);
 
     const Serve serve_;
     const android::base::unique_fd wake_;

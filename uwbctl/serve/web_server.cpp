@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <array>
 #include <atomic>
+#include <cctype>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -30,22 +31,25 @@ using httplib::Response;
 using Json = nlohmann::ordered_json;
 using std::chrono::milliseconds;
 
-// Those who look on have a thread each; the rest is for what pages fetch. Commands have their own,
-// so that no crowd of readers is before them.
-constexpr size_t kReaderThreads = 20;
+// Who wants one thing is not in the way of who wants another: each has its threads. Those who look
+// on have one each, and there is one more, to refuse others.
 constexpr int kMaxStreams = 12;
 // Of those, for who may not command.
 constexpr int kMaxForeignStreams = 8;
+constexpr size_t kStreamThreads = kMaxStreams + 1;
+constexpr size_t kPageThreads = 4;
 constexpr size_t kCommandThreads = 4;
-// Who wait for one of them.
+// Of recordings and reports: who takes one slowly keeps a thread.
+constexpr size_t kDownloadThreads = 4;
+// Who wait for a thread.
 constexpr int kMaxInLine = 64;
+constexpr int kMaxDownloadsInLine = 4;
 
 // Between two looks at whether a reader is still there, and between two signs of life to it.
 constexpr milliseconds kStreamPause{1000};
 constexpr int kPausesPerSign = 5;
 
 constexpr int kRequestsPerConnection = 1000;
-constexpr size_t kMaxBody = 128 << 10;
 constexpr size_t kMaxPath = 256;
 // What the kernel holds for a reader that takes nothing.
 constexpr int kSendBuffer = 256 << 10;
@@ -121,14 +125,14 @@ class DoneAtOnce : public httplib::TaskQueue {
 // Threads, and those who wait for them.
 class Lane {
   public:
-    explicit Lane(size_t threads) : pool_(threads) {}
+    explicit Lane(size_t threads, int max_in_line = kMaxInLine)
+        : pool_(threads), max_in_line_(max_in_line) {}
     ~Lane() { pool_.shutdown(); }
     Lane(const Lane&) = delete;
     Lane& operator=(const Lane&) = delete;
 
-    // A task that finds the line full is dropped.
+    bool HasRoom() const { return in_line_ < max_in_line_; }
     void Add(std::function<void()> task) {
-        if (in_line_ >= kMaxInLine) return;
         in_line_++;
         pool_.enqueue([this, task = std::move(task)] {
             in_line_--;
@@ -138,6 +142,7 @@ class Lane {
 
   private:
     httplib::ThreadPool pool_;
+    const int max_in_line_;
     std::atomic<int> in_line_ = 0;
 };
 
@@ -147,9 +152,11 @@ class WebServer::Impl : private httplib::Server {
         : gate_(gate),
           log_(log),
           backend_(backend),
-          waiting_([this](auto connection) { Serve(std::move(connection)); }),
+          waiting_([this](std::unique_ptr<Connection>* connection) { Serve(connection); }),
           commands_(kCommandThreads),
-          readers_(kReaderThreads) {
+          streams_lane_(kStreamThreads),
+          downloads_(kDownloadThreads, kMaxDownloadsInLine),
+          pages_(kPageThreads) {
         AddRoutes();
     }
     ~Impl() override { Stop(); }
@@ -165,7 +172,8 @@ class WebServer::Impl : private httplib::Server {
     void AddHeaders();
     std::optional<Refusal> Check(const Request& request) const;
     bool process_and_close_socket(socket_t socket) override;
-    void Serve(std::unique_ptr<Connection> connection);
+    Lane& LaneOf(const Connection& connection);
+    void Serve(std::unique_ptr<Connection>* connection);
     void ServeRequest(std::unique_ptr<Connection> connection);
 
     void ServeEvents(const Request& request, Response* response);
@@ -186,7 +194,9 @@ class WebServer::Impl : private httplib::Server {
     // to the room, which therefore outlives them.
     WaitingRoom waiting_;
     Lane commands_;
-    Lane readers_;
+    Lane streams_lane_;
+    Lane downloads_;
+    Lane pages_;
     std::thread thread_;
 };
 
@@ -283,9 +293,17 @@ std::optional<Refusal> WebServer::Impl::Check(const Request& request) const {
     if (request.has_header("Transfer-Encoding")) {
         return Refusal{kLengthRequired, "a request says how long it is"};
     }
+    // None of our paths is written so, and by its path a request is given to those who serve it.
+    if (request.target.substr(0, request.target.find('?')).find('%') != std::string::npos) {
+        return Refusal{kNotFound, "there is nothing here"};
+    }
+    if (request.get_header_value_count("Content-Length") > 1) {
+        return Refusal{kBadRequest, "Content-Length is said twice"};
+    }
     uint64_t length = 0;
     const std::string text = request.get_header_value("Content-Length");
-    if (!text.empty() && !android::base::ParseUint(text, &length)) {
+    if (request.has_header("Content-Length") && (!std::all_of(text.begin(), text.end(), isdigit) ||
+                                                 !android::base::ParseUint(text, &length))) {
         return Refusal{kBadRequest, "Content-Length is no number"};
     }
     if (length > kMaxBody) return Refusal{kTooLarge, "that is more than a command needs"};
@@ -297,11 +315,28 @@ bool WebServer::Impl::process_and_close_socket(socket_t socket) {
     return true;
 }
 
-void WebServer::Impl::Serve(std::unique_ptr<Connection> connection) {
-    Lane& lane = connection->HasCommand() ? commands_ : readers_;
-    // A task can be copied, in the library's eyes.
-    const auto shared = std::make_shared<std::unique_ptr<Connection>>(std::move(connection));
-    lane.Add([this, shared] { ServeRequest(std::move(*shared)); });
+Lane& WebServer::Impl::LaneOf(const Connection& connection) {
+    const std::string_view line = connection.RequestLine();
+    const auto names = [line](const char* path) { return line.find(path) != line.npos; };
+    if (line.starts_with("POST ")) return commands_;
+    if (names("/events")) return streams_lane_;
+    return names("/recording") || names("/report") ? downloads_ : pages_;
+}
+
+// Who finds no room in the line of the downloads is told; others are done sooner than that.
+void WebServer::Impl::Serve(std::unique_ptr<Connection>* connection) {
+    constexpr std::string_view kBusy =
+        "HTTP/1.1 503 Service Unavailable\r\nRetry-After: 1\r\nContent-Length: 0\r\n"
+        "Connection: close\r\n\r\n";
+    Lane& lane = LaneOf(**connection);
+    if (lane.HasRoom()) {
+        // A task can be copied, in the library's eyes.
+        const auto shared = std::make_shared<std::unique_ptr<Connection>>(std::move(*connection));
+        lane.Add([this, shared] { ServeRequest(std::move(*shared)); });
+    } else if (&lane == &downloads_) {
+        (*connection)->write(kBusy.data(), kBusy.size());
+        connection->reset();
+    }
 }
 
 void WebServer::Impl::ServeRequest(std::unique_ptr<Connection> connection) {
@@ -315,9 +350,13 @@ void WebServer::Impl::ServeRequest(std::unique_ptr<Connection> connection) {
         request.ranges.clear();
         is_good = !Check(request);
     };
-    if (is_stopping_ || !process_request(*connection, is_last, is_closed, look)) return;
-    if (!is_good || is_closed || is_last) return;
-    connection->EndRequest();
+    if (is_stopping_) return;
+    const bool is_served = process_request(*connection, is_last, is_closed, look);
+    if (is_served && is_good && !is_closed && !is_last && !connection->has_run_dry()) {
+        connection->EndRequest();
+    } else {
+        connection->StopReading();
+    }
     waiting_.Enter(std::move(connection));
 }
 
@@ -391,6 +430,7 @@ void WebServer::Impl::ServeReport(Response* response) {
     }
     // A report has all of its recording before it: one at a time.
     const std::lock_guard lock(report_mutex_);
+    if (is_stopping_) return Refuse(kUnavailable, "the server ends", response);
     const std::string content = ReportPage(ReadRecording(path));
     response->set_header("Content-Disposition", "attachment; filename=\"uwb-report.html\"");
     response->set_content(content, TypeOf(".html"));

@@ -26,25 +26,43 @@ constexpr milliseconds kLongest{2000};
 constexpr double kCloseM = 0.002;
 constexpr double kHalfTurn = 180;
 
+[[noreturn]] void RefuseMember(const Json& arguments, const char* name, const std::string& kind) {
+    throw Failure(kUsage,
+                  std::string(name) + " is " + kind + ", not " + JsonText(arguments.at(name)));
+}
+
+std::string TextOf(const Json& arguments, const char* name) {
+    if (!arguments.at(name).is_string()) RefuseMember(arguments, name, "a text");
+    return arguments.at(name).get<std::string>();
+}
+
 ThingId IdOf(const Json& arguments) {
-    const auto word = arguments.at("id").get<std::string>();
+    const auto word = TextOf(arguments, "id");
     const auto id = ParseThingId(word);
     if (!id) throw Failure(kUsage, "neither a tag nor a radio: " + word);
     return *id;
 }
 
 double NumberOf(const Json& arguments, const char* name, double min, double max) {
-    const auto number = arguments.at(name).get<double>();
+    const Json& json = arguments.at(name);
+    if (!json.is_number()) RefuseMember(arguments, name, "a number");
+    const auto number = json.get<double>();
     if (number >= min && number <= max) return number;
-    throw Failure(kUsage, std::string(name) + " is " + NumberText(min) + " to " + NumberText(max) +
-                              ", not " + JsonText(arguments.at(name)));
+    RefuseMember(arguments, name, NumberText(min) + " to " + NumberText(max));
 }
 
 uint64_t WholeNumberOf(const Json& arguments, const char* name, uint64_t max) {
     const Json& number = arguments.at(name);
     if (number.is_number_unsigned() && number.get<uint64_t>() <= max) return number.get<uint64_t>();
-    throw Failure(kUsage, std::string(name) + " is a whole number, 0 to " + std::to_string(max) +
-                              ", not " + JsonText(arguments.at(name)));
+    RefuseMember(arguments, name, "a whole number, 0 to " + std::to_string(max));
+}
+
+// Of what is more than nothing, or nothing: less than the radio's unit would be written as nothing.
+double AmountOf(const Json& arguments, const char* name, double max) {
+    constexpr double kUnit = 1e-6;
+    const double number = NumberOf(arguments, name, 0, max);
+    if (number != 0 && number < kUnit) RefuseMember(arguments, name, "0, or 0.000001 at least");
+    return number;
 }
 
 Vec3 PlaceOf(const Json& arguments) {
@@ -129,13 +147,14 @@ Json WorldDesk::Command(const std::string& verb, const Json& arguments) {
     } else if (verb == "remove") {
         world_.Remove(IdOf(arguments));
     } else if (verb == "sight") {
+        if (!arguments.at("clear").is_boolean()) RefuseMember(arguments, "clear", "true or false");
         world_.SetLineOfSight(IdOf(arguments), arguments.at("clear").get<bool>());
     } else if (verb == "noise") {
         world_.SetNoise(static_cast<int>(WholeNumberOf(arguments, "mm", Scene::kMaxNoiseMm)));
     } else if (verb == "range") {
-        world_.SetRange(NumberOf(arguments, "m", 0, Scene::kMaxRange));
+        world_.SetRange(AmountOf(arguments, "m", Scene::kMaxRange));
     } else if (verb == "rate") {
-        world_.SetRate(NumberOf(arguments, "rate", 0, Scene::kMaxRate),
+        world_.SetRate(AmountOf(arguments, "rate", Scene::kMaxRate),
                        arguments.value("blocks", false));
     } else if (verb == "seed") {
         world_.SetSeed(WholeNumberOf(arguments, "seed", std::numeric_limits<uint64_t>::max()));
@@ -154,7 +173,7 @@ Json WorldDesk::Command(const std::string& verb, const Json& arguments) {
 void WorldDesk::Load(const Json& arguments) {
     const unsigned radios = world_.CountRadios();
     if (!arguments.contains("text")) {
-        const auto name = arguments.at("name").get<std::string>();
+        const auto name = TextOf(arguments, "name");
         // By name alone: a page has no business with other files.
         const auto scenes = ListScenes();
         const auto found = std::find_if(scenes.begin(), scenes.end(),
@@ -163,7 +182,7 @@ void WorldDesk::Load(const Json& arguments) {
         world_.Load(ReadSceneFile(found->path, radios));
         return;
     }
-    const ParsedScene parsed = ParseScene(arguments.at("text").get<std::string>(), radios);
+    const ParsedScene parsed = ParseScene(TextOf(arguments, "text"), radios);
     std::string mistakes;
     for (const SceneMistake& mistake : parsed.mistakes) {
         mistakes += (mistakes.empty() ? "line " : "; line ") + std::to_string(mistake.line) + ": " +
@@ -174,7 +193,7 @@ void WorldDesk::Load(const Json& arguments) {
 }
 
 void WorldDesk::SetModel(const Json& arguments) {
-    const auto name = arguments.at("model").get<std::string>();
+    const auto name = TextOf(arguments, "model");
     std::optional<Model> model;
     if (!name.empty()) {
         const ModelPreset* preset = FindModelPreset(name);

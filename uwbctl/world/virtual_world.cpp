@@ -254,10 +254,12 @@ void VirtualWorld::Write(const std::string& lines, const std::string& thing) con
         write(fd.get(), lines.data(), lines.size()) == static_cast<ssize_t>(lines.size())) {
         return;
     }
-    const std::string reason = errno == EINVAL   ? "is it there? (dmesg names the line)"
-                               : errno == ENOSPC ? "there is no room for more"
-                                                 : strerror(errno);
-    throw Failure(kRadioFailed, "the virtual radio refuses " + thing + ": " + reason);
+    const int error = errno;
+    const std::string reason = error == EINVAL   ? "is it there? (dmesg names the line)"
+                               : error == ENOSPC ? "there is no room for more"
+                                                 : strerror(error);
+    throw Failure(error == EINVAL || error == ENOSPC ? kRefused : kRadioFailed,
+                  "the virtual radio refuses " + thing + ": " + reason);
 }
 
 void VirtualWorld::Load(const Scene& scene) const {

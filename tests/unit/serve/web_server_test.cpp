@@ -40,6 +40,7 @@ class FakeBackend : public Backend {
   public:
     Json Command(const std::string& name, const Json& arguments) override {
         commands++;
+        last = name;
         if (name == "refuse") throw Failure(kRefused, "the radio does not want to");
         if (name == "usage") arguments.at("missing");
         return {{"name", name}, {"arguments", arguments}};
@@ -48,6 +49,7 @@ class FakeBackend : public Backend {
     std::string Recording() const override { return recording; }
 
     std::atomic<int> commands = 0;
+    std::string last;
     std::string recording;
 };
 
@@ -149,6 +151,7 @@ TEST_F(WebServerTest, LetsInWhoMayAndNobodyElse) {
         {"no name", get("/", ""), "421"},
         {"two names", get("/", host + "Host: evil.example\r\n"), "421"},
         {"no such file", get("/secret", host), "404"},
+        {"a path written otherwise", get("/%73tyle.css", host), "404"},
         {"a way out of the folder", get("/../../etc/passwd", host), "404"},
         {"nothing recorded", get("/recording.jsonl", host), "404"},
         {"a command", Post(good, "{}"), "200"},
@@ -202,11 +205,20 @@ TEST_F(WebServerTest, GivesUpOnHeadersWithoutEnd) {
     EXPECT_THAT(Answer("GET / HTTP/1.1\r\nHost: localhost\r\n\r\n"), StartsWith("HTTP/1.1 200"));
 }
 
-// The body of a request that is refused is no request.
+// The body of a request that is refused is no request, nor is one that is longer than it says.
 TEST_F(WebServerTest, TakesNoRequestFromABody) {
     const std::string inner = Post(GoodHeaders(), "{}");
     Answer(Post("Host: " + Host() + "\r\nContent-Type: text/plain\r\n", inner));
-    EXPECT_EQ(backend_.commands, 0);
+    const std::string size = std::to_string(inner.size());
+    for (const std::string& length : std::vector<std::string>{
+             "Content-Length: +" + size, "Content-Length: %39", "Content-Length: \v" + size,
+             "Content-Length:", "Content-Length: 0\r\nContent-Length: " + size,
+             "Content-Length : " + size, "X: a\nContent-Length: " + size,
+             "X: a\r\n Content-Length: " + size, "Content%2DLength: " + size,
+             "Transfer-Encoding : chunked"}) {
+        Answer("POST /command/usage HTTP/1.1\r\n" + GoodHeaders() + length + "\r\n\r\n" + inner);
+        EXPECT_NE(backend_.last, "any") << length;
+    }
 }
 
 TEST_F(WebServerTest, PassesCommandsOnAndTellsWhatIsWrong) {
@@ -277,6 +289,13 @@ TEST_F(WebServerTest, ACrowdLeavesRoomForWhoMayCommand) {
         crowd.push_back(Connect());
         Send(crowd.back().get(), i % 3 == 0 ? "" : stream.substr(0, i % 3 == 1 ? 30 : stream.npos));
     }
+    std::string pages;
+    for (int i = 0; i < 900; i++) pages += "GET /style.css HTTP/1.1\r\nHost: localhost\r\n\r\n";
+    for (int i = 0; i < 100; i++) {
+        crowd.push_back(Connect(/*receive_buffer=*/2048));
+        send(crowd.back().get(), pages.data(), pages.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
+    }
+    EXPECT_THAT(Answer("GET / HTTP/1.1\r\nHost: localhost\r\n\r\n"), StartsWith("HTTP/1.1 200"));
     EXPECT_THAT(Answer(Post(GoodHeaders(), "{}")), StartsWith("HTTP/1.1 200"));
     const unique_fd own = Connect();
     Send(own.get(), std::string("GET /events?token=") + kToken + stream.substr(11));

@@ -127,6 +127,8 @@ TEST_F(WorldDeskTest, PassesOnOnlyWhatAWorldCanBe) {
         {"seed", R"("seed":1e308)"},
         {"range", R"("m":200001)"},
         {"rate", R"("rate":3601)"},
+        {"rate", R"("rate":1e-300)"},
+        {"rate", R"("rate":"1")"},
         {"heading", R"("id":"radio0","degrees":181)"},
         {"move", R"("id":"0x1234","x":50001,"y":1,"z":1)"},
         {"move", std::string(kTag) + R"(,"vy":1001)"},

@@ -137,6 +137,9 @@ TEST(SessionTest, AFilesWordsCannotCommandATerminal) {
     EXPECT_EQ(PrintableText("\xC2\x9B"
                             "2J caf\xC3\xA9 \xC2\xA0"),
               "\\x9b2J caf\xC3\xA9 \xC2\xA0");
+    EXPECT_EQ(PrintableText("\x9B"
+                            "2J \xE2\x82 \xE2\x82\xAC\xF0"),
+              "\\x9b2J \\xe2\\x82 \xE2\x82\xAC\\xf0");
 }
 
 }  // namespace

@@ -36,6 +36,7 @@ function statusText(state, isConnected) {
   if (state.service !== 'there') return ['bad', state.service];
   const { activities } = state;
   if (activities.length === 0) {
+    if (state.ifaces.length === 0) return ['wait', 'There is no radio'];
     return state.hardware === 'free' ? ['ready', 'Ready'] : ['wait', `The radio is ${state.hardware}`];
   }
   if (activities.every(({ phase }) => phase === 'stopping')) return ['wait', 'Stopping…'];
