@@ -11,6 +11,7 @@
 #include <charconv>
 #include <cstring>
 #include <string_view>
+#include <thread>
 
 namespace uwbctl {
 namespace {
@@ -23,6 +24,7 @@ constexpr size_t kKeptBytes = 64 << 10;
 constexpr std::chrono::seconds kKeepAlive{5};
 constexpr std::chrono::seconds kRequestTime{10};
 constexpr std::chrono::seconds kWriteTime{10};
+constexpr milliseconds kTryPause{5};
 
 // What a request's head says about the size of its body; 0 for what the server will not read.
 size_t BodySize(std::string_view head) {
@@ -138,6 +140,9 @@ ssize_t Connection::write(const char* data, size_t size) {
         }
         if (size - kept <= kKeptBytes - std::min(output_.size(), kKeptBytes)) break;
         if (!WaitUntilWritable(deadline)) return -1;
+        // A kernel that is short of memory for sockets takes nothing from one that it calls
+        // writable.
+        if (is_stuck_) std::this_thread::sleep_for(kTryPause);
     }
     output_.append(data + kept, size - kept);
     return static_cast<ssize_t>(size);
@@ -146,6 +151,7 @@ ssize_t Connection::write(const char* data, size_t size) {
 bool Connection::Flush() {
     const ssize_t sent = SendSome(output_.data(), output_.size());
     if (sent < 0) return false;
+    is_stuck_ = sent == 0 && !output_.empty();
     output_.erase(0, static_cast<size_t>(sent));
     if (sent > 0) deadline_ = Clock::now() + kKeepAlive;
     return true;

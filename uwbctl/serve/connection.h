@@ -48,6 +48,8 @@ class Connection : public httplib::Stream {
     void StopReading() { is_read_ = false; }
     /** @return whether requests are read from it. */
     bool is_read() const { return is_read_; }
+    /** @return whether the other end took nothing when it was last tried. */
+    bool is_stuck() const { return is_stuck_; }
     /** @return whether something is kept back. */
     bool HasOutput() const { return !output_.empty(); }
     /** @return how many requests have ended. */
@@ -79,6 +81,7 @@ class Connection : public httplib::Stream {
     size_t read_ = 0;
     bool has_run_dry_ = false;
     bool is_read_ = true;
+    bool is_stuck_ = false;
     std::string output_;
     int requests_ = 0;
     Clock::time_point deadline_;

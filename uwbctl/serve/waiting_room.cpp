@@ -20,6 +20,7 @@ using std::chrono::milliseconds;
 // Ten browsers' worth; with what each may have sent and not taken, 28 MiB at most.
 constexpr size_t kMaxWaiting = 128;
 constexpr milliseconds kBusyPause{5};
+constexpr milliseconds kStuckPause{50};
 
 bool IsReady(const Connection& connection) {
     return connection.HasRequest() && !connection.HasOutput();
@@ -75,6 +76,11 @@ void WaitingRoom::Wait() const {
         if (IsReady(*connection)) {
             // Nobody had time for it; there is nothing to wait for but that.
             deadline = std::min(deadline, Connection::Clock::now() + kBusyPause);
+            continue;
+        }
+        if (connection->HasOutput() && connection->is_stuck()) {
+            // The kernel may call it writable all the same, when it is short of memory for sockets.
+            deadline = std::min(deadline, Connection::Clock::now() + kStuckPause);
             continue;
         }
         const short event = connection->HasOutput() ? POLLOUT : POLLIN;
