@@ -14,8 +14,19 @@ export async function getForms() {
   return response.json();
 }
 
-/** Sends a command; what is wrong with it is an Error with the server's words. */
-export async function command(name, args = {}) {
+let latest = Promise.resolve();
+
+/**
+ * Sends a command when those before it are done: by two connections the second could be first.
+ * What is wrong with it is an Error with the server's words.
+ */
+export function command(name, args = {}) {
+  const done = latest.then(() => send(name, args));
+  latest = done.catch(() => {});
+  return done;
+}
+
+async function send(name, args) {
   let response;
   try {
     response = await fetch(`command/${name}`, {
