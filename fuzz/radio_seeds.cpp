@@ -4,6 +4,7 @@
 #include <linux/genetlink.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -255,7 +256,9 @@ constexpr const char* kWorldTexts[] = {
 
 // The commands that a scene becomes, as uwbctl writes them.
 std::string SceneCommands(const std::filesystem::path& scene) {
-    const std::filesystem::path folder = std::filesystem::temp_directory_path() / "uwb-seed-world";
+    std::string name = std::filesystem::temp_directory_path() / "uwb-seeds.XXXXXX";
+    if (mkdtemp(name.data()) == nullptr) abort();
+    const std::filesystem::path folder = name;
     std::filesystem::create_directories(folder / "radio0");
     std::filesystem::create_directories(folder / "radio1");
     std::ofstream(folder / "world").flush();

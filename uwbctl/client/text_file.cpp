@@ -18,7 +18,7 @@ std::string ReadTextFile(const std::string& path, const std::string& what) {
     constexpr size_t kMaxBytes = 16 << 20;
     const bool is_input = path == "-";
     const std::string name = is_input ? "standard input" : path;
-    const android::base::unique_fd fd(is_input ? dup(STDIN_FILENO)
+    const android::base::unique_fd fd(is_input ? fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 0)
                                                : open(path.c_str(), O_RDONLY | O_CLOEXEC));
     std::string text;
     std::array<char, 64 << 10> piece;
