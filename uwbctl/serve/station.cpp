@@ -151,7 +151,7 @@ void Station::StartLocate(const Json& arguments) {
     const std::string own = NameOf(arguments);
     LocateRequest request =
         ReadLocateRequest(arguments, defaults_, own, ifaces_,
-                          [this](const std::string& name) { return PlaceOf(name, /*when_ns=*/0); });
+                          [this](const std::string& name) { return PlaceOf(name, std::nullopt); });
     const std::string what = request.task.tag.empty() ? own : request.task.tag;
     const std::string anchors =
         Join(request.task.anchors, [](const Anchor& anchor) { return anchor.name; });
@@ -249,9 +249,10 @@ void Station::Record(const Json& arguments) {
 
 // ---- What is measured ----
 
-std::optional<Vec3> Station::PlaceOf(const std::string& name, int64_t when_ns) {
+std::optional<Vec3> Station::PlaceOf(const std::string& name, std::optional<int64_t> when_ns) {
     const auto thing = ThingOf(name);
-    const auto body = thing ? world_.At(*thing, when_ns) : std::nullopt;
+    if (!thing) return std::nullopt;
+    const auto body = when_ns ? world_.At(*thing, *when_ns) : world_.Now(*thing);
     return body ? std::optional(body->at) : std::nullopt;
 }
 

@@ -90,7 +90,8 @@ class Station : private ActivityListener {
     void Begin(const std::shared_ptr<Activity>& activity, int64_t block_stride,
                const std::string& words);
     // Where a peer, or a radio by its interface, is or was in the virtual world.
-    std::optional<Vec3> PlaceOf(const std::string& name, int64_t when_ns);
+    // Without a time: where it is now.
+    std::optional<Vec3> PlaceOf(const std::string& name, std::optional<int64_t> when_ns);
     std::optional<PeerTruth> TruthOf(const std::string& iface, const Measurement& measurement);
     void RequireIdle() const;
     void FinishActivities();

@@ -213,6 +213,16 @@ std::optional<TrueBody> WorldDesk::At(const ThingId& id, int64_t when_ns) {
     }
 }
 
+std::optional<TrueBody> WorldDesk::Now(const ThingId& id) {
+    if (!is_there()) return std::nullopt;
+    try {
+        const TrueBody* body = history_.Look().Find(id);
+        return body == nullptr ? std::nullopt : std::optional(*body);
+    } catch (const Failure&) {
+        return std::nullopt;
+    }
+}
+
 std::optional<PeerTruth> WorldDesk::Of(const ThingId& radio, const ThingId& peer, int64_t when_ns) {
     const auto from = At(radio, when_ns);
     const auto to = At(peer, when_ns);

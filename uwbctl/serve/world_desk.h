@@ -49,6 +49,9 @@ class WorldDesk {
     /** @return what a radio would have measured of a peer without any error. */
     std::optional<PeerTruth> Of(const ThingId& radio, const ThingId& peer, int64_t when_ns);
 
+    /** @return a thing as it is, nothing for one that is not there. */
+    std::optional<TrueBody> Now(const ThingId& id);
+
     /** @return a thing as it was, nothing where that is not known. */
     std::optional<TrueBody> At(const ThingId& id, int64_t when_ns);
 

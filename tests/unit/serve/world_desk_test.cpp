@@ -91,6 +91,19 @@ TEST_F(WorldDeskTest, KnowsWhereThingsWereBeforeTheyTurned) {
     EXPECT_NEAR(desk.At(kTag, 120'000'000)->at.x, 0.02, 1e-9);
 }
 
+// However long ago its history began.
+TEST_F(WorldDeskTest, KnowsWhereThingsAre) {
+    constexpr ThingId kTag = {.kind = ThingId::Kind::kTag, .number = 0x1234};
+    Write(kSettings, kBodies);
+    WorldDesk desk(&log_, folder_.path);
+    for (int x = 0; x < 200; x++) {
+        Write(kSettings, "tag 0x1234 " + std::to_string(x) + " 0 0 10 0 0 los 1\n");
+        ASSERT_TRUE(desk.Now(kTag)) << x;
+        EXPECT_EQ(desk.Now(kTag)->at.x, x);
+    }
+    EXPECT_FALSE(desk.At(kTag, 0));
+}
+
 // Right is positive; in front and behind look the same.
 TEST_F(WorldDeskTest, KnowsAnglesFromWhereTheRadioLooks) {
     constexpr ThingId kRadio = {.kind = ThingId::Kind::kRadio, .number = 0};

@@ -6,6 +6,10 @@ if (location.hash.length > 1) {
   sessionStorage.setItem('token', location.hash.slice(1));
   history.replaceState(null, '', location.pathname);
 }
+// A link that is pasted over this page's.
+addEventListener('hashchange', () => {
+  if (location.hash.length > 1) location.reload();
+});
 const token = sessionStorage.getItem('token');
 export const mayCommand = token !== null;
 

@@ -18,6 +18,8 @@ export class World {
   #handles = new Map();
   #move;
   #selected = null;
+  /** What is to be chosen once it is there. */
+  #wanted = null;
   /** The thing in hand: {id, at}; it is where the hand is, whatever the radio says a moment later. */
   #held = null;
   /** How a radio was turned last; the radio's word on it comes a moment later. */
@@ -36,7 +38,7 @@ export class World {
       $('thing-fields').append(make('label', { className: 'field' }, label, input));
     }
     const heading = make('input', { type: 'number', step: 'any', min: -180, max: 180, id: 'thing-heading' });
-    heading.addEventListener('change', () => this.#turn(this.#selected, Number(heading.value)));
+    heading.addEventListener('change', () => (heading.value === '' ? this.take() : this.#turn(this.#selected, Number(heading.value))));
     $('thing-fields').append(make('label', { className: 'field', id: 'heading-field' }, 'Heading (°)', heading));
     this.#listen();
   }
@@ -54,10 +56,12 @@ export class World {
       if (file) await order('world/load', { text: await file.text() });
     });
     $('model').addEventListener('change', () => order('world/model', { model: $('model').value }));
-    const bind = (id, name, key) => $(id).addEventListener('change', () => order(`world/${name}`, { [key]: Number($(id).value) }));
+    // An emptied field is no 0: it says again what is.
+    const change = (id, then) => $(id).addEventListener('change', () => ($(id).value === '' ? this.take() : then()));
+    const bind = (id, name, key) => change(id, () => order(`world/${name}`, { [key]: Number($(id).value) }));
     bind('noise', 'noise', 'mm');
     for (const id of ['rate', 'blocks']) {
-      $(id).addEventListener('change', () => order('world/rate', { rate: Number($('rate').value), blocks: $('blocks').checked }));
+      change(id, () => order('world/rate', { rate: Number($('rate').value), blocks: $('blocks').checked }));
     }
     bind('range', 'range', 'm');
     $('things').addEventListener('change', () => this.#select($('things').value));
@@ -85,12 +89,17 @@ export class World {
     if (await order('world/move', { id: name(), x: o.x + 1, y: o.y + 2, z: o.z })) this.#select(name());
   }
 
+  // What is new may be on its way.
   #select(id) {
-    this.#selected = id;
+    this.#wanted = id;
     this.take();
   }
 
   #takeFields() {
+    if (kFields.some(([key]) => $(`thing-${key}`).value === '')) {
+      this.take();
+      return;
+    }
     const values = kFields.map(([key]) => [key, Number($(`thing-${key}`).value)]);
     order('world/move', { id: this.#selected, ...Object.fromEntries(values) });
   }
@@ -110,6 +119,10 @@ export class World {
   take() {
     const { world } = this.#model;
     const ids = [...world.bodies.keys()];
+    if (ids.includes(this.#wanted)) {
+      this.#selected = this.#wanted;
+      this.#wanted = null;
+    }
     if (!ids.includes(this.#selected)) this.#selected = ids.find((id) => id.startsWith('0x')) ?? ids[0] ?? null;
     if (ids.join() !== [...$('things').options].map(({ value }) => value).join()) {
       $('things').replaceChildren(...ids.map((id) => make('option', { value: id, textContent: id })));
