@@ -129,23 +129,27 @@ ssize_t Connection::SendSome(const char* data, size_t size) const {
 }
 
 ssize_t Connection::write(const char* data, size_t size) {
+    for (std::string_view rest(data, size); !rest.empty();) {
+        const std::string_view piece = rest.substr(0, kKeptBytes);
+        if (!WritePiece(piece)) return -1;
+        rest.remove_prefix(piece.size());
+    }
+    return static_cast<ssize_t>(size);
+}
+
+// Each piece has its time, so that a large answer has as much as it needs.
+bool Connection::WritePiece(std::string_view piece) {
     const auto deadline = Clock::now() + kWriteTime;
-    size_t kept = 0;
     for (;;) {
-        if (!Flush()) return -1;
-        if (output_.empty()) {
-            const ssize_t sent = SendSome(data + kept, size - kept);
-            if (sent < 0) return -1;
-            kept += static_cast<size_t>(sent);
-        }
-        if (size - kept <= kKeptBytes - std::min(output_.size(), kKeptBytes)) break;
-        if (!WaitUntilWritable(deadline)) return -1;
+        if (!Flush()) return false;
+        if (output_.size() + piece.size() <= kKeptBytes) break;
+        if (!WaitUntilWritable(deadline)) return false;
         // A kernel that is short of memory for sockets takes nothing from one that it calls
         // writable.
         if (is_stuck_) std::this_thread::sleep_for(kTryPause);
     }
-    output_.append(data + kept, size - kept);
-    return static_cast<ssize_t>(size);
+    output_ += piece;
+    return Flush();
 }
 
 bool Connection::Flush() {

@@ -70,6 +70,7 @@ class Connection : public httplib::Stream {
 
   private:
     bool WaitUntilWritable(Clock::time_point deadline) const;
+    bool WritePiece(std::string_view piece);
     ssize_t SendSome(const char* data, size_t size) const;
     void LookForRequest();
 

@@ -113,8 +113,6 @@ RequestHead HeadOf(const Request& request) {
     return head;
 }
 
-}  // namespace
-
 // What the library hands over is done at once: a connection that was accepted goes to wait.
 class DoneAtOnce : public httplib::TaskQueue {
   public:
@@ -145,6 +143,8 @@ class Lane {
     const int max_in_line_;
     std::atomic<int> in_line_ = 0;
 };
+
+}  // namespace
 
 class WebServer::Impl : private httplib::Server {
   public:
