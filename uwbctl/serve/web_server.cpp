@@ -20,6 +20,7 @@
 #include "uwbctl/client/json.h"
 #include "uwbctl/report/report_page.h"
 #include "uwbctl/serve/connection.h"
+#include "uwbctl/serve/lane.h"
 #include "uwbctl/serve/page_files.h"
 #include "uwbctl/serve/waiting_room.h"
 
@@ -113,37 +114,6 @@ RequestHead HeadOf(const Request& request) {
     return head;
 }
 
-// What the library hands over is done at once: a connection that was accepted goes to wait.
-class DoneAtOnce : public httplib::TaskQueue {
-  public:
-    void enqueue(std::function<void()> task) override { task(); }
-    void shutdown() override {}
-};
-
-// Threads, and those who wait for them.
-class Lane {
-  public:
-    explicit Lane(size_t threads, int max_in_line = kMaxInLine)
-        : pool_(threads), max_in_line_(max_in_line) {}
-    ~Lane() { pool_.shutdown(); }
-    Lane(const Lane&) = delete;
-    Lane& operator=(const Lane&) = delete;
-
-    bool HasRoom() const { return in_line_ < max_in_line_; }
-    void Add(std::function<void()> task) {
-        in_line_++;
-        pool_.enqueue([this, task = std::move(task)] {
-            in_line_--;
-            task();
-        });
-    }
-
-  private:
-    httplib::ThreadPool pool_;
-    const int max_in_line_;
-    std::atomic<int> in_line_ = 0;
-};
-
 }  // namespace
 
 class WebServer::Impl : private httplib::Server {
@@ -153,10 +123,10 @@ class WebServer::Impl : private httplib::Server {
           log_(log),
           backend_(backend),
           waiting_([this](std::unique_ptr<Connection>* connection) { Serve(connection); }),
-          commands_(kCommandThreads),
-          streams_lane_(kStreamThreads),
+          commands_(kCommandThreads, kMaxInLine),
+          streams_lane_(kStreamThreads, kMaxInLine),
           downloads_(kDownloadThreads, kMaxDownloadsInLine),
-          pages_(kPageThreads) {
+          pages_(kPageThreads, kMaxInLine) {
         AddRoutes();
     }
     ~Impl() override { Stop(); }
