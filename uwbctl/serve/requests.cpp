@@ -4,6 +4,7 @@
 #include "uwbctl/client/checks.h"
 #include "uwbctl/client/client.h"
 #include "uwbctl/client/text.h"
+#include "uwbctl/serve/arguments.h"
 
 namespace uwbctl {
 namespace {
@@ -15,14 +16,8 @@ constexpr int kMaxChannel = 15;
 
 // A number that the radio may be asked for; it knows better which ones it can.
 int SmallNumber(const Json& arguments, const char* name, int otherwise, int max) {
-    const auto found = arguments.find(name);
-    if (found == arguments.end()) return otherwise;
-    const int64_t number = found->is_number_integer() ? found->get<int64_t>() : -1;
-    if (number < 0 || number > max) {
-        throw Failure(kUsage, std::string(name) + " is a whole number, 0 to " +
-                                  std::to_string(max) + ", not " + found->dump());
-    }
-    return static_cast<int>(number);
+    if (!arguments.contains(name)) return otherwise;
+    return static_cast<int>(WholeNumberOf(arguments, name, static_cast<uint64_t>(max)));
 }
 
 // A number of metres, nothing for null and for what is not there.

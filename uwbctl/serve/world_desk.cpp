@@ -8,6 +8,7 @@
 #include "uwbctl/client/client.h"
 #include "uwbctl/client/json.h"
 #include "uwbctl/client/units.h"
+#include "uwbctl/serve/arguments.h"
 #include "uwbctl/world/scene_file.h"
 #include "uwbctl/world/scene_printer.h"
 
@@ -26,35 +27,11 @@ constexpr milliseconds kLongest{2000};
 constexpr double kCloseM = 0.002;
 constexpr double kHalfTurn = 180;
 
-[[noreturn]] void RefuseMember(const Json& arguments, const char* name, const std::string& kind) {
-    throw Failure(kUsage,
-                  std::string(name) + " is " + kind + ", not " + JsonText(arguments.at(name)));
-}
-
-std::string TextOf(const Json& arguments, const char* name) {
-    if (!arguments.at(name).is_string()) RefuseMember(arguments, name, "a text");
-    return arguments.at(name).get<std::string>();
-}
-
 ThingId IdOf(const Json& arguments) {
     const auto word = TextOf(arguments, "id");
     const auto id = ParseThingId(word);
     if (!id) throw Failure(kUsage, "neither a tag nor a radio: " + word);
     return *id;
-}
-
-double NumberOf(const Json& arguments, const char* name, double min, double max) {
-    const Json& json = arguments.at(name);
-    if (!json.is_number()) RefuseMember(arguments, name, "a number");
-    const auto number = json.get<double>();
-    if (number >= min && number <= max) return number;
-    RefuseMember(arguments, name, NumberText(min) + " to " + NumberText(max));
-}
-
-uint64_t WholeNumberOf(const Json& arguments, const char* name, uint64_t max) {
-    const Json& number = arguments.at(name);
-    if (number.is_number_unsigned() && number.get<uint64_t>() <= max) return number.get<uint64_t>();
-    RefuseMember(arguments, name, "a whole number, 0 to " + std::to_string(max));
 }
 
 // Of what is more than nothing, or nothing: less than the radio's unit would be written as nothing.
