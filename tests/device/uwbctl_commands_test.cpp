@@ -34,7 +34,7 @@ TEST_F(UwbctlCommandsTest, SaysWhatACountryMeans) {
         {"uwbctl simple -p 1234", "not an address: 1234"},
         {"uwbctl simple -p 12:34 -n 1", "0x1234"},
         {"uwbctl fira range -p 0x1234 -p 12:34", "0x1234 is there twice"},
-        {"uwbctl fira range -p 0x1234 -a 12:34", "0x1234 is this device itself"},
+        {"uwbctl fira range -p 0x1234 -a 12:34", "0x1234 has this device's own address"},
         {"uwbctl fira range -p 0x1234 -b 1", "takes 40 ms, longer than its block of 1 ms"},
         {"TERM=dumb uwbctl fira range -p 0x1234 -n 1 --table", "1 report\n"},
     };

@@ -76,7 +76,8 @@ std::string AgeText(std::chrono::seconds age) {
     constexpr int64_t kMinute = 60;
     constexpr int64_t kHour = 60 * kMinute;
     const int64_t seconds = age.count();
-    if (seconds < kMinute) return CountText(static_cast<uint64_t>(seconds), "second") + " ago";
+    // It stays as it is for a while: pages are told of what changes.
+    if (seconds < kMinute) return "less than a minute ago";
     if (seconds < kHour) {
         return CountText(static_cast<uint64_t>(seconds / kMinute), "minute") + " ago";
     }

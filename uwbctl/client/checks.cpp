@@ -21,8 +21,8 @@ void CheckPeers(const std::vector<std::string>& peers, const std::string& own) {
         const auto address = ParseAddress(text);
         if (!address) continue;
         if (own_address && address->address == own_address->address) {
-            throw Failure(kUsage,
-                          "peer " + text + " is this device itself; --address gives it another");
+            throw Failure(kUsage, "peer " + text +
+                                      " has this device's own address: give one of them another");
         }
         if (!seen.insert(address->address).second) {
             throw Failure(kUsage, "address " + text + " is there twice");

@@ -94,6 +94,7 @@ class Reader {
 
     template <typename T>
     void operator()(const char* name, T* value) {
+        names_.emplace_back(name);
         const auto member = json_.find(name);
         if (member == json_.end()) return;
         Read(where_ + ": " + name, *member, value);
@@ -102,8 +103,9 @@ class Reader {
 
     void CheckAllRead() const {
         if (json_.empty()) return;
-        throw Failure(kUsage, where_ + ": there is no " + json_.begin().key() +
-                                  " in a session (--dump-session shows what there is)");
+        const std::string& name = json_.begin().key();
+        throw Failure(kUsage,
+                      where_ + ": there is no " + name + " in a session" + LikeText(name, names_));
     }
 
   private:
@@ -177,6 +179,7 @@ class Reader {
 
     Json json_;
     std::string where_;
+    std::vector<std::string> names_;
 };
 
 }  // namespace
@@ -321,8 +324,8 @@ std::string TimingHint(const FiraTwrSession& session) {
     if (round_ms <= session.rangingBlockDurationMs) return "";
     return StringPrintf(
         "\n  a round of %d slots of %.3g ms takes %.4g ms, longer than its block of %d ms: it "
-        "needs a longer --block, or fewer or shorter slots (slotsPerRangingRound, "
-        "slotDurationRstu)",
+        "needs a longer block, or fewer or shorter slots (rangingBlockDurationMs, "
+        "slotsPerRangingRound, slotDurationRstu)",
         session.slotsPerRangingRound, slot_ms, round_ms, session.rangingBlockDurationMs);
 }
 

@@ -118,7 +118,7 @@ std::string StatusText(int status) {
     return StringPrintf("%s (0x%02x)", name == kNames.end() ? "failed" : name->second, status);
 }
 
-std::string Nearest(const std::string& word, const std::vector<std::string>& known) {
+std::string LikeText(const std::string& word, const std::vector<std::string>& known) {
     // Two letters that changed places are two edits.
     constexpr size_t kLettersAnEdit = 2;
     std::string nearest;
@@ -134,7 +134,7 @@ std::string Nearest(const std::string& word, const std::vector<std::string>& kno
             fewest = std::min(edits, fewest);
         }
     }
-    return nearest;
+    return nearest.empty() ? "" : "; did you mean " + nearest + "?";
 }
 
 std::string PrintableText(const std::string& text) {

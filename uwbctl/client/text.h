@@ -44,8 +44,8 @@ std::string StatusText(int status);
 /** @return why a session ended that nobody asked to end, of the reason that the service gives. */
 std::string StopReasonText(int reason);
 
-/** @return the one of known that is spelt most like word; empty when none is like it. */
-std::string Nearest(const std::string& word, const std::vector<std::string>& known);
+/** @return "; did you mean ...?" with the one of known that is spelt most like word, or empty. */
+std::string LikeText(const std::string& word, const std::vector<std::string>& known);
 
 /**
  * @return a text for a terminal: what a file or a name has in it that a terminal would obey is

@@ -11,11 +11,6 @@
 namespace uwbctl {
 namespace {
 
-std::string LikeText(const std::string& word, const std::vector<std::string>& known) {
-    const std::string nearest = Nearest(word, known);
-    return nearest.empty() ? "" : "; did you mean " + nearest + "?";
-}
-
 // What is like the first option that nobody knows.
 std::string UnknownOption(const CLI::App& command, const std::vector<std::string>& words) {
     std::vector<std::string> known;

@@ -22,7 +22,7 @@ Vec3 ParsePlace(const std::string& text) {
         std::isfinite(place.x + place.y + place.z)) {
         return place;
     }
-    throw Failure(kUsage, "--anchor: not a place: " + text + " (expected X,Y,Z in metres)");
+    throw Failure(kUsage, "not a place: " + text + " (expected X,Y,Z in metres)");
 }
 
 }  // namespace
@@ -42,8 +42,8 @@ std::vector<Anchor> ResolveAnchors(
         const auto at =
             is_said ? std::optional(ParsePlace(text.substr(equals + 1))) : place_of(name);
         if (!at) {
-            throw Failure(kUsage, "where is anchor " + name + "? --anchor " + name +
-                                      "=X,Y,Z, or a --scene that says it");
+            throw Failure(kUsage, "where is anchor " + name + "? Name it as " + name +
+                                      "=X,Y,Z, or have a scene that says it");
         }
         anchors.push_back(
             {.name = are_peers ? PeerName(name) : name, .at = *at, .is_place_said = is_said});

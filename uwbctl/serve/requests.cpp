@@ -24,24 +24,23 @@ int SmallNumber(const Json& arguments, const char* name, int otherwise, int max)
 std::optional<double> Metres(const Json& arguments, const char* name, double min, double max) {
     const auto found = arguments.find(name);
     if (found == arguments.end() || found->is_null()) return std::nullopt;
-    const auto number = found->get<double>();
-    if (number >= min && number <= max) return number;
-    throw Failure(kUsage, std::string(name) + " is not so many metres: " + found->dump());
+    return NumberOf(arguments, name, min, max);
 }
 
 LocateTask TaskOf(const Json& arguments, const std::vector<std::string>& ifaces,
                   const std::function<std::optional<Vec3>(const std::string& name)>& place_of) {
     constexpr double kMinSigma = 0.001;
     constexpr double kMaxSigma = 100;
-    const std::string tag = arguments.value("tag", "");
+    const std::string tag = TextOf(arguments, "tag", "");
     LocateTask task{.tag = tag.empty() ? "" : PeerName(tag), .anchors = {}, .solver = {}};
-    auto names = arguments.value("anchors", std::vector<std::string>());
+    std::vector<std::string> names;
+    if (arguments.contains("anchors")) names = TextsOf(arguments, "anchors");
     if (names.empty() && !tag.empty()) names = ifaces;
     task.anchors = ResolveAnchors(names, tag.empty(), place_of);
     if (task.anchors.size() < 2) throw Failure(kUsage, "two anchors at least are needed");
     task.solver.sigma =
         Metres(arguments, "sigma", kMinSigma, kMaxSigma).value_or(task.solver.sigma);
-    if (!arguments.value("is_3d", false)) {
+    if (!arguments.contains("is_3d") || !FlagOf(arguments, "is_3d")) {
         task.solver.height = Metres(arguments, "height", -Scene::kMaxMetres, Scene::kMaxMetres)
                                  .value_or(AnchorHeight(task.anchors));
     }
@@ -51,8 +50,8 @@ LocateTask TaskOf(const Json& arguments, const std::vector<std::string>& ifaces,
 }  // namespace
 
 FiraTwrSession FiraRequest(const Json& arguments, const SessionDefaults& defaults) {
-    FiraTwrSession session = MakeSession(arguments.value("preset", defaults.preset));
-    if (arguments.contains("members")) ApplyJson(arguments.at("members"), "session", &session);
+    FiraTwrSession session = MakeSession(TextOf(arguments, "preset", defaults.preset));
+    if (arguments.contains("members")) ApplyJson(arguments.at("members"), "members", &session);
     FillDeviceAddress(&session);
     CheckPeers(AddressTexts(session.destAddressList), AddressText(session.deviceAddress));
     if (session.destAddressList.empty()) {
@@ -70,9 +69,13 @@ CccRequest ReadCccRequest(const Json& arguments) {
 SimpleRanging SimpleRequest(const Json& arguments) {
     constexpr int kMaxPanId = 0xFFFF;
     SimpleRanging ranging;
-    ranging.peers = arguments.at("peers").get<std::vector<std::string>>();
-    ranging.is_responder = arguments.value("role", "initiator") == "responder";
-    ranging.address = arguments.value("address", ranging.address);
+    ranging.peers = TextsOf(arguments, "peers");
+    const std::string role = TextOf(arguments, "role", "initiator");
+    ranging.is_responder = role == "responder";
+    if (role != "initiator" && role != "responder") {
+        RefuseMember(arguments, "role", "initiator or responder");
+    }
+    ranging.address = TextOf(arguments, "address", ranging.address);
     ranging.pan_id = SmallNumber(arguments, "pan_id", ranging.pan_id, kMaxPanId);
     ranging.channel = SmallNumber(arguments, "channel", ranging.channel, kMaxChannel);
     return ranging;
@@ -88,9 +91,10 @@ LocateRequest ReadLocateRequest(
         peers.clear();
         for (const Anchor& anchor : request.task.anchors) peers.push_back(anchor.name);
     }
-    Json of_session = {{"preset", arguments.value("preset", defaults.preset)},
-                       {"members", arguments.value("members", Json::object())}};
-    of_session["members"]["destAddressList"] = peers;
+    Json of_session = arguments;
+    Json& members = of_session["members"];
+    if (!members.is_object() && !members.is_null()) RefuseMember(arguments, "members", "an object");
+    members["destAddressList"] = peers;
     request.sessions = SessionsOf(request.task, FiraRequest(of_session, defaults), own);
     return request;
 }

@@ -2,7 +2,6 @@
 #include "uwbctl/serve/station.h"
 
 #include <algorithm>
-#include <string_view>
 #include <thread>
 #include <utility>
 
@@ -59,13 +58,12 @@ Station::Station(Events* events, EventLog* log, SessionDefaults defaults, const 
 }
 
 Json Station::Command(const std::string& name, const Json& arguments) {
-    constexpr std::string_view kWorld = "world/";
     try {
-        if (name.starts_with(kWorld)) return world_.Command(name.substr(kWorld.size()), arguments);
-        Run(name, arguments);
-    } catch (const std::exception& failure) {  // JSON of another shape as well.
+        if (name.starts_with("world/")) return world_.Command(name, arguments);
+        RunVerb(Commands(), name, arguments, this);
+    } catch (const std::exception& failure) {
         if (running_.is_empty() && client_ != nullptr) client_->Close();
-        Note(Tone::kError, ReasonOf(failure));
+        Note(Tone::kError, failure.what());
         PublishState();
         throw;
     }
@@ -73,35 +71,30 @@ Json Station::Command(const std::string& name, const Json& arguments) {
     return Json::object();
 }
 
-void Station::Run(const std::string& name, const Json& arguments) {
-    if (name == "fira/start") {
-        StartFira(arguments);
-    } else if (name == "locate/start") {
-        StartLocate(arguments);
-    } else if (name == "ccc/start") {
-        StartCcc(arguments);
-    } else if (name == "simple/start") {
-        StartSimple(arguments);
-    } else if (name == "stop") {
-        const std::string iface = arguments.value("iface", "");
-        // Nothing to stop on one that is there: somebody was faster.
-        if (!iface.empty() && running_.On(iface) == nullptr &&
-            std::find(ifaces_.begin(), ifaces_.end(), iface) == ifaces_.end()) {
-            throw Failure(kUsage, "there is no interface " + iface);
-        }
-        Stop(iface);
-    } else if (name == "fira/add" || name == "fira/remove") {
-        Activity* activity = running_.On(NameOf(arguments));
-        if (activity == nullptr) throw Failure(kRefused, "no FiRa session is ranging");
-        activity->ChangeControlees(name == "fira/add",
-                                   arguments.at("peers").get<std::vector<std::string>>());
-    } else if (name == "country") {
-        SetCountry(arguments);
-    } else if (name == "record") {
-        Record(arguments);
-    } else {
-        throw Failure(kUsage, "there is no command " + name);
-    }
+const Verbs<Station>& Station::Commands() {
+    // What has no answer has an empty one.
+    const auto doing = [](void (Station::*run)(const Json&)) {
+        return [run](Station* station, const Json& arguments) {
+            (station->*run)(arguments);
+            return Json::object();
+        };
+    };
+    static const Verbs<Station> commands = {
+        {"fira/start", {{"iface", "preset", "members"}, doing(&Station::StartFira)}},
+        {"fira/add", {{"iface", "peers"}, doing(&Station::ChangeControlees<true>)}},
+        {"fira/remove", {{"iface", "peers"}, doing(&Station::ChangeControlees<false>)}},
+        {"locate/start",
+         {{"iface", "preset", "members", "tag", "anchors", "sigma", "height", "is_3d"},
+          doing(&Station::StartLocate)}},
+        {"ccc/start", {{"iface", "delay_ms", "channel"}, doing(&Station::StartCcc)}},
+        {"simple/start",
+         {{"iface", "peers", "role", "address", "pan_id", "channel"},
+          doing(&Station::StartSimple)}},
+        {"stop", {{"iface"}, doing(&Station::StopOn)}},
+        {"country", {{"code"}, doing(&Station::SetCountry)}},
+        {"record", {{"iface", "on"}, doing(&Station::Record)}},
+    };
+    return commands;
 }
 
 // ---- What runs ----
@@ -111,7 +104,7 @@ void Station::RequireIdle() const {
 }
 
 std::string Station::NameOf(const Json& arguments) const {
-    std::string name = arguments.value("iface", defaults_.iface);
+    std::string name = TextOf(arguments, "iface", defaults_.iface);
     return name.empty() && !ifaces_.empty() ? ifaces_.front() : name;
 }
 
@@ -190,6 +183,23 @@ void Station::StartSimple(const Json& arguments) {
           /*block_stride=*/1, "simple ranging on " + name);
 }
 
+template <bool kAdds>
+void Station::ChangeControlees(const Json& arguments) {
+    Activity* activity = running_.On(NameOf(arguments));
+    if (activity == nullptr) throw Failure(kRefused, "no FiRa session is ranging");
+    activity->ChangeControlees(kAdds, TextsOf(arguments, "peers"));
+}
+
+void Station::StopOn(const Json& arguments) {
+    const std::string iface = TextOf(arguments, "iface", "");
+    // Nothing to stop on one that is there: somebody was faster.
+    if (!iface.empty() && running_.On(iface) == nullptr &&
+        std::find(ifaces_.begin(), ifaces_.end(), iface) == ifaces_.end()) {
+        throw Failure(kUsage, "there is no interface " + iface);
+    }
+    Stop(iface);
+}
+
 void Station::Stop(const std::string& iface) {
     try {
         running_.Stop(iface);
@@ -225,7 +235,7 @@ void Station::EndBoard(const Activity& activity, const std::string& reason) {
 
 void Station::SetCountry(const Json& arguments) {
     RequireIdle();
-    const std::string code = CheckCountry(arguments.at("code").get<std::string>());
+    const std::string code = CheckCountry(TextOf(arguments, "code"));
     if (client_ == nullptr) client_ = surroundings_.connect(events_);
     client_->Open();
     const std::string text = ApplyCountry(client_->service(), code);
@@ -235,7 +245,7 @@ void Station::SetCountry(const Json& arguments) {
 }
 
 void Station::Record(const Json& arguments) {
-    if (!arguments.at("on").get<bool>()) {
+    if (!FlagOf(arguments, "on")) {
         board_.StopRecording("quit");
         return;
     }

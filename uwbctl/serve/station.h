@@ -13,6 +13,7 @@
 #include "uwbctl/client/interfaces.h"
 #include "uwbctl/ranging/activity.h"
 #include "uwbctl/ranging/fira_activity.h"
+#include "uwbctl/serve/arguments.h"
 #include "uwbctl/serve/board.h"
 #include "uwbctl/serve/event_log.h"
 #include "uwbctl/serve/forms.h"
@@ -73,11 +74,14 @@ class Station : private ActivityListener {
 
     // For those that are made elsewhere, to whom the base is private.
     ActivityListener* Listener() { return this; }
-    void Run(const std::string& name, const nlohmann::ordered_json& arguments);
+    static const Verbs<Station>& Commands();
     void StartFira(const nlohmann::ordered_json& arguments);
     void StartLocate(const nlohmann::ordered_json& arguments);
     void StartCcc(const nlohmann::ordered_json& arguments);
     void StartSimple(const nlohmann::ordered_json& arguments);
+    template <bool kAdds>
+    void ChangeControlees(const nlohmann::ordered_json& arguments);
+    void StopOn(const nlohmann::ordered_json& arguments);
     void SetCountry(const nlohmann::ordered_json& arguments);
     void Record(const nlohmann::ordered_json& arguments);
     // On all for an empty name.

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <functional>
 #include <limits>
 
 #include "uwbctl/client/client.h"
@@ -113,38 +114,59 @@ std::string WorldJson(const Truth& truth, Json settings) {
 
 }  // namespace
 
-Json WorldDesk::Command(const std::string& verb, const Json& arguments) {
+Json WorldDesk::Command(const std::string& name, const Json& arguments) {
     world_.Require();
     has_changed_ = true;
     history_.Forget();
-    if (verb == "move") {
-        world_.Move(IdOf(arguments), PlaceOf(arguments), VelocityOf(arguments));
-    } else if (verb == "heading") {
-        world_.SetHeading(IdOf(arguments), NumberOf(arguments, "degrees", -kHalfTurn, kHalfTurn));
-    } else if (verb == "remove") {
-        world_.Remove(IdOf(arguments));
-    } else if (verb == "sight") {
-        if (!arguments.at("clear").is_boolean()) RefuseMember(arguments, "clear", "true or false");
-        world_.SetLineOfSight(IdOf(arguments), arguments.at("clear").get<bool>());
-    } else if (verb == "noise") {
-        world_.SetNoise(static_cast<int>(WholeNumberOf(arguments, "mm", Scene::kMaxNoiseMm)));
-    } else if (verb == "range") {
-        world_.SetRange(AmountOf(arguments, "m", Scene::kMaxRange));
-    } else if (verb == "rate") {
-        world_.SetRate(AmountOf(arguments, "rate", Scene::kMaxRate),
-                       arguments.value("blocks", false));
-    } else if (verb == "seed") {
-        world_.SetSeed(WholeNumberOf(arguments, "seed", std::numeric_limits<uint64_t>::max()));
-    } else if (verb == "model") {
-        SetModel(arguments);
-    } else if (verb == "load") {
-        Load(arguments);
-    } else if (verb == "save") {
-        return {{"scene", PrintScene(world_.Save())}};
-    } else {
-        throw Failure(kUsage, "there is no command world/" + verb);
-    }
-    return Json::object();
+    return RunVerb(Commands(), name, arguments, this);
+}
+
+const Verbs<WorldDesk>& WorldDesk::Commands() {
+    // What has no answer has an empty one.
+    const auto doing = [](const std::function<void(WorldDesk*, const Json&)>& run) {
+        return [run](WorldDesk* desk, const Json& arguments) {
+            run(desk, arguments);
+            return Json::object();
+        };
+    };
+    static const Verbs<WorldDesk> commands = {
+        {"world/move", {{"id", "x", "y", "z", "vx", "vy", "vz"}, doing([](auto* desk, auto& how) {
+                            desk->world_.Move(IdOf(how), PlaceOf(how), VelocityOf(how));
+                        })}},
+        {"world/heading", {{"id", "degrees"}, doing([](auto* desk, auto& how) {
+                               desk->world_.SetHeading(
+                                   IdOf(how), NumberOf(how, "degrees", -kHalfTurn, kHalfTurn));
+                           })}},
+        {"world/remove",
+         {{"id"}, doing([](auto* desk, auto& how) { desk->world_.Remove(IdOf(how)); })}},
+        {"world/sight", {{"id", "clear"}, doing([](auto* desk, auto& how) {
+                             desk->world_.SetLineOfSight(IdOf(how), FlagOf(how, "clear"));
+                         })}},
+        {"world/noise", {{"mm"}, doing([](auto* desk, auto& how) {
+                             const uint64_t mm = WholeNumberOf(how, "mm", Scene::kMaxNoiseMm);
+                             desk->world_.SetNoise(static_cast<int>(mm));
+                         })}},
+        {"world/range", {{"m"}, doing([](auto* desk, auto& how) {
+                             desk->world_.SetRange(AmountOf(how, "m", Scene::kMaxRange));
+                         })}},
+        {"world/rate", {{"rate", "blocks"}, doing([](auto* desk, auto& how) {
+                            const bool blocks = how.contains("blocks") && FlagOf(how, "blocks");
+                            desk->world_.SetRate(AmountOf(how, "rate", Scene::kMaxRate), blocks);
+                        })}},
+        {"world/seed", {{"seed"}, doing([](auto* desk, auto& how) {
+                            constexpr uint64_t kMax = std::numeric_limits<uint64_t>::max();
+                            desk->world_.SetSeed(WholeNumberOf(how, "seed", kMax));
+                        })}},
+        {"world/model",
+         {{"id", "model"}, doing([](auto* desk, auto& how) { desk->SetModel(how); })}},
+        {"world/load", {{"name", "text"}, doing([](auto* desk, auto& how) { desk->Load(how); })}},
+        {"world/save",
+         {{},
+          [](WorldDesk* desk, const Json& /*none*/) {
+              return Json{{"scene", PrintScene(desk->world_.Save())}};
+          }}},
+    };
+    return commands;
 }
 
 void WorldDesk::Load(const Json& arguments) {

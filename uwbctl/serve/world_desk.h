@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "uwbctl/serve/arguments.h"
 #include "uwbctl/serve/board.h"
 #include "uwbctl/serve/event_log.h"
 #include "uwbctl/world/virtual_world.h"
@@ -39,11 +40,11 @@ class WorldDesk {
     /**
      * Arranges the world.
      *
-     * @param verb "move", "heading", "remove", "sight", "noise", "range", "rate", "seed", "model",
-     * "load", "save".
+     * @param name "world/" and "move", "heading", "remove", "sight", "noise", "range", "rate",
+     *             "seed", "model", "load" or "save".
      * @return the answer for the page; a Failure says what is wrong.
      */
-    nlohmann::ordered_json Command(const std::string& verb,
+    nlohmann::ordered_json Command(const std::string& name,
                                    const nlohmann::ordered_json& arguments);
 
     /** @return what a radio would have measured of a peer without any error. */
@@ -62,6 +63,7 @@ class WorldDesk {
     std::vector<std::string> Tags();
 
   private:
+    static const Verbs<WorldDesk>& Commands();
     void Load(const nlohmann::ordered_json& arguments);
     void SetModel(const nlohmann::ordered_json& arguments);
     bool IsFollowed(const Truth& truth) const;

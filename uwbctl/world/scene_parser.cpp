@@ -117,9 +117,7 @@ void Parser::ParseLine(std::vector<std::string> all) {
     }
     std::vector<std::string> names;
     for (const LineKind& kind : kLines) names.emplace_back(kind.name);
-    const std::string nearest = Nearest(name, names);
-    throw WrongWord{name,
-                    "no such line" + (nearest.empty() ? "" : "; did you mean " + nearest + "?")};
+    throw WrongWord{name, "no such line" + LikeText(name, names)};
 }
 
 // ---- Things ----
@@ -308,9 +306,7 @@ const ModelKey& TakeModelKey(SceneWords* words) {
     std::vector<std::string> known;
     for (const ModelKey& key : ModelKeys()) known.emplace_back(key.name);
     for (const ModelPreset& preset : ModelPresets()) known.emplace_back(preset.name);
-    const std::string nearest = Nearest(name, known);
-    throw WrongWord{name, "neither a preset nor a key of a model" +
-                              (nearest.empty() ? "" : "; did you mean " + nearest + "?")};
+    throw WrongWord{name, "neither a preset nor a key of a model" + LikeText(name, known)};
 }
 
 // model [WHO] [PRESET] [KEY VALUE] ...

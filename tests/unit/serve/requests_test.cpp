@@ -69,15 +69,20 @@ TEST(Requests, SayWhatIsWrongWithThem) {
         {locate, R"({"tag": "0x1234", "anchors": ["wpan0", "wpan1=1,2"]})", "not a place: 1,2"},
         {locate, R"({"tag": "tag"})", "not a short address: tag"},
         {locate, R"({"anchors": ["0x1=0,0,0", "0x2=1,0,0"]})", "not a short address: 0x1"},
-        {locate, R"({"tag": "0x1234", "height": 1e9})", "height is not so many metres"},
-        {locate, R"({"tag": "0x1234", "sigma": 0})", "sigma is not so many metres"},
+        {locate, R"({"tag": "0x1234", "height": 1e9})",
+         "height is -50000 to 50000, not 1000000000"},
+        {locate, R"({"tag": "0x1234", "sigma": 0})", "sigma is 0.001 to 100, not 0"},
         {fira, R"({})", "name at least one peer"},
         {fira, R"({"preset": "none"})", "none"},
         {fira, R"({"members": {"destAddressList": ["0x1234", "12:34"]}})", "0x1234"},
+        {fira, R"({"members": {"chanelNumber": 9}})", "did you mean channelNumber?"},
         {ccc, R"({"channel": 16})", "channel is a whole number, 0 to 15, not 16"},
         {ccc, R"({"delay_ms": -1})", "delay_ms is a whole number"},
         {simple, R"({"peers": ["0x1234"], "pan_id": 65536})", "pan_id is a whole number"},
-        {simple, R"({"peers": "0x1234"})", "array"},
+        {simple, R"({"peers": "0x1234"})", "peers is a list of texts, not \"0x1234\""},
+        {simple, R"({"peers": [1]})", "peers is a list of texts"},
+        {simple, R"({"peers": ["0x1234"], "role": "x"})", "role is initiator or responder"},
+        {simple, R"({})", "peers is missing"},
     };
     for (const auto& [read, json, why] : kCases) {
         try {

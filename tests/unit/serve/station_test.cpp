@@ -179,6 +179,9 @@ TEST_F(StationTest, EachRadioDoesOneThingAndTheHardwareIsHeldAsLongAsOneDoes) {
         {"fira/start", Fira("wpan0"), "wpan0 is busy", "ours fira wpan0"},
         {"fira/start", Fira("wpan1"), "", "ours fira wpan0 fira wpan1"},
         {"country", {{"code", "FR"}}, "the radio is busy", "ours fira wpan0 fira wpan1"},
+        {"record", {{"on", 5}}, "on is true or false, not 5", "ours fira wpan0 fira wpan1"},
+        {"fira/add", {{"peers", "0x5678"}}, "peers is a list", "ours fira wpan0 fira wpan1"},
+        {"stop", {{"ifaces", 1}}, "there is no member ifaces", "ours fira wpan0 fira wpan1"},
         // A disk that is full ends the recording and nothing else.
         {"record", {{"on", true}}, "No space left", "ours fira wpan0 fira wpan1 recording there"},
         {"report", "wpan0", "", "ours fira wpan0 fira wpan1 recording there"},

@@ -129,33 +129,44 @@ TEST_F(WorldDeskTest, PassesOnOnlyWhatAWorldCanBe) {
     WorldDesk desk(&log_, folder_.path);
     const char* const kTag = R"("id":"0x1234","x":1,"y":1,"z":1)";
     const struct {
-        const char* verb;
+        const char* name;
         std::string arguments;
+        const char* reason;
     } kCases[] = {
-        {"noise", R"("mm":1e308)"},
-        {"noise", R"("mm":-1)"},
-        {"noise", R"("mm":0.5)"},
-        {"seed", R"("seed":-1)"},
-        {"seed", R"("seed":1.5)"},
-        {"seed", R"("seed":1e308)"},
-        {"range", R"("m":200001)"},
-        {"rate", R"("rate":3601)"},
-        {"rate", R"("rate":1e-300)"},
-        {"rate", R"("rate":"1")"},
-        {"heading", R"("id":"radio0","degrees":181)"},
-        {"move", R"("id":"0x1234","x":50001,"y":1,"z":1)"},
-        {"move", std::string(kTag) + R"(,"vy":1001)"},
-        {"move", R"("id":"0x1234","x":1,"y":1)"},
-        {"sight", R"("id":"0x1234","clear":1)"},
-        {"tea", ""},
+        {"noise", R"("mm":1e308)", "mm is a whole number, 0 to 10000, not 1e+308"},
+        {"noise", R"("mm":-1)", "mm is a whole number"},
+        {"noise", R"("mm":0.5)", "mm is a whole number"},
+        {"noise", R"("mm":1,"m":1)", "there is no member m (there are: mm)"},
+        {"save", R"("name":"x")", "there is no member name"},
+        {"seed", R"("seed":-1)", "seed is a whole number"},
+        {"seed", R"("seed":1.5)", "seed is a whole number"},
+        {"seed", R"("seed":1e308)", "seed is a whole number"},
+        {"range", R"("m":200001)", "m is 0 to 200000, not 200001"},
+        {"rate", R"("rate":3601)", "rate is 0 to 3600"},
+        {"rate", R"("rate":1e-300)", "rate is 0, or 0.000001 at least"},
+        {"rate", R"("rate":"1")", "rate is a number"},
+        {"rate", R"("rate":1,"blocks":1)", "blocks is true or false, not 1"},
+        {"heading", R"("id":"radio0","degrees":181)", "degrees is -180 to 180"},
+        {"move", R"("id":"0x1234","x":50001,"y":1,"z":1)", "x is -50000 to 50000"},
+        {"move", std::string(kTag) + R"(,"vy":1001)", "vy is -1000 to 1000"},
+        {"move", R"("id":"0x1234","x":1,"y":1)", "z is missing"},
+        {"sight", R"("id":"0x1234","clear":1)", "clear is true or false"},
+        {"tea", "", "there is no command world/tea"},
+    };
+    const auto failure = [&desk](const std::string& name, const std::string& arguments) {
+        try {
+            desk.Command("world/" + name, nlohmann::ordered_json::parse("{" + arguments + "}"));
+        } catch (const Failure& thrown) {
+            return std::string(thrown.what());
+        }
+        return std::string();
     };
     const std::string before = ReadWorld();
-    for (const auto& [verb, arguments] : kCases) {
-        EXPECT_ANY_THROW(desk.Command(verb, nlohmann::ordered_json::parse("{" + arguments + "}")))
-            << verb << " " << arguments;
-        EXPECT_EQ(ReadWorld(), before) << verb << " " << arguments;
+    for (const auto& [name, arguments, reason] : kCases) {
+        EXPECT_THAT(failure(name, arguments), StartsWith(reason)) << name << " " << arguments;
+        EXPECT_EQ(ReadWorld(), before) << name << " " << arguments;
     }
-    desk.Command("move", nlohmann::ordered_json::parse("{" + std::string(kTag) + R"(,"vy":-2})"));
+    EXPECT_EQ(failure("move", std::string(kTag) + R"(,"vy":-2)"), "");
     EXPECT_THAT(ReadWorld(), StartsWith("tag 0x1234 1 1 1 0 -2 0\n"));
 }
 
