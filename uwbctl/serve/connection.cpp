@@ -26,22 +26,34 @@ constexpr std::chrono::seconds kRequestTime{10};
 constexpr std::chrono::seconds kWriteTime{10};
 constexpr milliseconds kTryPause{5};
 
-// What a request's head says about the size of its body; 0 for what the server will not read.
-size_t BodySize(std::string_view head) {
-    constexpr std::string_view kName = "\r\nContent-Length:";
+constexpr char kGoOn[] = "HTTP/1.1 100 Continue\r\n\r\n";
+
+// The rest of a request's head from the value of a header on; empty without that header.
+std::string_view FromHeader(std::string_view head, std::string_view name) {
     for (size_t line = head.find("\r\n"); line != head.npos; line = head.find("\r\n", line + 1)) {
         std::string_view value = head.substr(line);
-        if (value.size() < kName.size() ||
-            strncasecmp(value.data(), kName.data(), kName.size()) != 0) {
+        if (value.size() < name.size() ||
+            strncasecmp(value.data(), name.data(), name.size()) != 0) {
             continue;
         }
-        value.remove_prefix(kName.size());
+        value.remove_prefix(name.size());
         value.remove_prefix(std::min(value.find_first_not_of(" \t"), value.size()));
-        size_t size = 0;
-        const auto [end, error] = std::from_chars(value.begin(), value.end(), size);
-        return error == std::errc() && size <= kMaxBody ? size : 0;
+        return value;
     }
-    return 0;
+    return {};
+}
+
+// What a request's head says about the size of its body; 0 for what the server will not read.
+size_t BodySize(std::string_view head) {
+    const std::string_view value = FromHeader(head, "\r\nContent-Length:");
+    size_t size = 0;
+    const auto [end, error] = std::from_chars(value.begin(), value.end(), size);
+    return error == std::errc() && size <= kMaxBody ? size : 0;
+}
+
+// Whether who sent a head waits for a word before it sends the body.
+bool WaitsForWord(std::string_view head) {
+    return FromHeader(head, "\r\nExpect:").starts_with("100-continue");
 }
 
 }  // namespace
@@ -72,14 +84,21 @@ void Connection::LookForRequest() {
         return;
     }
     searched_ = end;
-    const size_t head = end + kEnd.size();
-    const size_t size = head + BodySize(std::string_view(buffer_).substr(0, head));
-    if (buffer_.size() >= size) request_size_ = size;
+    const size_t head_size = end + kEnd.size();
+    const auto head = std::string_view(buffer_).substr(0, head_size);
+    const size_t size = head_size + BodySize(head);
+    if (buffer_.size() >= size) {
+        request_size_ = size;
+    } else if (!has_said_go_on_ && WaitsForWord(head)) {
+        has_said_go_on_ = true;
+        output_ += kGoOn;
+    }
 }
 
 void Connection::EndRequest() {
     buffer_.erase(0, request_size_);
     searched_ = request_size_ = read_ = 0;
+    has_said_go_on_ = false;
     requests_++;
     deadline_ = Clock::now() + (buffer_.empty() ? kKeepAlive : kRequestTime);
     if (!buffer_.empty()) LookForRequest();

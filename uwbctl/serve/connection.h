@@ -81,6 +81,7 @@ class Connection : public httplib::Stream {
     size_t request_size_ = 0;
     size_t read_ = 0;
     bool has_run_dry_ = false;
+    bool has_said_go_on_ = false;
     bool is_read_ = true;
     bool is_stuck_ = false;
     std::string output_;

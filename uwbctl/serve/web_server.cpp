@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "uwbctl/serve/web_server.h"
 
-#include <android-base/parseint.h>
 #include <android-base/unique_fd.h>
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -10,7 +9,6 @@
 #include <algorithm>
 #include <array>
 #include <atomic>
-#include <cctype>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -22,6 +20,7 @@
 #include "uwbctl/serve/connection.h"
 #include "uwbctl/serve/lane.h"
 #include "uwbctl/serve/page_files.h"
+#include "uwbctl/serve/request_check.h"
 #include "uwbctl/serve/waiting_room.h"
 
 namespace uwbctl {
@@ -51,7 +50,6 @@ constexpr milliseconds kStreamPause{1000};
 constexpr int kPausesPerSign = 5;
 
 constexpr int kRequestsPerConnection = 1000;
-constexpr size_t kMaxPath = 256;
 // What the kernel holds for a reader that takes nothing.
 constexpr int kSendBuffer = 256 << 10;
 
@@ -61,9 +59,6 @@ constexpr size_t kPiece = 64 << 10;
 constexpr int kOk = 200;
 constexpr int kNotFound = 404;
 constexpr int kBadRequest = 400;
-constexpr int kLengthRequired = 411;
-constexpr int kTooLarge = 413;
-constexpr int kPathTooLong = 414;
 constexpr int kUnavailable = 503;
 
 constexpr char kJsonType[] = "application/json";
@@ -100,20 +95,6 @@ void Refuse(int status, const std::string& reason, Response* response) {
     Answer(status, {{"error", reason}}, response);
 }
 
-RequestHead HeadOf(const Request& request) {
-    RequestHead head = {.method = request.method,
-                        .path = request.path,
-                        .hosts = {},
-                        .origin = request.get_header_value("Origin"),
-                        .fetch_site = request.get_header_value("Sec-Fetch-Site"),
-                        .fetch_mode = request.get_header_value("Sec-Fetch-Mode"),
-                        .content_type = request.get_header_value("Content-Type"),
-                        .token = request.get_header_value("X-Token")};
-    const auto [first, last] = request.headers.equal_range("Host");
-    for (auto host = first; host != last; ++host) head.hosts.push_back(host->second);
-    return head;
-}
-
 }  // namespace
 
 class WebServer::Impl : private httplib::Server {
@@ -140,7 +121,6 @@ class WebServer::Impl : private httplib::Server {
   private:
     void AddRoutes();
     void AddHeaders();
-    std::optional<Refusal> Check(const Request& request) const;
     bool process_and_close_socket(socket_t socket) override;
     Lane& LaneOf(const Connection& connection);
     void Serve(std::unique_ptr<Connection>* connection);
@@ -197,7 +177,7 @@ void WebServer::Impl::AddRoutes() {
         setsockopt(socket, SOL_SOCKET, SO_SNDBUF, &kSendBuffer, sizeof(kSendBuffer));
     });
     set_pre_routing_handler([this](const Request& request, Response& response) {
-        const auto refusal = Check(request);
+        const auto refusal = CheckRequest(*gate_, request);
         if (!refusal) return HandlerResponse::Unhandled;
         Refuse(refusal->status, refusal->reason, &response);
         return HandlerResponse::Handled;
@@ -227,8 +207,11 @@ void WebServer::Impl::AddRoutes() {
     }
     Get("/events",
         [this](const Request& request, Response& response) { ServeEvents(request, &response); });
-    Get("/forms.json",
-        [this](const Request&, Response& response) { Answer(kOk, backend_->Forms(), &response); });
+    Get("/forms.json", [this](const Request& request, Response& response) {
+        Json forms = backend_->Forms();
+        forms["may_command"] = gate_->HasToken(request.get_header_value("X-Token"));
+        Answer(kOk, forms, &response);
+    });
     Get("/recording.jsonl",
         [this](const Request&, Response& response) { ServeRecording(&response); });
     Get("/report.html", [this](const Request&, Response& response) { ServeReport(&response); });
@@ -255,29 +238,6 @@ void WebServer::Impl::Stop() {
     stop();
     thread_.join();
     waiting_.Close();
-}
-
-std::optional<Refusal> WebServer::Impl::Check(const Request& request) const {
-    // The library's patterns call themselves once a character.
-    if (request.path.size() > kMaxPath) return Refusal{kPathTooLong, "no path is that long"};
-    if (request.has_header("Transfer-Encoding")) {
-        return Refusal{kLengthRequired, "a request says how long it is"};
-    }
-    // None of our paths is written so, and by its path a request is given to those who serve it.
-    if (request.target.substr(0, request.target.find('?')).find('%') != std::string::npos) {
-        return Refusal{kNotFound, "there is nothing here"};
-    }
-    if (request.get_header_value_count("Content-Length") > 1) {
-        return Refusal{kBadRequest, "Content-Length is said twice"};
-    }
-    uint64_t length = 0;
-    const std::string text = request.get_header_value("Content-Length");
-    if (request.has_header("Content-Length") && (!std::all_of(text.begin(), text.end(), isdigit) ||
-                                                 !android::base::ParseUint(text, &length))) {
-        return Refusal{kBadRequest, "Content-Length is no number"};
-    }
-    if (length > kMaxBody) return Refusal{kTooLarge, "that is more than a command needs"};
-    return gate_->Check(HeadOf(request));
 }
 
 bool WebServer::Impl::process_and_close_socket(socket_t socket) {
@@ -317,8 +277,10 @@ void WebServer::Impl::ServeRequest(std::unique_ptr<Connection> connection) {
     const auto look = [&](Request& request) {
         // Asked a thousand times for one range, the library would make a thousand copies.
         request.headers.erase("Range");
+        // Who waits for a word before it sends the body has had it.
+        request.headers.erase("Expect");
         request.ranges.clear();
-        is_good = !Check(request);
+        is_good = !CheckRequest(*gate_, request);
     };
     if (is_stopping_) return;
     const bool is_served = process_request(*connection, is_last, is_closed, look);

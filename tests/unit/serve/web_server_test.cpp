@@ -314,6 +314,12 @@ TEST_F(WebServerTest, TakesRequestsAsTheyArrive) {
     Send(fd.get(), command.substr(40));
     EXPECT_THAT(Receive(fd.get(), R"({"a":1}})"), StartsWith("HTTP/1.1 200"));
     EXPECT_EQ(backend_.commands, 3);
+    // Who asks first whether the body is wanted sends it when it is.
+    const size_t body = command.find("\r\n\r\n") + 4;
+    Send(fd.get(), command.substr(0, body - 2) + "Expect: 100-continue\r\n\r\n");
+    EXPECT_THAT(Receive(fd.get(), "\r\n\r\n"), StartsWith("HTTP/1.1 100"));
+    Send(fd.get(), command.substr(body));
+    EXPECT_THAT(Receive(fd.get(), R"({"a":1}})"), StartsWith("HTTP/1.1 200"));
 }
 
 TEST_F(WebServerTest, ARecordingGoesOutPieceByPiece) {

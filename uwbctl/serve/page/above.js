@@ -126,7 +126,7 @@ export class Above {
     for (const [key, peer] of this.#model.peers) {
       const m = peer.seen;
       // What several radios measure of one thing is shown once, where it is located.
-      if (!m || !this.#model.isMember(peer) || this.#model.locating?.tag === peer.name) continue;
+      if (!m || peer.hasLeft || this.#model.locating?.tag === peer.name) continue;
       const o = this.#model.observer(peer.iface);
       if (m.az === undefined) {
         places.push({ peer, o, at: o, radius: m.d / 1000 });

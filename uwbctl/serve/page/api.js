@@ -11,11 +11,14 @@ addEventListener('hashchange', () => {
   if (location.hash.length > 1) location.reload();
 });
 const token = sessionStorage.getItem('token');
-export const mayCommand = token !== null;
+/** Whether the server knows the token: after getForms(). */
+export let mayCommand = false;
 
 export async function getForms() {
-  const response = await fetch('forms.json');
-  return response.json();
+  const response = await fetch('forms.json', { headers: { 'X-Token': token ?? '' } });
+  const forms = await response.json();
+  mayCommand = forms.may_command;
+  return forms;
 }
 
 let latest = Promise.resolve();

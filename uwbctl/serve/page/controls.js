@@ -152,6 +152,7 @@ export class Controls {
         other.tabIndex = isOn ? 0 : -1;
         $(other.getAttribute('aria-controls')).hidden = !isOn;
       }
+      if (this.#model.state) this.#showBusy();
     };
     tabs.forEach((tab, i) => {
       tab.addEventListener('click', () => select(tab));
@@ -188,9 +189,19 @@ export class Controls {
     $('country-now').textContent = `In force: ${state.country}.`;
     for (const id of ['ccc-start', 'simple-start']) $(id).disabled = isRunning;
     for (const id of ['country-apply', 'locate-start']) $(id).disabled = this.#model.isRunning;
+    this.#showBusy();
     // Who ranges now is who the session has; before it starts, who the form names.
     if (activity?.kind === 'fira') this.#form.setPeers(activity.peers);
     this.#showLocate();
+  }
+
+  // Why the button of the panel that one sees cannot be pressed.
+  #showBusy() {
+    const panel = document.querySelector('[role="tabpanel"]:not([hidden])');
+    const isOff = mayCommand && panel.querySelector('button.wide')?.disabled;
+    $('busy').hidden = !isOff;
+    const { chosen } = this.#model;
+    $('busy').textContent = this.#model.activityOn(chosen) ? `${chosen} is busy: stop it first.` : 'Another radio is busy: stop it first.';
   }
 
   #showRadios() {

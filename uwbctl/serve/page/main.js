@@ -59,16 +59,18 @@ function hintText() {
   if (model.peers.size === 0) {
     return model.isRunning ? 'Waiting for the first report…' : model.world ? '' : 'Name the peers and press Start';
   }
-  const hasElevation = [...model.peers.values()].some((peer) => peer.seen?.el !== undefined);
-  if (isSpace && !hasElevation) return 'No elevation is measured: load a country’s calibration, and start with angles “both”';
-  return '';
+  const hasElevation = [...model.peers.values()].some((peer) => !peer.hasLeft && peer.seen?.el !== undefined);
+  if (!isSpace || hasElevation) return '';
+  const { session } = model.activityOn(model.chosen) ?? {};
+  const isAsked = session && session.aoaResultRequest !== 'NO_AOA_REPORT' && session.aoaType.includes('ELEVATION');
+  return isAsked ? 'No elevation is measured: antennas for it come with a country’s calibration' : 'No elevation is measured: start with angles “both”';
 }
 
 function describeScene() {
   const texts = [...model.peers.values()].map((peer) => {
     const name = model.nameOf(peer);
+    if (peer.absence) return `${name} is ${peer.absence}`;
     if (!peer.seen) return `${name} does not answer`;
-    if (peer.isLost) return `${name} is lost`;
     const angle = peer.seen.az === undefined ? '' : ` at ${degrees(peer.seen.az)} degrees`;
     return `${name} is ${metres(peer.seen.d, 1)} metres away${angle}${peer.seen.los === false ? ', out of sight' : ''}`;
   });

@@ -67,6 +67,8 @@ export class Peer {
   /** The latest with a distance. */
   seen = null;
   losses = 0;
+  /** Whether the session has it no more. */
+  hasLeft = false;
   #rateFrom = null;
 
   /** @param iface the radio that measures it. */
@@ -79,6 +81,10 @@ export class Peer {
   get isLost() {
     return this.losses >= kLostAfter;
   }
+  /** What it is in place of being somewhere; empty when it is. */
+  get absence() {
+    return this.hasLeft ? 'removed' : this.isLost ? 'lost' : '';
+  }
   get sigmaDistance() {
     return Math.max(spread(this.distance) ?? 0.1, 0.01);
   }
@@ -86,7 +92,18 @@ export class Peer {
     return Math.max(spread(this.azimuth) ?? 0.05, 0.005);
   }
 
+  /** The session has it no more: lines end here. */
+  leave() {
+    if (this.hasLeft) return;
+    this.hasLeft = true;
+    this.#rateFrom = null;
+    for (const ring of [this.distance, this.azimuth, this.elevation, this.truth, this.rate]) ring.push(NaN);
+    this.time.push(this.time.at(-1));
+    this.rateTime.push(this.time.at(-1));
+  }
+
   take(m, t) {
+    this.hasLeft = false;
     this.latest = m;
     const has = m.d !== undefined;
     this.losses = has ? 0 : this.losses + 1;
@@ -215,6 +232,7 @@ export class Model {
       },
       state: (state) => {
         this.state = state;
+        this.#noteWhoLeft();
         this.changed('state');
       },
       begin: ({ kind, others }) => {
@@ -275,9 +293,11 @@ export class Model {
     const isOne = [...this.peers.values()].every(({ iface }) => iface === peer.iface);
     return isOne ? peer.name : `${peer.name} by ${peer.iface}`;
   }
-  /** Whether the session that measured it still has it. */
-  isMember(peer) {
-    return this.activityOn(peer.iface)?.peers?.includes(peer.name) ?? true;
+  // Those that a session which goes on has no more.
+  #noteWhoLeft() {
+    for (const peer of this.peers.values()) {
+      if (!(this.activityOn(peer.iface)?.peers?.includes(peer.name) ?? true)) peer.leave();
+    }
   }
 
   #takeReport({ n, iface, m }) {
@@ -289,6 +309,8 @@ export class Model {
       this.latestTime = Math.max(this.latestTime ?? t, t);
       this.peer(iface, measurement.peer).take(measurement, t);
     }
+    // Of what was under way when it left.
+    this.#noteWhoLeft();
     if (this.latestTime !== null) this.#setClock(this.latestTime);
     this.changed('report');
   }

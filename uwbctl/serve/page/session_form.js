@@ -72,16 +72,17 @@ export class SessionForm {
   // ---- Peers ----
 
   async #addPeer() {
-    const text = $('peer').value.trim().toLowerCase().replace(/^0x/, '').replace(':', '');
-    if (!/^[0-9a-f]{1,4}$/.test(text)) {
-      $('peer').setCustomValidity('two bytes, such as 0x1234');
+    const text = $('peer').value.trim().toLowerCase().replace(/^0x/, '').replace(/^([0-9a-f]{2}):/, '$1');
+    const name = `0x${text.padStart(4, '0')}`;
+    const problem = !/^[0-9a-f]{1,4}$/.test(text) ? 'two bytes, such as 0x1234' : this.peers.includes(name) ? `${name} is there already` : '';
+    if (problem) {
+      $('peer').setCustomValidity(problem);
       $('peer').reportValidity();
       setTimeout(() => $('peer').setCustomValidity(''), 2500);
       return;
     }
-    const name = `0x${text.padStart(4, '0')}`;
     $('peer').value = '';
-    if (!this.peers.includes(name)) await this.#change(true, name);
+    await this.#change(true, name);
   }
 
   async #change(add, name) {

@@ -69,7 +69,7 @@ export class Space {
     const things = [];
     for (const [key, peer] of this.#model.peers) {
       const m = peer.seen;
-      if (!m || m.az === undefined || !this.#model.isMember(peer)) continue;
+      if (!m || m.az === undefined || peer.hasLeft) continue;
       const o = this.#model.observer(peer.iface);
       const end = peer.trail.at(-1);
       if (!end) continue;

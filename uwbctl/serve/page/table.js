@@ -3,9 +3,9 @@
 import { $, count, degrees, make, metres, number, percent, signed } from './format.js';
 
 const kColumns = [
-  { key: 'now', name: 'Now', unit: 'm', text: (s, p) => (p.isLost ? 'lost' : metres(p.seen?.d, 3)) },
-  { key: 'azimuth', name: 'Azimuth', unit: '°', text: (s, p) => degrees(p.isLost ? null : p.seen?.az) },
-  { key: 'elevation', name: 'Elevation', unit: '°', text: (s, p) => degrees(p.isLost ? null : p.seen?.el) },
+  { key: 'now', name: 'Now', unit: 'm', text: (s, p) => p.absence || metres(p.seen?.d, 3) },
+  { key: 'azimuth', name: 'Azimuth', unit: '°', text: (s, p) => degrees(p.absence ? null : p.seen?.az) },
+  { key: 'elevation', name: 'Elevation', unit: '°', text: (s, p) => degrees(p.absence ? null : p.seen?.el) },
   { key: 'count', name: 'Count', text: (s) => number(s?.distances) },
   { key: 'mean', name: 'Mean', unit: 'm', text: (s) => metres(s?.mean_mm, 3) },
   { key: 'spread', name: 'Spread', unit: 'm', text: (s) => metres(s?.spread_mm, 3) },
@@ -16,7 +16,7 @@ const kColumns = [
   { key: 'losses', name: 'Losses', unit: '%', text: (s) => percent(s?.loss_ratio) },
   { key: 'los', name: 'Line of sight', unit: '%', text: (s) => percent(s?.los_ratio) },
   { key: 'off', name: 'Error now', unit: 'cm', world: true,
-    text: (s, p) => (p.isLost || !p.seen?.true ? '–' : signed((p.seen.d - p.seen.true.d) / 10, 1)) },
+    text: (s, p) => (p.absence || !p.seen?.true ? '–' : signed((p.seen.d - p.seen.true.d) / 10, 1)) },
   { key: 'bias', name: 'Error mean', unit: 'cm', world: true, text: (s) => signed(s?.error_mean_mm == null ? null : s.error_mean_mm / 10, 1) },
   { key: 'rms', name: 'Error RMS', unit: 'cm', world: true, text: (s) => number(s?.error_rms_mm == null ? null : s.error_rms_mm / 10, 1) },
 ];
@@ -75,7 +75,7 @@ export class Table {
       const { element, cells, name } = this.#row(key, peer);
       const label = model.nameOf(peer);
       if (name.textContent !== label) name.textContent = label;
-      element.classList.toggle('lost', peer.isLost);
+      element.classList.toggle('lost', peer.absence !== '');
       for (const { column, cell } of cells) {
         const text = column.text(statistics.get(key), peer);
         if (cell.textContent !== text) cell.textContent = text;
