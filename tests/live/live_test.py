@@ -82,13 +82,14 @@ def check_changes_controlees(page):
     page.click('#peers button[aria-label="Remove 0x1234"]')
     wait_for('one peer', lambda: page.text('#status').startswith('Ranging with 1 peer on wpan0'))
     wait_for('the radio has removed it', lambda: page.text('#peers') == f'{TAG}×')
-    page.write('#peer', '1234')
-    page.click('#add-peer')
+    wait_for('its numbers end', lambda: page.text('tr[data-peer="0x1234"] td.now') == 'removed')
+    # No more than an address has room for, and nobody twice.
+    for text, wrong in (('0x99999', 'two bytes, such as 0x1234'), (TAG, f'{TAG} is there already'), ('1234', '')):
+        page.write('#peer', text)
+        page.click('#add-peer')
+        assert page.run('return document.getElementById("peer").validationMessage') == wrong
     wait_for('two peers', lambda: page.text('#status').startswith('Ranging with 2 peers on wpan0'))
-    # No more than a session has room for, and nobody twice.
-    page.write('#peer', 'x')
-    page.click('#add-peer')
-    assert page.run('return document.getElementById("peer").validationMessage') == 'two bytes, such as 0x1234'
+    wait_for('its numbers go on', lambda: now(page, '0x1234'))
 
 
 def check_radios_do_different_things(page):
@@ -101,6 +102,7 @@ def check_radios_do_different_things(page):
     page.write('#ccc-channel', '5')
     page.click('#ccc-start')
     wait_for('the session', lambda: 'CCC session on wpan1, channel 5' in page.text('#status'))
+    assert page.is_shown('#busy') and page.text('#busy') == 'wpan1 is busy: stop it first.'
     page.click('#radio option[value="wpan2"]')
     page.click('#tab-simple')
     page.write('#simple-peers', TAG)
@@ -156,7 +158,8 @@ def check_a_radio_turns(page):
 def check_another_page_looks_on(page, device):
     first, seen = page.call('GET', '/window'), reports(page)
     page.switch(page.new_window())
-    page.open(device.link.split('#')[0])
+    # With another server's token, such as one that has ended.
+    page.open(device.link.split('#')[0] + '#deadbeef')
     wait_for('the other page sees the peers', lambda: now(page, TAG) and now(page, '0x1234'))
     assert page.is_shown('#looking') and not page.is_shown('#primary')
     status = page.run('return fetch("command/stop", {method: "POST", headers: {"Content-Type": "application/json"}, '

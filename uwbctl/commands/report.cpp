@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "uwbctl/commands/command.h"
 
+#include <unistd.h>
+
+#include "uwbctl/client/client.h"
 #include "uwbctl/report/report_page.h"
 
 namespace uwbctl {
@@ -12,6 +15,9 @@ struct ReportOptions {
 };
 
 ExitStatus Report(Events* /*events*/, const ReportOptions& options) {
+    if (options.page == "-" && isatty(STDOUT_FILENO) != 0) {
+        throw Failure(kUsage, "a page is nothing for a terminal: name a file, or a pipe takes it");
+    }
     return WriteReport(options.recording, options.page);
 }
 

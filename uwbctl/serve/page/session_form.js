@@ -54,6 +54,7 @@ export class SessionForm {
     $('preset').value = forms.defaults.preset;
     $('preset').addEventListener('change', () => this.#takePreset());
     $('add-peer').addEventListener('click', () => this.#addPeer());
+    $('peer').addEventListener('input', () => $('peer').setCustomValidity(''));
     $('peer').addEventListener('keydown', (event) => {
       if (event.key !== 'Enter') return;
       event.preventDefault();
@@ -75,12 +76,8 @@ export class SessionForm {
     const text = $('peer').value.trim().toLowerCase().replace(/^0x/, '').replace(/^([0-9a-f]{2}):/, '$1');
     const name = `0x${text.padStart(4, '0')}`;
     const problem = !/^[0-9a-f]{1,4}$/.test(text) ? 'two bytes, such as 0x1234' : this.peers.includes(name) ? `${name} is there already` : '';
-    if (problem) {
-      $('peer').setCustomValidity(problem);
-      $('peer').reportValidity();
-      setTimeout(() => $('peer').setCustomValidity(''), 2500);
-      return;
-    }
+    $('peer').setCustomValidity(problem);
+    if (!$('peer').reportValidity()) return;
     $('peer').value = '';
     await this.#change(true, name);
   }
