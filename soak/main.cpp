@@ -7,12 +7,12 @@
 #include <android/binder_process.h>
 #include <unistd.h>
 
-#include <CLI/CLI.hpp>
 #include <iostream>
 #include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
 
+#include "bench/common/options.h"
 #include "bench/common/run_main.h"
 #include "bench/device/guest.h"
 #include "soak/cycle.h"
@@ -21,6 +21,7 @@ namespace {
 
 using namespace hardware::velta::soak;
 using hardware::velta::bench::Failure;
+using hardware::velta::bench::Options;
 using hardware::velta::bench::TellRadio;
 
 struct Plan {
@@ -101,14 +102,15 @@ int Soak(const Plan& plan, const std::shared_ptr<IUwb>& uwb) {
 
 int Run(int argc, char** argv) {
     Plan plan;
-    CLI::App app("Uses the UWB service for a long time and tells what it holds.");
-    app.add_option("--seed", plan.seed, "what happens by chance");
-    app.add_option("--from", plan.from, "the first cycle");
-    app.add_option("--cycles", plan.cycles, "how many");
-    app.add_option("--reports", plan.reports, "how many each cycle ranges for");
-    app.add_option("--end-file", plan.end_file, "when it is there no other cycle begins");
-    app.add_flag("--keep-references", plan.keeps_references, "as a leak of the service's would be");
-    CLI11_PARSE(app, argc, argv);
+    Options options("Uses the UWB service for a long time and tells what it holds.");
+    options.Add("--seed", &plan.seed, "what happens by chance");
+    options.Add("--from", &plan.from, "the first cycle");
+    options.Add("--cycles", &plan.cycles, "how many");
+    options.Add("--reports", &plan.reports, "how many each cycle ranges for");
+    options.Add("--end-file", &plan.end_file, "when it is there no other cycle begins");
+    options.AddFlag("--keep-references", &plan.keeps_references,
+                    "as a leak of the service's would be");
+    if (const auto status = options.Parse(argc, argv)) return *status;
 
     android::base::SetMinimumLogSeverity(android::base::FATAL_WITHOUT_ABORT);
     ABinderProcess_setThreadPoolMaxThreadCount(1);

@@ -4,9 +4,9 @@
 #include <android-base/logging.h>
 #include <android/binder_process.h>
 
-#include <CLI/CLI.hpp>
 #include <iostream>
 
+#include "bench/common/options.h"
 #include "bench/common/run_main.h"
 #include "bench/device/figures.h"
 
@@ -44,12 +44,12 @@ int Run(int argc, char** argv) {
     Plan plan;
     std::string service = "hardware.velta.uwb-service";
     std::vector<std::string> names;
-    CLI::App app("Measures the UWB service beside its floors.");
-    app.add_option("--rounds", plan.rounds, "how often each figure is taken");
-    app.add_option("--scale", plan.scale, "how long to measure, relative to a full run");
-    app.add_option("--service", service, "the service's program");
-    app.add_option("groups", names, "which figures; all without");
-    CLI11_PARSE(app, argc, argv);
+    Options options("Measures the UWB service beside its floors.");
+    options.Add("--rounds", &plan.rounds, "how often each figure is taken");
+    options.Add("--scale", &plan.scale, "how long to measure, relative to a full run");
+    options.Add("--service", &service, "the service's program");
+    options.Add("groups", &names, "which figures; all without");
+    if (const auto status = options.Parse(argc, argv)) return *status;
 
     // What the project's own classes log in this process is of no interest.
     android::base::SetMinimumLogSeverity(android::base::FATAL_WITHOUT_ABORT);

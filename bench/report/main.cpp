@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 
 // Makes a run's JSON from its samples, and a table and a page from the JSON.
-#include <CLI/CLI.hpp>
 #include <fstream>
 #include <iostream>
 #include <iterator>
 #include <optional>
 
+#include "bench/common/options.h"
 #include "bench/common/run_main.h"
 #include "bench/report/result.h"
 
@@ -45,14 +45,14 @@ void Write(const std::string& path, const std::string& text) {
 int Run(int argc, char** argv) {
     std::string samples, run_path, before_path, page, notes;
     std::vector<std::string> meta;
-    CLI::App app("Tables of benchmark results.");
-    app.add_option("run", run_path, "a run's JSON; written when there are --samples")->required();
-    app.add_option("--samples", samples, "lines of JSON to make the run from");
-    app.add_option("--meta", meta, "NAME=TEXT about the run");
-    app.add_option("--before", before_path, "JSON of an earlier run to compare with");
-    app.add_option("--page", page, "write the page for the documents here");
-    app.add_option("--notes", notes, "what the page says about the goals, as it stands in a file");
-    CLI11_PARSE(app, argc, argv);
+    Options options("Tables of benchmark results.");
+    options.Require("run", &run_path, "a run's JSON; written when there are --samples");
+    options.Add("--samples", &samples, "lines of JSON to make the run from");
+    options.Add("--meta", &meta, "NAME=TEXT about the run");
+    options.Add("--before", &before_path, "JSON of an earlier run to compare with");
+    options.Add("--page", &page, "write the page for the documents here");
+    options.Add("--notes", &notes, "what the page says about the goals, as it stands in a file");
+    if (const auto status = options.Parse(argc, argv)) return *status;
     if (!samples.empty()) {
         std::ifstream file(samples);
         Write(run_path, RunText(CollectRun(&file, ReadMeta(meta))));
