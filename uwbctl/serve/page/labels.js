@@ -19,14 +19,15 @@ export class Labels {
     this.#taken.push({ left: x - half, right: x + half, top: y - half, bottom: y + half });
   }
 
-  #isFree(box) {
-    return box.left >= kMargin && box.right <= this.size.width - kMargin
-      && box.top >= kMargin && box.bottom <= this.size.height - kMargin
-      && this.#taken.every((other) => box.left > other.right || box.right < other.left
-        || box.top > other.bottom || box.bottom < other.top);
+  /** How many square pixels of a box are taken; no end of them outside. */
+  #taking(box) {
+    if (box.left < kMargin || box.right > this.size.width - kMargin
+      || box.top < kMargin || box.bottom > this.size.height - kMargin) return Infinity;
+    const shared = (from, to, a, b) => Math.max(Math.min(a[to], b[to]) - Math.max(a[from], b[from]), 0);
+    return this.#taken.reduce((sum, other) => sum + shared('left', 'right', box, other) * shared('top', 'bottom', box, other), 0);
   }
 
-  /** Writes lines of {text, font, fill} beside a point: to the right, unless something is there. */
+  /** Writes lines of {text, font, fill} beside a point: to the right, or where least is written over. */
   put(p, gap, lines) {
     const { ctx } = this;
     const height = lines.length * kLine;
@@ -40,7 +41,12 @@ export class Labels {
       [after, p.y - height / 2], [before, p.y - height / 2], [after, above], [after, below], [before, above], [before, below],
       [p.x - width / 2, above - 8], [p.x - width / 2, below + 8],
     ].map(([left, top]) => ({ left, top, right: left + width, bottom: top + height }));
-    const box = places.find((place) => this.#isFree(place)) ?? places[0];
+    let box = places[0];
+    let least = this.#taking(box);
+    for (const place of places) {
+      const taking = least > 0 ? this.#taking(place) : least;
+      if (taking < least) [box, least] = [place, taking];
+    }
     this.#taken.push(box);
     ctx.textAlign = 'left';
     ctx.textBaseline = 'middle';
