@@ -7,6 +7,8 @@ import glob
 import os
 import re
 import shutil
+import signal
+import struct
 import subprocess
 import sys
 import tempfile
@@ -16,6 +18,7 @@ import blueprint  # Android's own; packaging_test.sh brings it.
 
 ANDROID = 'packaging/android/'
 INIT_SCRIPT = ANDROID + 'hardware.velta.uwb-service.rc'
+BIN = 'build/dev/bin'
 HEADER = 'net/mcps802154.h'
 DISSECTOR = 'tools/wireshark/mcps802154.lua'
 AIDL_PACKAGE = 'hardware.velta.uwb'
@@ -283,6 +286,19 @@ def test_lists_of_system_calls_are_the_same():
         subprocess.run(['packaging/seccomp/generate.sh', out], check=True)
         for name in os.listdir(out):
             assert read(f'{out}/{name}') == read(f'packaging/seccomp/{name}'), f'{name}: run generate.sh'
+
+
+def test_service_starts_behind_the_list_where_there_is_a_time_zone():
+    # A zone of the least that a file of one holds: no changes, one type, UTC.
+    zone = b'TZif2' + bytes(15) + struct.pack('>6I', 0, 0, 0, 0, 1, 4) + bytes(6) + b'UTC\0'
+    with tempfile.NamedTemporaryFile() as file:
+        file.write(zone + zone + b'\nUTC0\n')
+        file.flush()
+        ended = subprocess.run([f'{BIN}/seccomp-exec', 'packaging/seccomp/hardware.velta.uwb-service.policy',
+                                f'{BIN}/hardware.velta.uwb-service'], env={'TZ': f':{file.name}'},
+                               capture_output=True, check=False)
+    # Without binder it goes no further.
+    assert b'binder' in ended.stderr and ended.returncode != -signal.SIGSYS, (ended.returncode, ended.stderr)
 
 
 def test_porting_guide_names_everything():
