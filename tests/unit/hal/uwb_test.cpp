@@ -15,9 +15,29 @@
 namespace hardware::velta {
 namespace {
 
+using ::aidl::hardware::velta::uwb::IUwbClientCallback;
 using ::android::sp;
 using ::android::status_t;
 using ::android::wp;
+
+// Is handed over, and hands over another one each time that it is asked what it is.
+class NestingBinder : public android::BBinder {
+  public:
+    explicit NestingBinder(int* depth) : depth_(depth) {}
+    const android::String16& getInterfaceDescriptor() const override {
+        static const android::String16 name(IUwbClientCallback::descriptor);
+        constexpr int kEnd = 1000;
+        if (++*depth_ < kEnd) Hand(depth_);
+        return name;
+    }
+    static std::shared_ptr<IUwbClientCallback> Hand(int* depth) {
+        const sp<IBinder> binder = sp<NestingBinder>::make(depth);
+        return IUwbClientCallback::fromBinder(ndk::SpAIBinder(AIBinder_fromPlatformBinder(binder)));
+    }
+
+  private:
+    int* depth_;
+};
 
 // A client in another process, which can die. Binder holds death recipients weakly.
 class RemoteBinder : public android::BBinder {
@@ -175,6 +195,18 @@ class CountryTest : public UwbTest {
         return Trace(uwb_->applyCountryRestriction(country));
     }
 };
+
+TEST(BinderNestingTest, QuestionsEndSomewhere) {
+    LogCapture log;
+    int depth = 0;
+    EXPECT_NE(NestingBinder::Hand(&depth), nullptr) << "what was asked first is what it says";
+    EXPECT_EQ(depth, 16);
+    EXPECT_EQ(log.lines().size(), 1U);
+    EXPECT_THAT(log.lines().front(), ::testing::HasSubstr("from within 16 calls of its own"));
+    depth = 0;
+    NestingBinder::Hand(&depth);
+    EXPECT_EQ(depth, 16) << "and the next time";
+}
 
 TEST_F(CountryTest, NeedsTheProperty) {
     // In a process of its own, where no other test has set it.
