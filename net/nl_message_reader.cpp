@@ -22,11 +22,14 @@ bool IsKernel(const sockaddr_nl& sender) {
     return false;
 }
 
+int SkipOthers(nl_msg* msg, void* /*arg*/) {
+    return IsKernel(*nlmsg_get_src(msg)) ? NL_OK : NL_SKIP;
+}
+
 // Sees each message first.
 int OnMessageIn(nl_msg* msg, void* arg) {
-    const bool is_kernel = IsKernel(*nlmsg_get_src(msg));
-    if (static_cast<NlMessageReader*>(arg)->IsLate()) return NL_STOP;
-    return is_kernel ? NL_OK : NL_SKIP;
+    const int verdict = SkipOthers(msg, nullptr);
+    return static_cast<NlMessageReader*>(arg)->IsLate() ? NL_STOP : verdict;
 }
 
 int OnNlMessage(nl_msg* msg, void* arg) {
@@ -62,6 +65,10 @@ NlMessageReader::NlMessageReader() : cb_(nl_cb_alloc(NL_CB_DEFAULT)) {
 
 NlMessageReader::~NlMessageReader() {
     nl_cb_put(cb_);
+}
+
+void NlMessageReader::HearKernelOnly(nl_sock* socket) {
+    nl_socket_modify_cb(socket, NL_CB_MSG_IN, NL_CB_CUSTOM, SkipOthers, nullptr);
 }
 
 int NlMessageReader::read_message(nl_sock* socket) {

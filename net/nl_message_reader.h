@@ -63,6 +63,12 @@ class NlMessageReader {
     /** Whether the last read ended with an error reply, which is an answer and no failure. */
     bool was_refused_ = false;
 
+    /**
+     * Has what libnl reads of a socket by its own callbacks, such as a family's number, be the
+     * kernel's as well: other messages are dropped, each with a log line.
+     */
+    static void HearKernelOnly(nl_sock* socket);
+
     /** No deadline. */
     static constexpr auto kNever = CoarseClock::time_point::max();
 

@@ -72,6 +72,7 @@ bool NlSocket::Setup() {
         LOG(ERROR) << __func__ << ": Failed to create netlink socket";
         return false;
     }
+    NlMessageReader::HearKernelOnly(socket_);
     // libnl takes sizes only once there is a descriptor, so this is refused and its own 32 KiB
     // stand. Nothing relies on the size.
     nl_socket_set_buffer_size(socket_, kBufferSize, kBufferSize);
