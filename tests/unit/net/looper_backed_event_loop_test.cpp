@@ -134,6 +134,17 @@ TEST(StallGuardTest, EndsAProcessWhoseCallbackHangs) {
                     }
                 }),
                 ::testing::ExitedWithCode(7), "");
+    // Who is stopped, by a debugger or a freezer, does not hang.
+    EXPECT_EXIT(run([&](EventLoop* /*loop*/) {
+                    const pid_t self = getpid();
+                    if (fork() == 0) {
+                        for (int i = 0; i < 5; i++) nap();
+                        _exit(kill(self, SIGCONT));
+                    }
+                    raise(SIGSTOP);
+                    nap();
+                }),
+                ::testing::ExitedWithCode(7), "");
 }
 
 }  // namespace
