@@ -53,7 +53,8 @@ CccController::CccController(std::string iface_name, uint32_t hw_index, IeeeUtil
       ieee_utils_(ieee_utils),
       listener_(nullptr),
       minimum_system_offset_uwbtime0_(0),
-      is_running_(false) {}
+      is_running_(false),
+      deliveries_("CCC callback of " + iface_name_) {}
 
 CccController::~CccController() {
     Abandon();
@@ -148,7 +149,10 @@ void CccController::OnSessionStopped(uint32_t hw_index, CccRegionCallback::Reaso
     const std::shared_ptr<SharedRefBase> self = ref();  // A local client may let go of this object.
     SetRunning(false);
     const std::shared_ptr<ICccControllerCallback> callback = callback_;
-    if (callback != nullptr) callback->onSessionStopped(static_cast<int32_t>(reason));
+    if (callback != nullptr &&
+        !deliveries_.Note(callback->onSessionStopped(static_cast<int32_t>(reason)))) {
+        LOG(WARNING) << __func__ << ": the client does not learn of the stop";
+    }
     ccc_region_utils_->EndSession(hw_index_);
     NotifySessionChanged();
 }

@@ -10,6 +10,7 @@
 
 #include "diagnostics/dump_writer.h"
 #include "hal/controller_listener.h"
+#include "hal/ipc_utils.h"
 #include "net/ccc_region_utils.h"
 #include "net/config_utils.h"
 #include "net/ieee_utils.h"
@@ -78,6 +79,7 @@ class CccController : public ::aidl::hardware::velta::uwb::BnCccController,
     int64_t minimum_system_offset_uwbtime0_;
     std::string auto_sleep_margin_;
     bool is_running_;
+    Deliveries deliveries_;
     std::chrono::steady_clock::time_point changed_ = std::chrono::steady_clock::now();
     bool is_deep_sleep_off_ = false;
     bool is_abandoned_ = false;

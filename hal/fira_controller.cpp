@@ -42,7 +42,8 @@ FiraController::FiraController(std::string iface_name, uint32_t hw_index, IeeeUt
       fira_region_utils_(fira_region_utils),
       active_session_count_(0),
       listener_(nullptr),
-      current_channel_(kNoChannel) {}
+      current_channel_(kNoChannel),
+      deliveries_(std::make_shared<Deliveries>("FiRa callback of " + iface_name_)) {}
 
 FiraController::~FiraController() {
     Abandon();
@@ -183,12 +184,11 @@ ScopedAStatus FiraController::addControlees(
         fira_region_utils_->AddControlees(hw_index_, static_cast<uint32_t>(session_id), controlees,
                                           sub_session_ids ? &*sub_session_ids : nullptr);
     if (session_callback_ != nullptr) {
-        event_loop_->PostTask([callback = session_callback_, session_id, controlees, added] {
-            if (added) {
-                callback->onControleesAdded(session_id, controlees);
-            } else {
-                callback->onControleesAddFailed(session_id, controlees, kNoReason);
-            }
+        event_loop_->PostTask([callback = session_callback_, session_id, controlees, added,
+                               deliveries = deliveries_] {
+            deliveries->Note(
+                added ? callback->onControleesAdded(session_id, controlees)
+                      : callback->onControleesAddFailed(session_id, controlees, kNoReason));
         });
     }
     return ScopedAStatus::ok();
@@ -201,12 +201,11 @@ ScopedAStatus FiraController::removeControlees(int32_t session_id,
     const bool removed = fira_region_utils_->RemoveControlees(
         hw_index_, static_cast<uint32_t>(session_id), controlees);
     if (session_callback_ != nullptr) {
-        event_loop_->PostTask([callback = session_callback_, session_id, controlees, removed] {
-            if (removed) {
-                callback->onControleesRemoved(session_id, controlees);
-            } else {
-                callback->onControleesRemoveFailed(session_id, controlees, kNoReason);
-            }
+        event_loop_->PostTask([callback = session_callback_, session_id, controlees, removed,
+                               deliveries = deliveries_] {
+            deliveries->Note(
+                removed ? callback->onControleesRemoved(session_id, controlees)
+                        : callback->onControleesRemoveFailed(session_id, controlees, kNoReason));
         });
     }
     return ScopedAStatus::ok();
@@ -267,7 +266,7 @@ void FiraController::OnTwrResult(const FiraRangingData& data,
         return;
     }
     const std::shared_ptr<SharedRefBase> self = ref();  // A local client may let go of this object.
-    callback->onTwrResult(data, measurements);
+    deliveries_->Note(callback->onTwrResult(data, measurements));
 }
 
 void FiraController::OnSessionStopped(uint32_t session_id, int reason) {
@@ -275,8 +274,9 @@ void FiraController::OnSessionStopped(uint32_t session_id, int reason) {
     const std::shared_ptr<IFiraSessionCallback> callback = session_callback_;
     if (callback == nullptr) {
         LOG(WARNING) << __func__ << ": no session callback, stop of " << session_id << " dropped";
-    } else {
-        callback->onSessionStopped(static_cast<int32_t>(session_id), reason);
+    } else if (!deliveries_->Note(
+                   callback->onSessionStopped(static_cast<int32_t>(session_id), reason))) {
+        LOG(WARNING) << __func__ << ": the client does not learn of the stop of " << session_id;
     }
     sessions_[session_id].Enter(SessionPhase::kInitialised);
     // Counted down also when the session was not running: the kernel's word goes.
@@ -333,6 +333,7 @@ void FiraController::Dump(DumpWriter* writer) const {
     const auto fira = writer->Section("fira");
     writer->Value("has_callback", session_callback_ != nullptr);
     writer->Value("reports_without_callback", dropped_reports_);
+    writer->Value("events_refused", deliveries_->refused());
     if (current_channel_ != kNoChannel) writer->Value("channel", current_channel_);
     const auto sessions = writer->List("sessions");
     for (const auto& [id, state] : sessions_) {

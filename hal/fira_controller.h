@@ -13,6 +13,7 @@
 
 #include "diagnostics/dump_writer.h"
 #include "hal/controller_listener.h"
+#include "hal/ipc_utils.h"
 #include "looper/event_loop.h"
 #include "net/config_utils.h"
 #include "net/fira_region_utils.h"
@@ -127,6 +128,8 @@ class FiraController : public ::aidl::hardware::velta::uwb::BnFiraController, pu
     int8_t current_channel_;
     bool is_abandoned_ = false;
     uint64_t dropped_reports_ = 0;
+    // Shared with tasks that outlive this object.
+    std::shared_ptr<Deliveries> deliveries_;
 };
 
 }  // namespace hardware::velta

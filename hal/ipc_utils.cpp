@@ -57,6 +57,20 @@ ndk::ScopedAStatus Closed() {
     return Error(ErrorCode::INVALID_STATE, "HAL is closed");
 }
 
+bool Deliveries::Note(const ndk::ScopedAStatus& status) {
+    // Whether it is dead is told elsewhere; what it made of it is its own affair.
+    const binder_status_t verdict = status.getStatus();
+    const bool was_refused = verdict == STATUS_FAILED_TRANSACTION || verdict == STATUS_NO_MEMORY;
+    if (was_refused) {
+        refused_++;
+        if (++in_a_row_ == 1) LOG(WARNING) << receiver_ << " takes no more events: they are lost";
+    } else if (in_a_row_ > 0) {
+        LOG(WARNING) << receiver_ << " takes events again; lost: " << in_a_row_;
+        in_a_row_ = 0;
+    }
+    return !was_refused;
+}
+
 ndk::ScopedAStatus CheckUwbChannelRange(int channel) {
     // Unsigned on purpose: one test refuses negative channels too.
     if (static_cast<uint32_t>(channel) < kChannelCount) return ndk::ScopedAStatus::ok();

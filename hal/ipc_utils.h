@@ -5,6 +5,8 @@
 #include <android/binder_auto_utils.h>
 
 #include <cstdint>
+#include <string>
+#include <utility>
 
 namespace hardware::velta {
 
@@ -28,6 +30,32 @@ ndk::ScopedAStatus BadArgument(const char* format, ...) __attribute__((format(pr
 
 /** @return the error of an object that outlived the client's hold on the hardware. */
 ndk::ScopedAStatus Closed();
+
+/**
+ * What became of the events that a client was told of. Its callbacks are oneway: they wait for
+ * nobody, but a process that takes none for long, such as one that is stopped, has no more room for
+ * them, and binder refuses the next.
+ */
+class Deliveries {
+  public:
+    /** @param receiver whom the log names, such as "FiRa callback of wpan0". */
+    explicit Deliveries(std::string receiver) : receiver_(std::move(receiver)) {}
+
+    /**
+     * Notes what binder said of an event; tells when it begins to refuse them, and when it ends.
+     *
+     * @return false for one that was refused.
+     */
+    bool Note(const ndk::ScopedAStatus& status);
+    /** @return how many have been refused. */
+    uint64_t refused() const { return refused_; }
+
+  private:
+    std::string receiver_;
+    uint64_t refused_ = 0;
+    // Since the last that was taken.
+    uint64_t in_a_row_ = 0;
+};
 
 /** @return OK for a channel of 0 to 15, otherwise BadArgument "Incorrect channel value <n>". */
 ndk::ScopedAStatus CheckUwbChannelRange(int channel);

@@ -118,11 +118,13 @@ ScopedAStatus SimpleRangingController::setCallback(
     LOG(INFO) << __func__;
     if (callback == nullptr) return BadArgument("null client");
     if (is_abandoned_) return Closed();
-    auto subscription = std::make_shared<Subscription>(Subscription{callback});
+    auto subscription = std::make_shared<Subscription>(
+        Subscription{callback, Deliveries("simple ranging callback of " + iface_name_)});
     subscription_ = subscription;
     mcps_utils_->SubscribeRangingResults(
         [subscription = std::move(subscription)](const McpsUtils::RangingResult& result) {
-            subscription->callback->onRangingResult(result);
+            const auto held = subscription;  // A local client may set another one meanwhile.
+            held->deliveries.Note(held->callback->onRangingResult(result));
         });
     return ScopedAStatus::ok();
 }

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "diagnostics/dump_writer.h"
+#include "hal/ipc_utils.h"
 #include "net/ieee_utils.h"
 #include "net/interface_tool.h"
 #include "net/mcps_utils.h"
@@ -59,6 +60,7 @@ class SimpleRangingController : public ::aidl::hardware::velta::uwb::BnSimpleRan
     // Lives as long as the subscription of this controller does.
     struct Subscription {
         std::shared_ptr<ISimpleRangingCallback> callback;
+        Deliveries deliveries;
     };
 
     ndk::ScopedAStatus StartMode(McpsUtils::NodeType node_type, int32_t pan_id,

@@ -49,11 +49,14 @@ class Noting {
         return !journal_->failing.contains(verb);
     }
 
-    /** Notes what reached a client, which answers with an error: that must not matter. */
+    /** Notes what reached a client, which answers with an error: that must not matter. Where "told"
+     * fails binder refuses it, as when the client has no room for more. */
     template <typename... Words>
     ScopedAStatus Told(const Words&... words) {
         Note("told", words...);
-        return ScopedAStatus::fromExceptionCode(EX_ILLEGAL_STATE);
+        return journal_->failing.contains("told")
+                   ? ScopedAStatus::fromStatus(STATUS_FAILED_TRANSACTION)
+                   : ScopedAStatus::fromExceptionCode(EX_ILLEGAL_STATE);
     }
 
     Journal* journal_;

@@ -327,6 +327,26 @@ TEST_F(FiraControllerTest, DropsReportsWithoutACallback) {
     EXPECT_EQ(Trace(fira_->deinitSession(7)), "deinit 3 7; changed");
 }
 
+TEST_F(FiraControllerTest, TellsWhatAClientHadNoRoomFor) {
+    Start();
+    const auto warnings = [this] {
+        std::vector<std::string> lines = log_.lines();
+        std::erase_if(lines, [](const std::string& line) { return !line.starts_with("W "); });
+        return lines;
+    };
+    fira_->OnTwrResult({}, {});
+    journal_.failing = {"told"};
+    fira_->OnTwrResult({}, {});
+    fira_->OnTwrResult({}, {});
+    KernelStops(7);
+    journal_.failing = {};
+    fira_->OnTwrResult({}, {});
+    EXPECT_THAT(warnings(), ::testing::ElementsAre(
+                                ::testing::EndsWith("wpan0 takes no more events: they are lost"),
+                                ::testing::EndsWith("the client does not learn of the stop of 7"),
+                                ::testing::EndsWith("wpan0 takes events again; lost: 3")));
+}
+
 TEST_F(FiraControllerTest, LeavesNothingBehind) {
     Start(7);
     Init(8);
