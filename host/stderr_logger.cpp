@@ -4,6 +4,7 @@
 #include <pthread.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <charconv>
 #include <cstdio>
 #include <cstring>
@@ -17,6 +18,7 @@ namespace hardware::velta {
 namespace {
 
 constexpr char kSeverities[] = "VDIWEFF";
+constexpr size_t kMaxKept = 16 << 10;
 
 // The ids of the process and the calling thread, asked for once: after a fork anew.
 thread_local std::string g_ids;
@@ -89,11 +91,20 @@ void AppendPrefix(android::base::LogSeverity severity, std::string_view tag, con
     *text += ' ';
 }
 
+// A reader that has gone is no reason to stop serving.
+void WriteAll(std::string_view text) {
+    while (!text.empty()) {
+        const ssize_t count = TEMP_FAILURE_RETRY(write(STDERR_FILENO, text.data(), text.size()));
+        if (count <= 0) return;
+        text.remove_prefix(static_cast<size_t>(count));
+    }
+}
+
 }  // namespace
 
 void LogToStderr(android::base::LogId /*id*/, android::base::LogSeverity severity, const char* tag,
                  const char* file, unsigned int line, const char* message) {
-    thread_local std::string text;  // Keeps its memory.
+    thread_local std::string text;  // Keeps its memory, but that of a client's novel.
     text.clear();
     AppendPrefix(severity, tag == nullptr ? "nullptr" : tag, file, line, &text);
     const size_t prefix_size = text.size();
@@ -106,8 +117,8 @@ void LogToStderr(android::base::LogId /*id*/, android::base::LogSeverity severit
         rest = end + 1;
         text.append(text, 0, prefix_size);
     }
-    // A reader that has gone is no reason to stop serving.
-    if (write(STDERR_FILENO, text.data(), text.size()) < 0) return;
+    WriteAll(text);
+    if (text.capacity() > kMaxKept) std::string().swap(text);
 }
 
 }  // namespace hardware::velta
