@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: Apache-2.0
 #
-# image.sh LIBRARY...: makes a disk with a small Debian system, once: systemd, dpkg, DKMS with its compiler, and the
+# image.sh LIBRARY...: makes a disk with a small Debian system, once: systemd, time zones, dpkg, DKMS with its compiler, and the
 # packages named, which are those that ours depend on. Nothing of ours is on it. Prints the image's path. Needs no
 # privileges.
 set -euo pipefail
@@ -13,7 +13,7 @@ ROOT=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)
 . "$ROOT/platform/apt_suite.sh"
 
 SUITE=bookworm
-PACKAGES=systemd-sysv,udev,kmod,passwd,dkms,libelf1
+PACKAGES=systemd-sysv,udev,kmod,passwd,tzdata,dkms,libelf1
 # libelf1 is what the kernel's own build tools run on. Modules of the kernel beside those that the virtual device loads.
 MODULES=(virtio_pci virtio_blk virtio_console 9pnet_virtio 9p ext4 binder_linux ieee802154_socket mac802154 autofs4)
 
