@@ -81,7 +81,7 @@ ScopedAStatus UwbIface::LoadCountryCalibrations(const std::string& country) {
     for (const std::string& line : android::base::Split(*lines, "\n")) {
         if (line.empty()) continue;
         if (++files > kMaxFiles) {
-            LOG(ERROR) << __func__ << ": more than " << kMaxFiles << " files in " << paths;
+            LOG(ERROR) << __func__ << ": more files than one call loads in " << paths;
             return Error(ErrorCode::FAILED, "Failed to load calibration config paths file");
         }
         if (ScopedAStatus status = LoadCalibrationLine(line, country, &store); !status.isOk()) {
