@@ -5,7 +5,7 @@ import { count } from './format.js';
 const kMostNames = 4;
 // Milliseconds for which a peer has to be there again. Whoever comes and goes has one line, not one each time: a
 // screen reader reads every new one.
-const kBackAfter = 3000;
+const kBackAfter = 5000;
 
 function activityText(activity) {
   const { kind, ifaces: [iface], session } = activity;

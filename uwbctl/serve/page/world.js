@@ -49,6 +49,10 @@ export class World {
       else if (heading.reportValidity()) this.#turn(this.#selected, Number(heading.value));
     });
     $('thing-fields').append(make('label', { className: 'field', id: 'heading-field' }, 'Heading (°)', heading));
+    // What was refused goes when one leaves it.
+    $('thing-fields').addEventListener('focusout', ({ target }) => {
+      if (!target.validity.valid) this.take();
+    });
     this.#listen();
   }
 
