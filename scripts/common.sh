@@ -18,6 +18,10 @@ say() {
 # die TEXT: a one-line reason, and the end.
 die() { printf 'error: %s\n' "$*" >&2; exit 1; }
 
+# is_port TEXT: whether a server can be at it; is_port_taken PORT: whether one is, on this machine.
+is_port() { [[ $1 =~ ^[1-9][0-9]{0,4}$ ]] && [ "$1" -le 65535 ]; }
+is_port_taken() { (exec 3<>"/dev/tcp/127.0.0.1/$1") 2>/dev/null; }
+
 # content_key FILE...: a short key of the files' contents.
 content_key() { cat "$@" | sha256sum | cut -c1-16; }
 

@@ -20,7 +20,8 @@ usage: ./dev soak [MINUTES] [OPTION]...
 
   MINUTES        of this machine's clock; without it 1,000 cycles of open, country, sessions and close,
                  1,000 reports in each (about an hour)
-  --seed N       what happens by chance: the same seed, the same run (a new one each time; it is printed)
+  --seed N       what happens by chance: the same seed, the same run but for what sessions that are cut off
+                 had reported by then, one more or less (a new one each time; it is printed)
   --from N       begin with this cycle, --cycles N: so many; to see one again
   --leak KIND    plant a fault, to see the verdict fail: memory, descriptors, reports, references
   --file FILE    where the run goes, a line of JSON a cycle (build/soak/run.jsonl)

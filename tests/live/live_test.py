@@ -83,13 +83,26 @@ def check_changes_controlees(page):
     wait_for('one peer', lambda: page.text('#status').startswith('Ranging with 1 peer on wpan0'))
     wait_for('the radio has removed it', lambda: page.text('#peers') == f'{TAG}×')
     wait_for('its numbers end', lambda: page.text('tr[data-peer="0x1234"] td.now') == 'removed')
-    # No more than an address has room for, and nobody twice.
-    for text, wrong in (('0x99999', 'two bytes, such as 0x1234'), (TAG, f'{TAG} is there already'), ('1234', '')):
+    # It is there, and offered; no more than an address has room for, and nobody twice.
+    assert page.text('#offers') == '+ 0x1234'
+    for text, wrong in (('0x99999', 'two bytes, such as 0x1234'), (TAG, f'{TAG} is there already'), ('1', '')):
         page.write('#peer', text)
         page.click('#add-peer')
         assert page.run('return document.getElementById("peer").validationMessage') == wrong
+    wait_for('why not', lambda: 'own address' in page.text('#error'))
+    assert page.value('#peer') == '1', 'what was refused can be mended'
+    page.click('#offers button')
     wait_for('two peers', lambda: page.text('#status').startswith('Ranging with 2 peers on wpan0'))
     wait_for('its numbers go on', lambda: now(page, '0x1234'))
+
+
+def check_says_who_does_not_answer(page):
+    page.click('#tab-world')
+    for metres, lamp in (('1', 'wait'), ('200', 'good')):
+        page.write('#range', metres + '\ue007')
+        wait_for(lamp, lambda: page.run('return document.getElementById("lamp").className') == f'lamp {lamp}')
+        assert ('no answer from 0x5678, 0x1234' in page.text('#status')) == (lamp == 'wait'), page.text('#status')
+        wait_for_note(page, f'range {metres} m')
 
 
 def check_radios_do_different_things(page):
@@ -161,7 +174,7 @@ def check_another_page_looks_on(page, device):
     # With another server's token, such as one that has ended.
     page.open(device.link.split('#')[0] + '#deadbeef')
     wait_for('the other page sees the peers', lambda: now(page, TAG) and now(page, '0x1234'))
-    assert page.is_shown('#looking') and not page.is_shown('#primary')
+    assert page.is_shown('#looking') and 'another server' in page.text('#looking') and not page.is_shown('#primary')
     status = page.run('return fetch("command/stop", {method: "POST", headers: {"Content-Type": "application/json"}, '
                       'body: "{}"}).then((answer) => answer.status)')
     assert status == 403, f'who looks on may command: {status}'
@@ -174,6 +187,7 @@ def check_another_page_looks_on(page, device):
 def check_stops_and_reports(page):
     page.click('#record')
     wait_for('the recording ends', lambda: page.text('#record-text') == 'Record')
+    wait_for_note(page, 'the recording of wpan0 has ended')
     page.click('#primary')
     wait_until_ready(page)
     page.click('#save-report')
@@ -205,6 +219,13 @@ def check_scenes_are_opened_and_saved(page):
     wait_for('the mistake by line and word', lambda: 'line 7: nowhere' in page.text('#error'))
     open_scene(ROOM)
     wait_for('the scene', lambda: page.count('.handle') == len(RADIOS) + 1)
+    wait_for_note(page, 'scene room loaded: A radio in each corner, and a tag in between')
+    # Who presses Remove twice removes one thing.
+    page.click('#thing-add')
+    wait_for('the new one', lambda: page.value('#things') == '0x1001')
+    page.click('#thing-remove')
+    wait_for('nothing is chosen', lambda: page.value('#things') == '' and page.is_disabled('#thing-remove'))
+    wait_for('the scene’s own are left', lambda: page.count('.handle') == len(RADIOS) + 1)
     page.click('#scene-save')
     saved = wait_for('the file', lambda: glob.glob(f'{page.folder}/my.scene'))[0]
     with open(saved, encoding='utf-8') as file:
@@ -289,7 +310,7 @@ def check_only_our_own_server_was_asked(page, device):
 def test(page, device):
     page.open(device.link)
     for check in (check_loads_a_country, check_starts_and_measures, check_changes_controlees,
-                  check_radios_do_different_things, check_records_and_follows_a_drag, check_a_radio_turns,
+                  check_says_who_does_not_answer, check_radios_do_different_things, check_records_and_follows_a_drag, check_a_radio_turns,
                   check_another_page_looks_on, check_stops_and_reports, check_scenes_are_opened_and_saved, check_locates_a_tag_by_four_radios,
                   check_loads_a_scene, check_only_our_own_server_was_asked, check_screen_readers_find_their_way):
         begin = time.monotonic()

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "uwbctl/client/checks.h"
 
-#include <aidl/hardware/velta/uwb/ErrorCode.h>
-
 #include <set>
 
 #include "uwbctl/client/calibration.h"
@@ -53,21 +51,8 @@ std::vector<RangingRequest> MakeRequests(const std::vector<std::string>& peers,
     return requests;
 }
 
-void CheckWithHint(const ndk::ScopedAStatus& status, const std::string& asked,
-                   const std::function<std::string()>& hint) {
-    try {
-        Check(status, asked);
-    } catch (const Failure& failure) {
-        // Any other code comes with a message that says it all.
-        const bool is_silent =
-            status.getServiceSpecificError() ==
-            static_cast<int32_t>(::aidl::hardware::velta::uwb::ErrorCode::FAILED);
-        throw Failure(failure.status(), failure.what() + (is_silent ? hint() : ""));
-    }
-}
-
 void CheckStart(const ndk::ScopedAStatus& status, const std::string& asked, int channel) {
-    CheckWithHint(status, asked, [channel] { return ChannelHint(channel); });
+    Check(status, asked, [channel] { return ChannelHint(channel); });
 }
 
 }  // namespace uwbctl

@@ -5,7 +5,6 @@
 #include <aidl/hardware/velta/uwb/UwbAddress.h>
 #include <android/binder_auto_utils.h>
 
-#include <functional>
 #include <string>
 #include <vector>
 
@@ -18,14 +17,6 @@ namespace uwbctl {
  * @param own this device's address.
  */
 void CheckPeers(const std::vector<std::string>& peers, const std::string& own);
-
-/**
- * Check() with a hint where the service gives no reason.
- *
- * @param hint what is known of the reason, asked for after a failure only; may return nothing.
- */
-void CheckWithHint(const ndk::ScopedAStatus& status, const std::string& asked,
-                   const std::function<std::string()>& hint);
 
 /** @return an address of 2 to 8 bytes; throws a Failure for a text that is none. */
 ::aidl::hardware::velta::uwb::UwbAddress CheckAnyAddress(const std::string& text);

@@ -79,7 +79,8 @@ class ClientCallback : public BnUwbClientCallback {};
 
 }  // namespace
 
-void Check(const ScopedAStatus& status, const std::string& asked) {
+void Check(const ScopedAStatus& status, const std::string& asked,
+           const std::function<std::string()>& reason) {
     if (status.isOk()) return;
     const std::string what = "cannot " + asked + ": ";
     if (status.getExceptionCode() != EX_SERVICE_SPECIFIC) {
@@ -87,8 +88,11 @@ void Check(const ScopedAStatus& status, const std::string& asked) {
                       what + "the service did not answer (" + status.getDescription() + ")");
     }
     const int32_t code = status.getServiceSpecificError();
-    throw Failure(kRefused,
-                  what + status.getMessage() + " (" + CodeName(code) + ")" + Advice(code));
+    // Any other code comes with a message that says it all.
+    const bool is_silent = code == static_cast<int32_t>(ErrorCode::FAILED);
+    const std::string known = is_silent && reason ? reason() : "";
+    throw Failure(kRefused, what + status.getMessage() + " (" + CodeName(code) + ")" +
+                                (known.empty() ? Advice(code) : known));
 }
 
 // What a death finds, on a thread of binder's, even when the client is gone by then.

@@ -50,8 +50,11 @@ class Failure : public std::runtime_error {
  * Throws a Failure with what was asked and what the service answered, unless status is OK.
  *
  * @param asked such as "open the hardware".
+ * @param reason what else is known of the reason, where the service gives none: it takes the place
+ *               of the advice where to look. Asked for after a failure only; may return nothing.
  */
-void Check(const ndk::ScopedAStatus& status, const std::string& asked);
+void Check(const ndk::ScopedAStatus& status, const std::string& asked,
+           const std::function<std::string()>& reason = nullptr);
 
 /** A connection to the service. */
 class Client {

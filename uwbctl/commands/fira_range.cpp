@@ -115,8 +115,8 @@ ExitStatus FiraRun::Run() {
 void FiraRun::Start() {
     Check(controller_->setSessionCallback(MakeSessionCallback(events_, weak_from_this())),
           "set the callback");
-    CheckWithHint(controller_->initNewTwrSession(session_), "initialise the session",
-                  [this] { return TimingHint(session_); });
+    Check(controller_->initNewTwrSession(session_), "initialise the session",
+          [this] { return TimingHint(session_); });
     const ScopedAStatus status = controller_->startRangingSession(session_.id);
     if (status.isOk()) return;
     controller_->deinitSession(session_.id);

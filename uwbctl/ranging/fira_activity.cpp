@@ -28,8 +28,8 @@ FiraActivity::FiraActivity(std::shared_ptr<IFiraController> controller, std::str
 void FiraActivity::Start(Events* events) {
     Check(controller_->setSessionCallback(MakeSessionCallback(events, weak_from_this())),
           "set the callback");
-    CheckWithHint(controller_->initNewTwrSession(session_), "initialise the session",
-                  [this] { return TimingHint(session_); });
+    Check(controller_->initNewTwrSession(session_), "initialise the session",
+          [this] { return TimingHint(session_); });
     const ndk::ScopedAStatus status = controller_->startRangingSession(session_.id);
     if (!status.isOk()) {
         controller_->deinitSession(session_.id);

@@ -7,9 +7,11 @@
 #include <cmath>
 
 #include "uwbctl/client/client.h"
+#include "uwbctl/client/text.h"
 #include "uwbctl/client/units.h"
 #include "uwbctl/locate/estimate.h"
 #include "uwbctl/recording/recorder.h"
+#include "uwbctl/serve/note.h"
 
 namespace uwbctl {
 namespace {
@@ -177,6 +179,7 @@ void Board::StartRecording(const std::string& iface, const FiraTwrSession& sessi
     recorded_ = 0;
     recorded_lines_ = 0;
     Write([&](Output* recorder) { recorder->Begin(iface, session); });
+    PublishNote(log_, Tone::kInfo, "recording " + iface);
 }
 
 void Board::StopRecording(const std::string& reason) {
@@ -184,6 +187,9 @@ void Board::StopRecording(const std::string& reason) {
     // Whatever comes of the last line, there is nothing more to write.
     const std::unique_ptr<Output> recorder = std::move(recorder_);
     recorder->End(reason, recorded_);
+    PublishNote(log_, Tone::kInfo,
+                "the recording of " + recorded_iface_ + " has ended: " +
+                    CountText(recorded_, "report") + (reason == "full" ? ", no more fit" : ""));
 }
 
 void Board::Tick() {

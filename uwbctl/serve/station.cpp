@@ -14,6 +14,7 @@
 #include "uwbctl/locate/locate_activity.h"
 #include "uwbctl/ranging/ccc_activity.h"
 #include "uwbctl/ranging/simple_activity.h"
+#include "uwbctl/serve/note.h"
 #include "uwbctl/serve/requests.h"
 
 namespace uwbctl {
@@ -25,18 +26,6 @@ using std::chrono::steady_clock;
 
 constexpr milliseconds kLookInterval{1000};
 constexpr milliseconds kEndPatience{6000};
-
-const char* ToneText(Tone tone) {
-    switch (tone) {
-        case Tone::kInfo:
-            return "info";
-        case Tone::kWarning:
-            return "warning";
-        case Tone::kError:
-            return "error";
-    }
-    return "";
-}
 
 std::string Listed(const std::vector<std::string>& names) {
     return Join(names, [](const std::string& name) { return name; });
@@ -342,11 +331,7 @@ void Station::LookForHolder() {
 }
 
 void Station::Note(Tone tone, const std::string& text) {
-    const auto now = std::chrono::system_clock::now().time_since_epoch();
-    log_->Publish("note",
-                  JsonText({{"tone", ToneText(tone)},
-                            {"text", text},
-                            {"time_ms", std::chrono::duration_cast<milliseconds>(now).count()}}));
+    PublishNote(log_, tone, text);
 }
 
 void Station::PublishState() {

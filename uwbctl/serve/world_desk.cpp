@@ -2,6 +2,7 @@
 #include "uwbctl/serve/world_desk.h"
 
 #include <algorithm>
+#include <cctype>
 #include <cmath>
 #include <functional>
 #include <limits>
@@ -10,6 +11,7 @@
 #include "uwbctl/client/json.h"
 #include "uwbctl/client/units.h"
 #include "uwbctl/serve/arguments.h"
+#include "uwbctl/serve/note.h"
 #include "uwbctl/world/scene_file.h"
 #include "uwbctl/world/scene_printer.h"
 
@@ -105,6 +107,25 @@ Json SettingsOf(const Truth& truth) {
     return json;
 }
 
+// The request is UTF-8 or it is not read at all; what else is no text has such characters.
+bool IsText(const std::string& text) {
+    return std::none_of(text.begin(), text.end(), [](unsigned char c) {
+        return iscntrl(c) != 0 && c != '\t' && c != '\n' && c != '\r';
+    });
+}
+
+// The first ones; those after them often come of them.
+std::string MistakesText(const std::vector<SceneMistake>& mistakes) {
+    constexpr size_t kMost = 3;
+    std::string text;
+    for (size_t i = 0; i < std::min(mistakes.size(), kMost); i++) {
+        const auto& [line, word, why] = mistakes[i];
+        text += (i == 0 ? "line " : "; line ") + std::to_string(line) + ": " + word + ": " + why;
+    }
+    if (mistakes.size() <= kMost) return text;
+    return text + "; and " + std::to_string(mistakes.size() - kMost) + " more";
+}
+
 std::string WorldJson(const Truth& truth, Json settings) {
     settings["t"] = truth.time_ns;
     settings["bodies"] = Json::array();
@@ -131,14 +152,16 @@ const Verbs<WorldDesk>& WorldDesk::Commands() {
     };
     static const Verbs<WorldDesk> commands = {
         {"world/move", {{"id", "x", "y", "z", "vx", "vy", "vz"}, doing([](auto* desk, auto& how) {
-                            desk->world_.Move(IdOf(how), PlaceOf(how), VelocityOf(how));
+                            desk->Move(how);
                         })}},
         {"world/heading", {{"id", "degrees"}, doing([](auto* desk, auto& how) {
                                desk->world_.SetHeading(
                                    IdOf(how), NumberOf(how, "degrees", -kHalfTurn, kHalfTurn));
                            })}},
-        {"world/remove",
-         {{"id"}, doing([](auto* desk, auto& how) { desk->world_.Remove(IdOf(how)); })}},
+        {"world/remove", {{"id"}, doing([](auto* desk, auto& how) {
+                              desk->world_.Remove(IdOf(how));
+                              desk->Note("tag " + ToText(IdOf(how)) + " removed");
+                          })}},
         {"world/sight", {{"id", "clear"}, doing([](auto* desk, auto& how) {
                              desk->world_.SetLineOfSight(IdOf(how), FlagOf(how, "clear"));
                          })}},
@@ -147,12 +170,12 @@ const Verbs<WorldDesk>& WorldDesk::Commands() {
                              desk->world_.SetNoise(static_cast<int>(mm));
                          })}},
         {"world/range", {{"m"}, doing([](auto* desk, auto& how) {
-                             desk->world_.SetRange(AmountOf(how, "m", Scene::kMaxRange));
+                             const double metres = AmountOf(how, "m", Scene::kMaxRange);
+                             desk->world_.SetRange(metres);
+                             desk->Note("range " + NumberText(metres) + " m");
                          })}},
-        {"world/rate", {{"rate", "blocks"}, doing([](auto* desk, auto& how) {
-                            const bool blocks = how.contains("blocks") && FlagOf(how, "blocks");
-                            desk->world_.SetRate(AmountOf(how, "rate", Scene::kMaxRate), blocks);
-                        })}},
+        {"world/rate",
+         {{"rate", "blocks"}, doing([](auto* desk, auto& how) { desk->SetRate(how); })}},
         {"world/seed", {{"seed"}, doing([](auto* desk, auto& how) {
                             constexpr uint64_t kMax = std::numeric_limits<uint64_t>::max();
                             desk->world_.SetSeed(WholeNumberOf(how, "seed", kMax));
@@ -169,8 +192,35 @@ const Verbs<WorldDesk>& WorldDesk::Commands() {
     return commands;
 }
 
+void WorldDesk::Note(const std::string& text) {
+    PublishNote(log_, Tone::kInfo, text);
+}
+
+// Told of those that come; not of each step of a drag.
+void WorldDesk::Move(const Json& arguments) {
+    const ThingId id = IdOf(arguments);
+    const Vec3 at = PlaceOf(arguments);
+    const Vec3 velocity = VelocityOf(arguments);
+    const bool is_new = world_.Read().Find(id) == nullptr;
+    world_.Move(id, at, velocity);
+    if (is_new) Note("tag " + ToText(id) + " added");
+}
+
+void WorldDesk::SetRate(const Json& arguments) {
+    const bool blocks = arguments.contains("blocks") && FlagOf(arguments, "blocks");
+    const double rate = AmountOf(arguments, "rate", Scene::kMaxRate);
+    world_.SetRate(rate, blocks);
+    Note(rate == 0 ? "the world stands still"
+                   : "world speed " + NumberText(rate) + (blocks ? ", radios as fast" : ""));
+}
+
 void WorldDesk::Load(const Json& arguments) {
     const unsigned radios = world_.CountRadios();
+    const auto load = [this](const Scene& scene, const std::string& title) {
+        world_.Load(scene);
+        Note((scene.name.empty() ? "a scene" : "scene " + scene.name) + " loaded" +
+             (title.empty() ? "" : ": " + title));
+    };
     if (!arguments.contains("text")) {
         const auto name = TextOf(arguments, "name");
         // By name alone: a page has no business with other files.
@@ -178,17 +228,19 @@ void WorldDesk::Load(const Json& arguments) {
         const auto found = std::find_if(scenes.begin(), scenes.end(),
                                         [&name](const auto& scene) { return scene.name == name; });
         if (found == scenes.end()) throw Failure(kUsage, "there is no scene " + name);
-        world_.Load(ReadSceneFile(found->path, radios));
+        load(ReadSceneFile(found->path, radios), found->title);
         return;
     }
-    const ParsedScene parsed = ParseScene(TextOf(arguments, "text"), radios);
-    std::string mistakes;
-    for (const SceneMistake& mistake : parsed.mistakes) {
-        mistakes += (mistakes.empty() ? "line " : "; line ") + std::to_string(mistake.line) + ": " +
-                    mistake.word + ": " + mistake.why;
+    const std::string text = TextOf(arguments, "text");
+    if (!IsText(text)) throw Failure(kUsage, "not a text");
+    ParsedScene parsed = ParseScene(text, radios);
+    if (!parsed.mistakes.empty()) throw Failure(kUsage, MistakesText(parsed.mistakes));
+    // It would take everything away, which nobody opens a file for.
+    if (PrintScene(parsed.scene) == PrintScene(Scene{})) {
+        throw Failure(kUsage, "there is nothing in it");
     }
-    if (!mistakes.empty()) throw Failure(kUsage, mistakes);
-    world_.Load(parsed.scene);
+    parsed.scene.name = SceneName(TextOf(arguments, "name", ""));
+    load(parsed.scene, SceneTitle(text));
 }
 
 void WorldDesk::SetModel(const Json& arguments) {
@@ -199,8 +251,9 @@ void WorldDesk::SetModel(const Json& arguments) {
         if (preset == nullptr) throw Failure(kUsage, "there is no error model " + name);
         model = preset->model;
     }
-    world_.SetModel(arguments.contains("id") ? std::optional(IdOf(arguments)) : std::nullopt,
-                    model);
+    const auto id = arguments.contains("id") ? std::optional(IdOf(arguments)) : std::nullopt;
+    world_.SetModel(id, model);
+    Note("errors" + (id ? " of " + ToText(*id) : "") + ": " + (model ? name : "noise alone"));
 }
 
 std::optional<TrueBody> WorldDesk::At(const ThingId& id, int64_t when_ns) {

@@ -24,7 +24,8 @@ namespace uwbctl {
  *             "lost", "path"}],
  *             "walls": [{"x1", "y1", "x2", "y2", "stops"}]}
  *
- * whenever it is not what those who look on can work out from the one before.
+ * whenever it is not what those who look on can work out from the one before; and a "note" of what
+ * one command changes at once, not of the many that a drag is.
  */
 class WorldDesk {
   public:
@@ -64,6 +65,9 @@ class WorldDesk {
 
   private:
     static const Verbs<WorldDesk>& Commands();
+    void Note(const std::string& text);
+    void Move(const nlohmann::ordered_json& arguments);
+    void SetRate(const nlohmann::ordered_json& arguments);
     void Load(const nlohmann::ordered_json& arguments);
     void SetModel(const nlohmann::ordered_json& arguments);
     bool IsFollowed(const Truth& truth) const;

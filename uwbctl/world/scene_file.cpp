@@ -5,6 +5,7 @@
 #include <android-base/strings.h>
 
 #include <algorithm>
+#include <cctype>
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
@@ -21,19 +22,28 @@ namespace fs = std::filesystem;
 constexpr char kFolder[] = "/usr/share/uwb/scenes";
 constexpr char kEnding[] = ".scene";
 
-// What the first line says, when it is a comment.
-std::string Title(const std::string& path) {
+std::string TitleOf(const std::string& path) {
     std::string text;
-    if (!android::base::ReadFileToString(path, &text) || !text.starts_with("#")) return "";
-    return android::base::Trim(text.substr(1, text.find('\n') - 1));
-}
-
-// A name is one word.
-std::string NameOf(const std::string& path) {
-    return android::base::StringReplace(fs::path(path).stem().string(), " ", "_", /*all=*/true);
+    return android::base::ReadFileToString(path, &text) ? SceneTitle(text) : "";
 }
 
 }  // namespace
+
+std::string SceneTitle(const std::string& text) {
+    return text.starts_with("#") ? android::base::Trim(text.substr(1, text.find('\n') - 1)) : "";
+}
+
+std::string SceneName(const std::string& path) {
+    constexpr size_t kMaxBytes = 63;
+    std::string name = fs::path(path).stem().string();
+    std::replace_if(
+        name.begin(), name.end(), [](unsigned char c) { return isspace(c) || iscntrl(c); }, '_');
+    size_t size = std::min(name.size(), kMaxBytes);
+    // Not in the middle of a character.
+    const auto goes_on = [&name](size_t i) { return (name[i] & 0xC0) == 0x80; };
+    while (size > 0 && size < name.size() && goes_on(size)) size--;
+    return name.substr(0, size);
+}
 
 Scene ReadSceneFile(const std::string& path, std::optional<unsigned> radios) {
     ParsedScene parsed = ParseScene(ReadTextFile(path), radios);
@@ -43,7 +53,7 @@ Scene ReadSceneFile(const std::string& path, std::optional<unsigned> radios) {
         lines.push_back(path + ":" + std::to_string(it.line) + ": " + it.word + ": " + it.why);
     }
     if (!lines.empty()) throw Failure(kUsage, android::base::Join(lines, '\n'));
-    parsed.scene.name = NameOf(path);
+    parsed.scene.name = SceneName(path);
     return std::move(parsed.scene);
 }
 
@@ -53,7 +63,7 @@ std::vector<SceneFile> ListScenes() {
     for (const auto& entry : fs::directory_iterator(kFolder, error)) {
         if (entry.path().extension() != kEnding) continue;
         scenes.push_back(
-            {.name = entry.path().stem(), .path = entry.path(), .title = Title(entry.path())});
+            {.name = entry.path().stem(), .path = entry.path(), .title = TitleOf(entry.path())});
     }
     std::sort(scenes.begin(), scenes.end(),
               [](const SceneFile& a, const SceneFile& b) { return a.name < b.name; });

@@ -38,6 +38,15 @@ std::string PrintScene(const Scene& scene);
 /** ParseScene() of a file; a Failure tells every mistake as FILE:LINE: WORD: why, a line each. */
 Scene ReadSceneFile(const std::string& path, std::optional<unsigned> radios = std::nullopt);
 
+/**
+ * @return what a scene is called that comes from a file: the file's name without folder and ending,
+ *         as one word that the virtual radio has room for.
+ */
+std::string SceneName(const std::string& path);
+
+/** @return what the first line of a scene's text says, when it is a comment; else nothing. */
+std::string SceneTitle(const std::string& text);
+
 /** A scene that lies on this machine. */
 struct SceneFile {
     /** The file's name without its ending. */

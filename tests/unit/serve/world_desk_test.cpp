@@ -152,6 +152,11 @@ TEST_F(WorldDeskTest, PassesOnOnlyWhatAWorldCanBe) {
         {"move", R"("id":"0x1234","x":1,"y":1)", "z is missing"},
         {"sight", R"("id":"0x1234","clear":1)", "clear is true or false"},
         {"tea", "", "there is no command world/tea"},
+        {"load", R"("text":"# a tag\n\n")", "there is nothing in it"},
+        {"load", R"("text":"noise 10\n\u0000")", "not a text"},
+        {"load", R"("text":"a\nb\n1\nd")",
+         "line 1: a: no such line; line 2: b: no such line; "
+         "line 3: 1: no such line; and 1 more"},
     };
     const auto failure = [&desk](const std::string& name, const std::string& arguments) {
         try {

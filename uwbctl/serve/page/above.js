@@ -2,7 +2,7 @@
 // The scene seen from above: the radio, peers where they were measured, and the truth.
 import { $, colour, font, haloText, niceStep, prepare, signed, wantsRest } from './format.js';
 import { Labels } from './labels.js';
-import { seenFrom, smoothTrail } from './model.js';
+import { compareWithTruth, seenFrom, smoothTrail } from './model.js';
 import { drawCircles, drawPlace, placePoints } from './place.js';
 
 const kSettle = 0.09; // Seconds in which a point comes most of the way to where it was measured.
@@ -166,6 +166,8 @@ export class Above {
     this.#drawGrid(ctx);
     for (const wall of this.#model.world?.walls ?? []) this.#drawWall(ctx, wall);
     drawCircles(ctx, this, this.#model);
+    compareWithTruth(places, bodies, true);
+    for (const place of places) if (place.isApart) this.#drawApart(ctx, place);
     for (const { peer, o, at } of places) this.#drawTrail(ctx, peer, o, at);
     for (const place of places) this.#drawPatch(ctx, place);
     for (const place of places) this.#drawSight(ctx, place);
@@ -292,9 +294,22 @@ export class Above {
     ctx.setLineDash([]);
   }
 
+  // From where it was measured to where it is, which is nowhere near: such as one behind the radio, seen in front.
+  #drawApart(ctx, { peer, at, truth }) {
+    const [from, to] = [this.toScreen(at), this.toScreen(truth.at)];
+    ctx.strokeStyle = colour(`p${peer.index}`, 0.7);
+    ctx.lineWidth = 1;
+    ctx.setLineDash([6, 4]);
+    ctx.beginPath();
+    ctx.moveTo(from.x, from.y);
+    ctx.lineTo(to.x, to.y);
+    ctx.stroke();
+    ctx.setLineDash([]);
+  }
+
   #drawTruth(ctx, body, at, places) {
     const p = this.toScreen(at);
-    const isMeasured = places.some(({ peer, radius }) => radius === undefined && (peer.seen.true?.thing ?? peer.name) === body.id)
+    const isMeasured = places.some(({ truth, isApart }) => truth?.body === body && !isApart)
       || this.#model.place?.what === body.id;
     ctx.strokeStyle = colour('ink', body.lost ? 0.35 : 0.85);
     ctx.lineWidth = 2;

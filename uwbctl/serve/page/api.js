@@ -11,6 +11,8 @@ addEventListener('hashchange', () => {
   if (location.hash.length > 1) location.reload();
 });
 const token = sessionStorage.getItem('token');
+/** Whether there is one, be it this server's or not. */
+export const hasToken = token !== null;
 /** Whether the server knows the token: after getForms(). */
 export let mayCommand = false;
 

@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 // What is pressed: start, stop, record, the other modes, the country; and what state that shows.
-import { command, mayCommand } from './api.js';
-import { $, count, make } from './format.js';
+import { command, hasToken, mayCommand } from './api.js';
+import { $, make } from './format.js';
 import { SessionForm } from './session_form.js';
+import { Status } from './status.js';
 
 // Scenes have a tag there for whoever is a controlee.
 const kOwnAddress = '0x0001';
@@ -30,43 +31,23 @@ export async function order(name, args) {
   }
 }
 
-function statusText(state, isConnected) {
-  if (!isConnected) return ['bad', 'The server does not answer; trying again…'];
-  if (!state) return ['wait', 'Connecting…'];
-  if (state.service !== 'there') return ['bad', state.service];
-  const { activities } = state;
-  if (activities.length === 0) {
-    if (state.ifaces.length === 0) return ['wait', 'There is no radio'];
-    return state.hardware === 'free' ? ['ready', 'Ready'] : ['wait', `The radio is ${state.hardware}`];
-  }
-  if (activities.every(({ phase }) => phase === 'stopping')) return ['wait', 'Stopping…'];
-  return ['good', activities.map(activityText).join('; ')];
-}
-
-function activityText(activity) {
-  const { kind, ifaces: [iface], session } = activity;
-  if (kind === 'ccc') return `CCC session on ${iface}, channel ${activity.channel}`;
-  if (kind === 'simple') {
-    return `Simple ranging with ${count(activity.peers.length, 'peer')} on ${iface}, channel ${activity.channel}`;
-  }
-  const stride = session.isBlockStridingEnabled ? session.blockStridingValue + 1 : 1;
-  const rate = Number((1000 / (session.rangingBlockDurationMs * stride)).toFixed(2));
-  return kind === 'locate'
-    ? `Locating ${activity.tag || iface} by ${count(activity.anchors.length, 'anchor')}, channel ${session.channelNumber}, ${rate} a second`
-    : `Ranging with ${count(activity.peers.length, 'peer')} on ${iface}, channel ${session.channelNumber}, ${rate} a second`;
-}
+// A place has blanks and commas of its own; names alone may share a line.
+const anchorsOf = (line) => (line.includes('=') ? [line.replaceAll(/\s/g, '')] : line.split(/[\s,]+/).filter(Boolean));
 
 export class Controls {
   #model;
   #form;
+  #status;
   /** Peers that the server was started with. */
   #peers;
 
   constructor(model, forms) {
     this.#model = model;
+    this.#status = new Status(model);
     this.#form = new SessionForm(forms, (add, name) => this.#changePeer(add, name));
     this.#makeTabs(forms);
     $('looking').hidden = mayCommand;
+    if (hasToken) $('looking').textContent = 'This link is another server’s; the one that runs now has printed its own.';
     for (const fieldset of document.querySelectorAll('fieldset')) fieldset.disabled = !mayCommand;
     $('version').textContent = `uwbctl ${forms.version}`;
     $('countries').append(...forms.countries.map((value) => make('option', { value })));
@@ -116,7 +97,7 @@ export class Controls {
     this.#order('locate/start', {
       ...this.#form.arguments(),
       tag: isTag ? $('locate-tag').value.trim() : '',
-      anchors: $('locate-anchors').value.split('\n').map((line) => line.replaceAll(/\s/g, '')).filter(Boolean),
+      anchors: $('locate-anchors').value.split('\n').flatMap(anchorsOf),
       height: height === '' ? null : Number(height),
       is_3d: $('locate-3d').checked,
     });
@@ -135,10 +116,9 @@ export class Controls {
     fill($('locate-anchors'), (isTag ? ifaces : tags.filter((id) => id !== kOwnAddress)).join('\n'));
   }
 
-  async #changePeer(add, name) {
-    if (this.#model.activityOn(this.#model.chosen)?.kind !== 'fira') return false;
-    await this.#order(add ? 'fira/add' : 'fira/remove', { peers: [name] });
-    return true;
+  #changePeer(add, name) {
+    if (this.#model.activityOn(this.#model.chosen)?.kind !== 'fira') return null;
+    return this.#order(add ? 'fira/add' : 'fira/remove', { peers: [name] });
   }
 
   // One tab stop; arrow keys go along.
@@ -166,11 +146,16 @@ export class Controls {
     });
   }
 
-  show() {
-    const { state, isConnected } = this.#model;
-    const [lamp, text] = statusText(state, isConnected);
+  /** What goes on; to be called several times a second while something does. */
+  showStatus() {
+    const [lamp, text] = this.#status.get();
     $('lamp').className = `lamp ${lamp}`;
     if ($('status').textContent !== text) $('status').textContent = text;
+  }
+
+  show() {
+    this.showStatus();
+    const { state } = this.#model;
     if (!state) return;
     const { recording } = state;
     this.#showRadios();
@@ -185,13 +170,21 @@ export class Controls {
     $('record').hidden = !mayCommand || !activity?.session;
     $('record').setAttribute('aria-pressed', recording === 'on');
     $('record-text').textContent = recording === 'on' ? 'Recording' : 'Record';
-    $('save-recording').hidden = $('save-report').hidden = recording !== 'there';
+    const whose = state.ifaces.length > 1 ? ` ${state.recorded}` : '';
+    for (const [id, name] of [['save-recording', 'Recording'], ['save-report', 'Report']]) {
+      $(id).hidden = recording !== 'there';
+      $(id).textContent = `↓ ${name}${whose}`;
+      $(id).ariaLabel = `Save the ${name.toLowerCase()}${whose && ` of${whose}`}`;
+    }
     $('country-now').textContent = `In force: ${state.country}.`;
     for (const id of ['ccc-start', 'simple-start']) $(id).disabled = isRunning;
     for (const id of ['country-apply', 'locate-start']) $(id).disabled = this.#model.isRunning;
     this.#showBusy();
     // Who ranges now is who the session has; before it starts, who the form names.
-    if (activity?.kind === 'fira') this.#form.setPeers(activity.peers);
+    const ranging = activity?.kind === 'fira' ? activity : null;
+    if (ranging) this.#form.setPeers(ranging.peers);
+    this.#form.offer([...(this.#model.world?.bodies.keys() ?? [])], ranging?.session);
+    $('fira-later').hidden = !ranging;
     this.#showLocate();
   }
 

@@ -114,6 +114,7 @@ function main(forms) {
       tableTime = now;
       table.draw();
       place.draw();
+      controls.showStatus();
       const hint = hintText();
       $('hint').hidden = hint === '';
       if ($('hint').textContent !== hint) $('hint').textContent = hint;

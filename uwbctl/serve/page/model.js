@@ -150,6 +150,24 @@ export const seenFrom = (o, { x, y, z = 0 }) => {
   return { x: o.x + x * cos + y * sin, y: o.y - x * sin + y * cos, z: o.z + z };
 };
 
+const kFarApart = 0.5; // Metres.
+
+/**
+ * Notes of each place {peer, at} where its peer really is, `truth`, and whether that is nowhere near, `isApart`: such as
+ * one behind the radio, which is seen in front. What has no place, but a ring, is left out.
+ * @param isFlat whether heights are left out, too; those that are not measured always are.
+ */
+export function compareWithTruth(places, bodies, isFlat) {
+  for (const place of places) {
+    const { peer: { seen, name }, at, radius } = place;
+    place.truth = radius === undefined ? bodies.find(({ body }) => body.id === (seen.true?.thing ?? name)) : undefined;
+    const there = place.truth?.at;
+    if (!there) continue;
+    const up = isFlat || seen.el === undefined ? 0 : at.z - there.z;
+    place.isApart = Math.hypot(at.x - there.x, at.y - there.y, up) > kFarApart;
+  }
+}
+
 export class Model {
   isConnected = false;
   state = null;

@@ -79,6 +79,15 @@ export function drawPlace(ctx, view, model, labels) {
 
 const centimetres = (m) => number(m == null ? null : m * 100, 1);
 
+const kLargeResidual = 0.15; // Metres: five times the noise of a distance.
+
+// A height that is wrong is what makes all distances fit badly, where it is not looked for.
+function remarkOn(place, stats, locating) {
+  if (place.problem) return `${place.problem[0].toUpperCase()}${place.problem.slice(1)}.`;
+  const isLarge = locating && locating.height_m !== null && stats?.residual_rms_m > kLargeResidual;
+  return isLarge ? 'A large residual: is the height right?' : '';
+}
+
 const kNumbers = [
   ['place-what', 'Located', (place) => place.what],
   ['place-at', 'X, Y, Z (m)', (place) => place.at_m?.map((value) => value.toFixed(2)).join(', ') ?? 'nowhere'],
@@ -114,7 +123,7 @@ export class PlacePanel {
       const cell = this.#cells.get(id);
       if (cell.textContent !== value) cell.textContent = value;
     }
-    const problem = place.problem ? `${place.problem[0].toUpperCase()}${place.problem.slice(1)}.` : '';
-    if ($('place-problem').textContent !== problem) $('place-problem').textContent = problem;
+    const remark = remarkOn(place, stats?.place, this.#model.locating);
+    if ($('place-problem').textContent !== remark) $('place-problem').textContent = remark;
   }
 }

@@ -25,6 +25,8 @@ const kGroups = [
     stsConfig: 'STS', vendorId: 'Vendor identifier', staticStsIV: 'Static STS IV', isKeyRotationEnabled: 'Key rotation', keyRotationRate: 'Rotation rate',
   }],
 ];
+const kShortAddress = /^0x[0-9a-f]{4}$/;
+const kMostOffers = 8;
 const kQuick = ['deviceType', 'channelNumber', 'rangingBlockDurationMs', 'angles'];
 const kAngles = {
   none: { aoaResultRequest: 'NO_AOA_REPORT' },
@@ -43,9 +45,12 @@ export class SessionForm {
   #changes = {};
   #controls = [];
   #onPeers;
+  /** Of the world, and who may not be its own peer. */
+  #things = [];
+  #own = '';
   peers = [];
 
-  /** @param onPeers what happens to peers while a session ranges: (add, name) => promise or null. */
+  /** @param onPeers what happens to peers while a session ranges: (add, name) => whether it was done, by a promise; or null. */
   constructor(forms, onPeers) {
     this.#forms = forms;
     this.#onPeers = onPeers;
@@ -78,13 +83,15 @@ export class SessionForm {
     const problem = !/^[0-9a-f]{1,4}$/.test(text) ? 'two bytes, such as 0x1234' : this.peers.includes(name) ? `${name} is there already` : '';
     $('peer').setCustomValidity(problem);
     if (!$('peer').reportValidity()) return;
-    $('peer').value = '';
-    await this.#change(true, name);
+    // What was refused can be mended.
+    if (await this.#change(true, name)) $('peer').value = '';
   }
 
   async #change(add, name) {
     // While a session ranges the radio has the word.
-    if (!(await this.#onPeers(add, name))) this.setPeers(add ? [...this.peers, name] : this.peers.filter((peer) => peer !== name));
+    const done = this.#onPeers(add, name);
+    if (done === null) this.setPeers(add ? [...this.peers, name] : this.peers.filter((peer) => peer !== name));
+    return done === null || done;
   }
 
   setPeers(peers) {
@@ -94,11 +101,39 @@ export class SessionForm {
   }
 
   showPeers() {
-    $('peers').replaceChildren(...this.peers.map((name) => {
+    this.#fill($('peers'), this.peers.map((name) => {
       const remove = make('button', { type: 'button', textContent: '×', ariaLabel: `Remove ${name}` });
       remove.addEventListener('click', () => this.#change(false, name));
       return make('li', {}, name, remove);
     }));
+    this.#showOffers();
+  }
+
+  /** Things of the world, of which those are offered that can be peers of a session: the one that ranges, or the form's. */
+  offer(things, session = this.#session()) {
+    this.#things = things;
+    this.#own = session.deviceAddress;
+    this.#showOffers();
+  }
+
+  #showOffers() {
+    const names = this.#things.filter((name) => kShortAddress.test(name) && name !== this.#own && !this.peers.includes(name))
+      .slice(0, kMostOffers);
+    if (same(names, [...$('offers').children].map(({ dataset }) => dataset.name))) return;
+    this.#fill($('offers'), names.map((name) => {
+      const add = make('button', { type: 'button', textContent: `+ ${name}` });
+      add.addEventListener('click', () => this.#change(true, name));
+      const item = make('li', {}, add);
+      item.dataset.name = name;
+      return item;
+    }));
+  }
+
+  // Who had pressed one of them by keyboard goes on beside them.
+  #fill(list, items) {
+    const isInUse = list.querySelector(':focus-visible') !== null;
+    list.replaceChildren(...items);
+    if (isInUse) $('peer').focus();
   }
 
   // ---- Members ----

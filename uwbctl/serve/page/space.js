@@ -2,7 +2,7 @@
 // The scene in space, where elevation is measured: turned with pointer or arrow keys.
 import { $, colour, font, haloText, niceStep, prepare, wantsRest } from './format.js';
 import { Labels } from './labels.js';
-import { seenFrom, smoothTrail } from './model.js';
+import { compareWithTruth, seenFrom, smoothTrail } from './model.js';
 
 const kEye = 2.1; // How far the eye is, in sizes of the scene.
 
@@ -112,6 +112,7 @@ export class Space {
     const floor = Math.min(0, ...points.map(({ z }) => z));
     this.#drawFloor(ctx, floor);
     for (const { peer, o: from } of things) this.#drawTrail(ctx, peer, from);
+    compareWithTruth(things, bodies, false);
     const marks = [
       ...bodies.map((entry) => ({ ...entry, draw: () => this.#drawBody(ctx, entry, floor, things) })),
       ...things.map((entry) => ({ ...entry, draw: () => this.#drawThing(ctx, entry, floor) })),
@@ -196,7 +197,7 @@ export class Space {
     if (isRadio) ctx.fill();
     else ctx.stroke();
     if (!isRadio) {
-      const isMeasured = things.some(({ peer }) => (peer.seen.true?.thing ?? peer.name) === body.id);
+      const isMeasured = things.some(({ truth, isApart }) => truth?.body === body && !isApart);
       if (!isMeasured) this.#labels.put(p, 15, [{ text: body.id, font: font(12.5, 550), fill: colour('soft') }]);
       return;
     }
@@ -206,13 +207,16 @@ export class Space {
     haloText(ctx, this.#model.ifaceOf(body.id), p.x, p.y + 24, colour('ink'));
   }
 
-  #drawThing(ctx, { peer, o, at }, floor) {
+  #drawThing(ctx, { peer, o, at, truth, isApart }, floor) {
     const name = `p${peer.index}`;
     const p = this.#project(at);
     this.#drawPost(ctx, at, floor, colour(name, 0.35));
     ctx.strokeStyle = colour(name, peer.isLost ? 0.15 : 0.45);
     ctx.setLineDash(peer.seen.los === false ? [3, 6] : []);
     this.#line(ctx, o, at);
+    ctx.setLineDash([6, 4]);
+    ctx.lineWidth = 1;
+    if (isApart) this.#line(ctx, at, truth.at);
     ctx.setLineDash([]);
     const hue = peer.isLost ? colour('soft') : colour(name);
     // As large as two standard deviations of the distance, seen from here.
@@ -228,9 +232,10 @@ export class Space {
     ctx.beginPath();
     ctx.arc(p.x, p.y, 7, 0, 2 * Math.PI);
     ctx.fill();
+    const height = peer.seen.el === undefined ? '' : `, ${(at.z - floor).toFixed(1)} m high`;
     this.#labels.put(p, 16, [
       { text: this.#model.nameOf(peer), font: font(13.5, 650), fill: hue },
-      { text: peer.isLost ? 'lost' : `${(peer.seen.d / 1000).toFixed(2)} m, ${(at.z - floor).toFixed(1)} m high`,
+      { text: peer.isLost ? 'lost' : `${(peer.seen.d / 1000).toFixed(2)} m${height}`,
         font: font(12.5), fill: colour('soft') }]);
   }
 }

@@ -2,6 +2,8 @@
 // The statistics of each peer, and what happened, in words.
 import { $, count, degrees, make, metres, number, percent, signed } from './format.js';
 
+// One behind the radio may be metres from where it is drawn, and its distance right all the same.
+const kErrorTitle = 'of the distance; the place may be another';
 const kColumns = [
   { key: 'now', name: 'Now', unit: 'm', text: (s, p) => p.absence || metres(p.seen?.d, 3) },
   { key: 'azimuth', name: 'Azimuth', unit: '°', text: (s, p) => degrees(p.absence ? null : p.seen?.az) },
@@ -15,10 +17,10 @@ const kColumns = [
   { key: 'gap', name: 'Worst gap', unit: 's', text: (s) => number(s?.worst_gap_s, 2) },
   { key: 'losses', name: 'Losses', unit: '%', text: (s) => percent(s?.loss_ratio) },
   { key: 'los', name: 'Line of sight', unit: '%', text: (s) => percent(s?.los_ratio) },
-  { key: 'off', name: 'Error now', unit: 'cm', world: true,
+  { key: 'off', name: 'Error now', unit: 'cm', world: true, title: kErrorTitle,
     text: (s, p) => (p.absence || !p.seen?.true ? '–' : signed((p.seen.d - p.seen.true.d) / 10, 1)) },
-  { key: 'bias', name: 'Error mean', unit: 'cm', world: true, text: (s) => signed(s?.error_mean_mm == null ? null : s.error_mean_mm / 10, 1) },
-  { key: 'rms', name: 'Error RMS', unit: 'cm', world: true, text: (s) => number(s?.error_rms_mm == null ? null : s.error_rms_mm / 10, 1) },
+  { key: 'bias', name: 'Error mean', unit: 'cm', world: true, title: kErrorTitle, text: (s) => signed(s?.error_mean_mm == null ? null : s.error_mean_mm / 10, 1) },
+  { key: 'rms', name: 'Error RMS', unit: 'cm', world: true, title: kErrorTitle, text: (s) => number(s?.error_rms_mm == null ? null : s.error_rms_mm / 10, 1) },
 ];
 
 export class Table {
@@ -39,8 +41,8 @@ export class Table {
     this.#rows.clear();
     $('table').tBodies[0].replaceChildren();
     const cells = [make('th', { scope: 'col', textContent: 'Peer' })];
-    for (const { name, unit } of this.#columns()) {
-      cells.push(make('th', { scope: 'col' }, name, make('small', { textContent: unit ?? ' ' })));
+    for (const { name, unit, title = '' } of this.#columns()) {
+      cells.push(make('th', { scope: 'col', title }, name, make('small', { textContent: unit ?? ' ' })));
     }
     $('table').tHead.replaceChildren(make('tr', {}, ...cells));
   }

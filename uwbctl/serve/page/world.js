@@ -8,6 +8,9 @@ const kStep = 0.1;
 const kLongStep = 1;
 const kTurn = 15;
 const kTurnTime = 1500;
+// How far from the origin, and how fast, anything of the world may be.
+const kMaxMetres = 50000;
+const kMaxSpeed = 1000;
 const kFields = [['x', 'X (m)'], ['y', 'Y (m)'], ['z', 'Z (m)'], ['vx', 'VX (m/s)'], ['vy', 'VY (m/s)'], ['vz', 'VZ (m/s)']];
 
 const toDegrees = (radians) => Number(((radians * 180) / Math.PI).toFixed(2));
@@ -17,7 +20,9 @@ export class World {
   #above;
   #handles = new Map();
   #move;
-  #selected = null;
+  /** Null once what was chosen is gone: what comes after it in the list is not what anybody means to remove next. */
+  #selected;
+  #scene = '';
   /** What is to be chosen once it is there. */
   #wanted = null;
   /** The thing in hand: {id, at}; it is where the hand is, whatever the radio says a moment later. */
@@ -33,13 +38,21 @@ export class World {
     $('model').append(make('option', { value: '', textContent: 'noise alone' }),
       ...forms.models.map(({ name, title }) => make('option', { value: name, textContent: name, title })));
     for (const [key, label] of kFields) {
-      const input = make('input', { type: 'number', step: 'any', id: `thing-${key}` });
+      const most = key.startsWith('v') ? kMaxSpeed : kMaxMetres;
+      const input = make('input', { type: 'number', step: 'any', min: -most, max: most, id: `thing-${key}` });
       input.addEventListener('change', () => this.#takeFields());
       $('thing-fields').append(make('label', { className: 'field' }, label, input));
     }
     const heading = make('input', { type: 'number', step: 'any', min: -180, max: 180, id: 'thing-heading' });
-    heading.addEventListener('change', () => (heading.value === '' ? this.take() : this.#turn(this.#selected, Number(heading.value))));
+    heading.addEventListener('change', () => {
+      if (heading.value === '') this.take();
+      else if (heading.reportValidity()) this.#turn(this.#selected, Number(heading.value));
+    });
     $('thing-fields').append(make('label', { className: 'field', id: 'heading-field' }, 'Heading (°)', heading));
+    // What was refused goes when one leaves it.
+    $('thing-fields').addEventListener('focusout', ({ target }) => {
+      if (!target.validity.valid) this.take();
+    });
     this.#listen();
   }
 
@@ -53,7 +66,7 @@ export class World {
     $('scene-file').addEventListener('change', async () => {
       const [file] = $('scene-file').files;
       $('scene-file').value = '';
-      if (file) await order('world/load', { text: await file.text() });
+      if (file) await this.#open(file);
     });
     $('model').addEventListener('change', () => order('world/model', { model: $('model').value }));
     // An emptied field is no 0: it says again what is.
@@ -67,7 +80,22 @@ export class World {
     $('things').addEventListener('change', () => this.#select($('things').value));
     $('thing-add').addEventListener('click', () => this.#add());
     $('thing-clear').addEventListener('change', () => order('world/sight', { id: this.#selected, clear: $('thing-clear').checked }));
-    $('thing-remove').addEventListener('click', () => order('world/remove', { id: this.#selected }));
+    $('thing-remove').addEventListener('click', async () => {
+      // The button is off then, until somebody chooses.
+      if (await order('world/remove', { id: this.#selected })) $('things').focus();
+    });
+  }
+
+  // A file of something else is no scene with odd characters.
+  async #open(file) {
+    let text;
+    try {
+      text = new TextDecoder('utf-8', { fatal: true }).decode(await file.arrayBuffer());
+    } catch {
+      showError(new Error(`${file.name} is not a text`));
+      return;
+    }
+    await order('world/load', { text, name: file.name });
   }
 
   async #save() {
@@ -100,6 +128,7 @@ export class World {
       this.take();
       return;
     }
+    if (!kFields.every(([key]) => $(`thing-${key}`).reportValidity())) return;
     const values = kFields.map(([key]) => [key, Number($(`thing-${key}`).value)]);
     order('world/move', { id: this.#selected, ...Object.fromEntries(values) });
   }
@@ -123,13 +152,15 @@ export class World {
       this.#selected = this.#wanted;
       this.#wanted = null;
     }
-    if (!ids.includes(this.#selected)) this.#selected = ids.find((id) => id.startsWith('0x')) ?? ids[0] ?? null;
-    if (ids.join() !== [...$('things').options].map(({ value }) => value).join()) {
-      $('things').replaceChildren(...ids.map((id) => make('option', { value: id, textContent: id })));
+    if (this.#selected === undefined) this.#selected = ids.find((id) => id.startsWith('0x')) ?? ids[0];
+    if (!ids.includes(this.#selected)) this.#selected = null;
+    const choices = this.#selected === null ? ['', ...ids] : ids;
+    if (choices.join() !== [...$('things').options].map(({ value }) => value).join()) {
+      $('things').replaceChildren(...choices.map((id) => make('option', { value: id, textContent: id || 'choose one' })));
       this.#makeHandles(ids);
       this.describe();  // A thing is never without a name.
     }
-    $('things').value = this.#selected;
+    $('things').value = this.#selected ?? '';
     // What is chosen can be taken, whatever passes by.
     for (const [id, handle] of this.#handles) handle.classList.toggle('chosen', id === this.#selected);
     const show = (id, value) => {
@@ -140,15 +171,26 @@ export class World {
     $('blocks').checked = world.blocks;
     show('range', world.range_m);
     show('model', world.model);
-    const body = world.bodies.get(this.#selected);
-    if (!body) return;
+    // What is chosen to be loaded next stays chosen.
+    if (world.scene !== this.#scene && [...$('scenes').options].some(({ value }) => value === world.scene)) show('scenes', world.scene);
+    this.#scene = world.scene;
+    this.#showThing(world.bodies.get(this.#selected), show);
+  }
+
+  #showThing(body, show) {
+    for (const input of $('thing-fields').querySelectorAll('input')) input.disabled = !body;
+    $('thing-clear').disabled = $('thing-remove').disabled = !body || body.id.startsWith('radio');
+    if (!body) {
+      for (const input of $('thing-fields').querySelectorAll('input')) input.value = '';
+      $('thing-clear').checked = false;
+      return;
+    }
     const at = this.#held?.id === body.id ? { ...this.#held.at, z: body.z } : this.#model.whereIs(body);
     for (const [key] of kFields) show(`thing-${key}`, Number((at[key] ?? body[key]).toFixed(2)));
     const isRadio = body.id.startsWith('radio');
     $('heading-field').hidden = !isRadio;
     show('thing-heading', toDegrees(body.heading));
     $('thing-clear').checked = body.los;
-    $('thing-clear').disabled = $('thing-remove').disabled = isRadio;
   }
 
   // ---- Handles: what is seen of a thing by hand, keyboard and screen reader ----

@@ -1,0 +1,34 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "uwbctl/serve/note.h"
+
+#include <chrono>
+
+#include "uwbctl/client/json.h"
+
+namespace uwbctl {
+namespace {
+
+const char* ToneText(Tone tone) {
+    switch (tone) {
+        case Tone::kInfo:
+            return "info";
+        case Tone::kWarning:
+            return "warning";
+        case Tone::kError:
+            return "error";
+    }
+    return "";
+}
+
+}  // namespace
+
+void PublishNote(EventLog* log, Tone tone, const std::string& text) {
+    using std::chrono::milliseconds;
+    const auto now = std::chrono::system_clock::now().time_since_epoch();
+    log->Publish("note",
+                 JsonText({{"tone", ToneText(tone)},
+                           {"text", text},
+                           {"time_ms", std::chrono::duration_cast<milliseconds>(now).count()}}));
+}
+
+}  // namespace uwbctl
