@@ -2,13 +2,11 @@
 #include "uwbctl/serve/connection.h"
 
 #include <poll.h>
-#include <strings.h>
 #include <sys/socket.h>
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <charconv>
 #include <cstring>
 #include <string_view>
 #include <thread>
@@ -27,34 +25,6 @@ constexpr std::chrono::seconds kWriteTime{10};
 constexpr milliseconds kTryPause{5};
 
 constexpr char kGoOn[] = "HTTP/1.1 100 Continue\r\n\r\n";
-
-// The rest of a request's head from the value of a header on; empty without that header.
-std::string_view FromHeader(std::string_view head, std::string_view name) {
-    for (size_t line = head.find("\r\n"); line != head.npos; line = head.find("\r\n", line + 1)) {
-        std::string_view value = head.substr(line);
-        if (value.size() < name.size() ||
-            strncasecmp(value.data(), name.data(), name.size()) != 0) {
-            continue;
-        }
-        value.remove_prefix(name.size());
-        value.remove_prefix(std::min(value.find_first_not_of(" \t"), value.size()));
-        return value;
-    }
-    return {};
-}
-
-// What a request's head says about the size of its body; 0 for what the server will not read.
-size_t BodySize(std::string_view head) {
-    const std::string_view value = FromHeader(head, "\r\nContent-Length:");
-    size_t size = 0;
-    const auto [end, error] = std::from_chars(value.begin(), value.end(), size);
-    return error == std::errc() && size <= kMaxBody ? size : 0;
-}
-
-// Whether who sent a head waits for a word before it sends the body.
-bool WaitsForWord(std::string_view head) {
-    return FromHeader(head, "\r\nExpect:").starts_with("100-continue");
-}
 
 }  // namespace
 
@@ -80,16 +50,16 @@ void Connection::LookForRequest() {
     const size_t end = buffer_.find(kEnd, searched_);
     if (end == buffer_.npos) {
         searched_ = buffer_.size() - std::min(buffer_.size(), kEnd.size() - 1);
-        if (buffer_.size() >= kHeadBytes) request_size_ = buffer_.size();
+        if (buffer_.size() >= kHeadBytes) head_size_ = request_size_ = buffer_.size();
         return;
     }
     searched_ = end;
-    const size_t head_size = end + kEnd.size();
-    const auto head = std::string_view(buffer_).substr(0, head_size);
-    const size_t size = head_size + BodySize(head);
+    head_size_ = end + kEnd.size();
+    const RawHead head = Head();
+    const size_t size = head_size_ + head.BodySize();
     if (buffer_.size() >= size) {
         request_size_ = size;
-    } else if (!has_said_go_on_ && WaitsForWord(head)) {
+    } else if (!has_said_go_on_ && head.WaitsForWord()) {
         has_said_go_on_ = true;
         output_ += kGoOn;
     }
@@ -97,7 +67,7 @@ void Connection::LookForRequest() {
 
 void Connection::EndRequest() {
     buffer_.erase(0, request_size_);
-    searched_ = request_size_ = read_ = 0;
+    searched_ = head_size_ = request_size_ = read_ = 0;
     has_said_go_on_ = false;
     requests_++;
     deadline_ = Clock::now() + (buffer_.empty() ? kKeepAlive : kRequestTime);
@@ -121,9 +91,22 @@ bool Connection::is_writable() const {
     return poll(&fd, 1, 0) >= 0 && (fd.revents & (POLLRDHUP | POLLHUP | POLLERR)) == 0;
 }
 
-std::string_view Connection::RequestLine() const {
-    const std::string_view request = std::string_view(buffer_).substr(0, request_size_);
-    return request.substr(0, request.find("\r\n"));
+RawHead Connection::Head() const {
+    return RawHead(std::string_view(buffer_).substr(0, head_size_));
+}
+
+bool Connection::HasLeft() {
+    constexpr std::string_view kPatience = "HTTP/1.1 102 Processing\r\n\r\n";
+    constexpr int kUntilHeardMs = 100;
+    pollfd fd = {.fd = socket_.get(), .events = POLLRDHUP, .revents = 0};
+    const auto is_gone = [&fd] { return (fd.revents & (POLLHUP | POLLERR)) != 0; };
+    if (poll(&fd, 1, 0) <= 0 || is_gone()) return is_gone();
+    // It says no more. Only who is written to tells whether it listens, and an older one
+    // understands nothing but the answer.
+    if (!Head().HasInterim() || write(kPatience.data(), kPatience.size()) < 0) return false;
+    fd.events = 0;
+    poll(&fd, 1, kUntilHeardMs);
+    return is_gone();
 }
 
 ssize_t Connection::read(char* data, size_t size) {
@@ -176,7 +159,9 @@ bool Connection::Flush() {
     if (sent < 0) return false;
     is_stuck_ = sent == 0 && !output_.empty();
     output_.erase(0, static_cast<size_t>(sent));
-    if (sent > 0) deadline_ = Clock::now() + kKeepAlive;
+    // Who was told to go on has the time of its request.
+    const bool is_half_there = has_said_go_on_ && !HasRequest();
+    if (sent > 0 && !is_half_there) deadline_ = Clock::now() + kKeepAlive;
     return true;
 }
 

@@ -8,6 +8,8 @@
 #include <string>
 #include <string_view>
 
+#include "uwbctl/serve/raw_head.h"
+
 namespace uwbctl {
 
 /** The largest body of a request, in bytes: a scene. */
@@ -33,8 +35,14 @@ class Connection : public httplib::Stream {
     bool Receive();
     /** @return whether a request is there, or more than any request has. */
     bool HasRequest() const { return request_size_ > 0; }
-    /** @return the first line of the request that is there, as it came. */
-    std::string_view RequestLine() const;
+    /** @return the head of the request that is there. */
+    RawHead Head() const;
+    /**
+     * @return whether the other end is known to have left, so that no work need be done for it. One
+     *         that has only said its last word may still listen: it is told to wait, and not to
+     * have left unless that is refused.
+     */
+    bool HasLeft();
     /**
      * @return whether more was read of the request than there is: what it says of its size can be
      *         understood in two ways, so that nobody knows where the next one begins.
@@ -78,6 +86,7 @@ class Connection : public httplib::Stream {
     // The request, and what has come behind it.
     std::string buffer_;
     size_t searched_ = 0;
+    size_t head_size_ = 0;
     size_t request_size_ = 0;
     size_t read_ = 0;
     bool has_run_dry_ = false;

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "uwbctl/serve/web_server.h"
 
+#include <android-base/strings.h>
 #include <android-base/unique_fd.h>
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -63,6 +64,9 @@ constexpr int kUnavailable = 503;
 
 constexpr char kJsonType[] = "application/json";
 constexpr char kCommandPath[] = "/command/";
+constexpr char kEventsPath[] = "/events";
+constexpr char kRecordingPath[] = "/recording.jsonl";
+constexpr char kReportPath[] = "/report.html";
 
 std::string TypeOf(const std::string& path) {
     if (path.ends_with(".js")) return "text/javascript; charset=utf-8";
@@ -84,6 +88,11 @@ int HttpStatus(ExitStatus status) {
         default:
             return kServerFailed;
     }
+}
+
+// As the library takes it, to whom a path is an expression.
+std::string Exactly(const std::string& path) {
+    return android::base::StringReplace(path, ".", "\\.", /*all=*/true);
 }
 
 void Answer(int status, const Json& json, Response* response) {
@@ -122,14 +131,14 @@ class WebServer::Impl : private httplib::Server {
     void AddRoutes();
     void AddHeaders();
     bool process_and_close_socket(socket_t socket) override;
-    Lane& LaneOf(const Connection& connection);
+    Lane& LaneOf(const RawHead& head);
     void Serve(std::unique_ptr<Connection>* connection);
     void ServeRequest(std::unique_ptr<Connection> connection);
 
     void ServeEvents(const Request& request, Response* response);
     void ServeCommand(const Request& request, Response* response);
     void ServeRecording(Response* response);
-    void ServeReport(Response* response);
+    void ServeReport(const Request& request, Response* response);
 
     const Gate* gate_;
     const EventLog* log_;
@@ -201,20 +210,21 @@ void WebServer::Impl::AddRoutes() {
     for (const PageFile& file : PageFiles()) {
         const std::string name = file.name;
         const std::string path = name == "index.html" ? "/" : "/" + name;
-        Get(path, [path, content = file.content](const Request&, Response& response) {
+        Get(Exactly(path), [path, content = file.content](const Request&, Response& response) {
             response.set_content(content.data(), content.size(), TypeOf(path));
         });
     }
-    Get("/events",
+    Get(kEventsPath,
         [this](const Request& request, Response& response) { ServeEvents(request, &response); });
-    Get("/forms.json", [this](const Request& request, Response& response) {
+    Get(Exactly("/forms.json"), [this](const Request& request, Response& response) {
         Json forms = backend_->Forms();
         forms["may_command"] = gate_->HasToken(request.get_header_value("X-Token"));
         Answer(kOk, forms, &response);
     });
-    Get("/recording.jsonl",
+    Get(Exactly(kRecordingPath),
         [this](const Request&, Response& response) { ServeRecording(&response); });
-    Get("/report.html", [this](const Request&, Response& response) { ServeReport(&response); });
+    Get(Exactly(kReportPath),
+        [this](const Request& request, Response& response) { ServeReport(request, &response); });
     Post("/command/[a-z/]+",
          [this](const Request& request, Response& response) { ServeCommand(request, &response); });
 }
@@ -245,12 +255,11 @@ bool WebServer::Impl::process_and_close_socket(socket_t socket) {
     return true;
 }
 
-Lane& WebServer::Impl::LaneOf(const Connection& connection) {
-    const std::string_view line = connection.RequestLine();
-    const auto names = [line](const char* path) { return line.find(path) != line.npos; };
-    if (line.starts_with("POST ")) return commands_;
-    if (names("/events")) return streams_lane_;
-    return names("/recording") || names("/report") ? downloads_ : pages_;
+Lane& WebServer::Impl::LaneOf(const RawHead& head) {
+    if (head.method() == "POST") return commands_;
+    if (head.path() == kEventsPath) return streams_lane_;
+    const bool is_download = head.path() == kRecordingPath || head.path() == kReportPath;
+    return is_download ? downloads_ : pages_;
 }
 
 // Who finds no room in the line of the downloads is told; others are done sooner than that.
@@ -258,7 +267,15 @@ void WebServer::Impl::Serve(std::unique_ptr<Connection>* connection) {
     constexpr std::string_view kBusy =
         "HTTP/1.1 503 Service Unavailable\r\nRetry-After: 1\r\nContent-Length: 0\r\n"
         "Connection: close\r\n\r\n";
-    Lane& lane = LaneOf(**connection);
+    constexpr std::string_view kBad =
+        "HTTP/1.1 400 Bad Request\r\nContent-Type: application/json\r\nContent-Length: 26\r\n"
+        "Connection: close\r\n\r\n{\"error\":\"not understood\"}";
+    const RawHead head = (*connection)->Head();
+    if (!head.IsGood()) {
+        (*connection)->write(kBad.data(), kBad.size());
+        return (*connection)->StopReading();
+    }
+    Lane& lane = LaneOf(head);
     if (lane.HasRoom()) {
         // A task can be copied, in the library's eyes.
         const auto shared = std::make_shared<std::unique_ptr<Connection>>(std::move(*connection));
@@ -280,6 +297,8 @@ void WebServer::Impl::ServeRequest(std::unique_ptr<Connection> connection) {
         // Who waits for a word before it sends the body has had it.
         request.headers.erase("Expect");
         request.ranges.clear();
+        // For who has much to do: whether to go on. Nobody but the library's client has it set.
+        request.progress = [&connection](uint64_t, uint64_t) { return !connection->HasLeft(); };
         is_good = !CheckRequest(*gate_, request);
     };
     if (is_stopping_) return;
@@ -354,7 +373,7 @@ void WebServer::Impl::ServeRecording(Response* response) {
 }
 
 // To be saved as well: it is a page of its own, with rules of its own.
-void WebServer::Impl::ServeReport(Response* response) {
+void WebServer::Impl::ServeReport(const Request& request, Response* response) {
     const std::string path = backend_->Recording();
     if (path.empty()) {
         Refuse(kNotFound, "nothing was recorded", response);
@@ -363,6 +382,8 @@ void WebServer::Impl::ServeReport(Response* response) {
     // A report has all of its recording before it: one at a time.
     const std::lock_guard lock(report_mutex_);
     if (is_stopping_) return Refuse(kUnavailable, "the server ends", response);
+    // Those before it took their time.
+    if (!request.progress(0, 0)) return Refuse(kUnavailable, "nobody waits for it", response);
     const std::string content = ReportPage(ReadRecording(path));
     response->set_header("Content-Disposition", "attachment; filename=\"uwb-report.html\"");
     response->set_content(content, TypeOf(".html"));

@@ -4,17 +4,21 @@
 #include <android-base/file.h>
 #include <android-base/unique_fd.h>
 #include <arpa/inet.h>
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <malloc.h>
 #include <poll.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <chrono>
+#include <map>
 
 #include "uwbctl/client/client.h"
+#include "uwbctl/serve/connection.h"
 
 namespace uwbctl {
 namespace {
@@ -184,6 +188,13 @@ TEST_F(WebServerTest, LetsInWhoMayAndNobodyElse) {
          "POST /command/any HTTP/1.1\r\n" + good + "Transfer-Encoding: chunked\r\n\r\nfffffff\r\n",
          "411"},
         {"a long path", get("/" + std::string(1000, 'a'), host), "414"},
+        {"a blank before a colon", get("/", host + "X : a\r\n"), "400"},
+        {"a line that goes on", get("/", host + "X: a\r\n b\r\n"), "400"},
+        {"an end of text", get("/", host + "X: a" + std::string(1, '\0') + "\r\n"), "400"},
+        {"an empty length", get("/", host + "Content-Length: \r\n"), "400"},
+        {"no header", get("/", host + "nothing\r\n"), "400"},
+        {"another blank before the path", get(" /style.css", host), "400"},
+        {"a path that is like ours", get("/forms-json", host), "404"},
         {"no HTTP", "\x16\x03\x01 hello\r\n\r\n", "400"},
     };
     for (const auto& [what, request, status] : kCases) {
@@ -316,10 +327,57 @@ TEST_F(WebServerTest, TakesRequestsAsTheyArrive) {
     EXPECT_EQ(backend_.commands, 3);
     // Who asks first whether the body is wanted sends it when it is.
     const size_t body = command.find("\r\n\r\n") + 4;
-    Send(fd.get(), command.substr(0, body - 2) + "Expect: 100-continue\r\n\r\n");
+    Send(fd.get(), command.substr(0, body - 2) + "Expect: 100-Continue\r\n\r\n");
     EXPECT_THAT(Receive(fd.get(), "\r\n\r\n"), StartsWith("HTTP/1.1 100"));
     Send(fd.get(), command.substr(body));
     EXPECT_THAT(Receive(fd.get(), R"({"a":1}})"), StartsWith("HTTP/1.1 200"));
+}
+
+TEST(ConnectionTest, SaysGoOnToWhoWaitsForItWhichTakesNoneOfTheRequestsTime) {
+    for (const auto& [end, says] : std::map<std::string, bool>{
+             {" HTTP/1.1\r\nExpect: 100-continue", true},
+             {" HTTP/1.1\r\nExpect: 100-continuexx", false},
+             {" HTTP/1.0\r\nExpect: 100-continue", false},
+         }) {
+        int ends[2];
+        ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends), 0);
+        const unique_fd other(ends[0]);
+        Connection connection{unique_fd(ends[1])};
+        const std::string head = "POST /command/any" + end + "\r\nContent-Length: 2\r\n\r\n";
+        ASSERT_EQ(write(other.get(), head.data(), head.size()), static_cast<ssize_t>(head.size()));
+        EXPECT_TRUE(connection.Receive());
+        EXPECT_EQ(connection.HasOutput(), says) << end;
+        const auto deadline = connection.deadline();
+        EXPECT_TRUE(connection.Flush());
+        EXPECT_EQ(connection.deadline(), deadline) << end;
+    }
+}
+
+// Reports take their time: here as long as nobody writes what they are to tell.
+TEST_F(WebServerTest, ReportsAreInNobodysWayAndNotMadeForWhoHasLeft) {
+    const std::string report = "GET /report.html?/events HTTP/1.1\r\nHost: localhost\r\n\r\n";
+    const TemporaryDir folder;
+    backend_.recording = std::string(folder.path) + "/walk";
+    for (const size_t readers : {3, 14}) {
+        unlink(backend_.recording.c_str());
+        ASSERT_EQ(mkfifo(backend_.recording.c_str(), 0600), 0);
+        std::vector<unique_fd> crowd(readers);
+        for (unique_fd& one : crowd) Send((one = Connect()).get(), report);
+        unique_fd recorder(open(backend_.recording.c_str(), O_WRONLY | O_CLOEXEC));
+        const unique_fd fd = Connect();
+        Send(fd.get(), "GET /events HTTP/1.1\r\nHost: localhost\r\n\r\n");
+        EXPECT_THAT(Receive(fd.get(), "\r\n\r\n"), StartsWith("HTTP/1.1 200"));
+        crowd.clear();
+        if (readers > 4) return;  // More than find a place.
+        unlink(backend_.recording.c_str());
+        ASSERT_EQ(mkfifo(backend_.recording.c_str(), 0600), 0);
+        const unique_fd own = Connect();
+        Send(own.get(), report);
+        recorder.reset();
+        recorder.reset(open(backend_.recording.c_str(), O_WRONLY | O_CLOEXEC));
+        recorder.reset();
+        EXPECT_THAT(Receive(own.get(), "empty"), HasSubstr("HTTP/1.1 400"));
+    }
 }
 
 TEST_F(WebServerTest, ARecordingGoesOutPieceByPiece) {
