@@ -19,11 +19,11 @@ void CheckPeers(const std::vector<std::string>& peers, const std::string& own) {
         const auto address = ParseAddress(text);
         if (!address) continue;
         if (own_address && address->address == own_address->address) {
-            throw Failure(kUsage, "peer " + text +
+            throw Failure(kUsage, "peer " + Shortened(text) +
                                       " has this device's own address: give one of them another");
         }
         if (!seen.insert(address->address).second) {
-            throw Failure(kUsage, "address " + text + " is there twice");
+            throw Failure(kUsage, "address " + Shortened(text) + " is there twice");
         }
     }
 }
@@ -31,8 +31,8 @@ void CheckPeers(const std::vector<std::string>& peers, const std::string& own) {
 UwbAddress CheckAnyAddress(const std::string& text) {
     const auto address = ParseAddress(text);
     if (address && address->address.size() > 1) return *address;
-    throw Failure(kUsage,
-                  "not an address: " + text + " (expected 2 to 8 bytes as 0x1234 or 12:34)");
+    throw Failure(kUsage, "not an address: " + Shortened(text) +
+                              " (expected 2 to 8 bytes as 0x1234 or 12:34)");
 }
 
 std::vector<RangingRequest> MakeRequests(const std::vector<std::string>& peers,

@@ -6,6 +6,7 @@
 #include <aidl/hardware/velta/uwb/ISimpleRangingController.h>
 #include <aidl/hardware/velta/uwb/IUwb.h>
 #include <aidl/hardware/velta/uwb/IUwbIface.h>
+#include <android-base/strings.h>
 
 #include <chrono>
 #include <functional>
@@ -39,7 +40,10 @@ enum ExitStatus : int {
 class Failure : public std::runtime_error {
   public:
     Failure(ExitStatus status, const std::string& message)
-        : std::runtime_error(message), status_(status) {}
+        // It would end at a byte that ends a text.
+        : std::runtime_error(android::base::StringReplace(message, std::string(1, '\0'), "\\x00",
+                                                          /*all=*/true)),
+          status_(status) {}
     ExitStatus status() const { return status_; }
 
   private:

@@ -42,7 +42,8 @@ std::string CheckCountry(const std::string& typed) {
     const bool is_code =
         code.size() == 2 && code.find_first_not_of("ABCDEFGHIJKLMNOPQRSTUVWXYZ") == code.npos;
     if (!code.empty() && !is_code) {
-        throw Failure(kUsage, "not a country code: " + typed + " (two letters, such as FR)");
+        throw Failure(kUsage,
+                      "not a country code: " + Shortened(typed) + " (two letters, such as FR)");
     }
     return code;
 }

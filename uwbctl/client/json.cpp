@@ -4,6 +4,8 @@
 #include <limits>
 #include <stdexcept>
 
+#include "uwbctl/client/text.h"
+
 namespace uwbctl {
 namespace {
 
@@ -27,6 +29,10 @@ Json ParseJson(const std::string& text) {
 
 std::string JsonText(const nlohmann::ordered_json& json) {
     return json.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
+}
+
+std::string NotText(const Json& json) {
+    return json.is_structured() ? "" : ", not " + Shortened(JsonText(json));
 }
 
 std::string ReasonOf(const std::exception& exception) {

@@ -23,6 +23,12 @@ std::optional<int64_t> WholeNumber(const nlohmann::ordered_json& json);
 /** @return it in one line; bytes that are no UTF-8, which names of files may have, are replaced. */
 std::string JsonText(const nlohmann::ordered_json& json);
 
+/**
+ * @return ", not VALUE" for a message about a value that is not as it should be. Empty for one that
+ *         has others in it: some of those may be secret.
+ */
+std::string NotText(const nlohmann::ordered_json& json);
+
 /** @return what the library says of a value that is not as it should be, without its own prefix. */
 std::string ReasonOf(const std::exception& exception);
 

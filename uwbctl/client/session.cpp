@@ -27,9 +27,6 @@ using namespace ::aidl::hardware::velta::uwb;
 using ::android::base::StringPrintf;
 using Json = nlohmann::ordered_json;
 
-// Longer values are cut in messages.
-constexpr size_t kMostShown = 80;
-
 // More than any member of a member has.
 constexpr size_t kMostNames = 4;
 
@@ -48,11 +45,6 @@ Json BytesToJson(const std::vector<uint8_t>& bytes) {
         text += {kDigits[byte >> 4], kDigits[byte & 0xF]};
     }
     return text;
-}
-
-// For a message, whatever there is.
-std::string Shortened(const std::string& text) {
-    return text.size() > kMostShown ? text.substr(0, kMostShown) + "\u2026" : text;
 }
 
 struct Writer {
@@ -104,8 +96,8 @@ class Reader {
     void CheckAllRead() const {
         if (json_.empty()) return;
         const std::string& name = json_.begin().key();
-        throw Failure(kUsage,
-                      where_ + ": there is no " + name + " in a session" + LikeText(name, names_));
+        throw Failure(kUsage, where_ + ": there is no " + Shortened(name) + " in a session" +
+                                  LikeText(name, names_));
     }
 
   private:
@@ -114,7 +106,7 @@ class Reader {
         std::string text = where + ": expected " + expected;
         // Whoever looks on is told of failures as well.
         if (!IsSecret(where.substr(where.find_last_of(". ") + 1))) {
-            text += ", not " + Shortened(JsonText(json));
+            text += NotText(json);
         }
         throw Failure(kUsage, text);
     }
@@ -241,7 +233,7 @@ FiraTwrSession MakeSession(const std::string& preset) {
     }
     const std::string names =
         Join(SessionPresets(), [](const SessionPreset& known) { return std::string(known.name); });
-    throw Failure(kUsage, "there is no preset " + preset + " (presets: " + names + ")");
+    throw Failure(kUsage, "there is no preset " + Shortened(preset) + " (presets: " + names + ")");
 }
 
 Json SessionToJson(const FiraTwrSession& session) {
@@ -341,7 +333,7 @@ std::vector<UwbAddress> ParsePeers(const std::vector<std::string>& peers) {
     for (const std::string& text : peers) {
         const auto address = ParseAddress(text);
         if (!address || address->address.size() != kShortAddressSize) {
-            throw Failure(kUsage, "not a short address: " + text +
+            throw Failure(kUsage, "not a short address: " + Shortened(text) +
                                       " (expected two bytes as 0x1234 or 12:34)");
         }
         addresses.push_back(*address);

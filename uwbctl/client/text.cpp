@@ -156,6 +156,15 @@ std::string PrintableText(const std::string& text) {
     return printable;
 }
 
+std::string Shortened(const std::string& text, size_t most) {
+    constexpr size_t kLongestCharacter = 4;
+    if (text.size() <= most) return text;
+    const auto is_within = [&text](size_t at) { return (text[at] & 0xC0) == 0x80; };
+    size_t end = most;
+    while (end > 0 && most - end < kLongestCharacter && is_within(end)) end--;
+    return text.substr(0, end) + "\u2026";
+}
+
 double ToDegrees(double radians) {
     constexpr double kDegreesPerRadian = 180 / std::numbers::pi;
     return radians * kDegreesPerRadian;

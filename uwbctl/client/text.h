@@ -53,6 +53,12 @@ std::string LikeText(const std::string& word, const std::vector<std::string>& kn
  */
 std::string PrintableText(const std::string& text);
 
+/**
+ * @return a text for a message: of a long one its beginning, whole characters of UTF-8, and "…".
+ * @param most how many bytes of it are shown.
+ */
+std::string Shortened(const std::string& text, size_t most = 80);
+
 /** @return an angle of radians in degrees. */
 double ToDegrees(double radians);
 

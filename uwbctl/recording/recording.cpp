@@ -105,9 +105,9 @@ void Reader::TakeLine(const std::string& line, bool is_whole) {
 
 void Reader::TakeSession(const Json& json) {
     const auto format = json.value("format", "");
-    if (format != kFormat) Fail("not a recording of uwbctl (format \"" + format + "\")");
+    if (format != kFormat) Fail("not a recording of uwbctl (format \"" + Shortened(format) + "\")");
     if (const Json& version = json.at("version"); version != kVersion) {
-        Fail("recording of version " + version.dump() + ", this uwbctl reads version " +
+        Fail("recording of version " + Shortened(version.dump()) + ", this uwbctl reads version " +
              std::to_string(kVersion));
     }
     recording_.time = json.at("time").get<std::string>();
@@ -127,7 +127,7 @@ void Reader::CheckNumbers(const Json& session) const {
         if (!value.is_number_integer()) continue;
         const std::optional<int64_t> number = WholeNumber(value);
         if (!number || (!std::in_range<int32_t>(*number) && !std::in_range<uint32_t>(*number))) {
-            Fail("not a session line: " + name + " is out of range: " + value.dump());
+            Fail("not a session line: " + Shortened(name) + " is out of range: " + value.dump());
         }
     }
 }

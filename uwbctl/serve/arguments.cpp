@@ -4,6 +4,7 @@
 #include <algorithm>
 
 #include "uwbctl/client/json.h"
+#include "uwbctl/client/session.h"
 #include "uwbctl/client/text.h"
 #include "uwbctl/world/scene_printer.h"
 
@@ -12,8 +13,9 @@ namespace uwbctl {
 using Json = nlohmann::ordered_json;
 
 void RefuseMember(const Json& arguments, const char* name, const std::string& kind) {
-    throw Failure(kUsage,
-                  std::string(name) + " is " + kind + ", not " + JsonText(arguments.at(name)));
+    // Whoever looks on is told of it.
+    throw Failure(kUsage, std::string(name) + " is " + kind +
+                              (IsSecret(name) ? "" : NotText(arguments.at(name))));
 }
 
 const Json& MemberOf(const Json& arguments, const char* name) {
@@ -66,7 +68,7 @@ void CheckMembers(const Json& arguments, const std::vector<std::string_view>& kn
         if (std::find(known.begin(), known.end(), name) != known.end()) continue;
         const std::string there =
             Join(known, [](std::string_view member) { return std::string(member); });
-        throw Failure(kUsage, "there is no member " + name +
+        throw Failure(kUsage, "there is no member " + Shortened(name) +
                                   (there.empty() ? "" : " (there are: " + there + ")"));
     }
 }

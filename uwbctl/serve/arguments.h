@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "uwbctl/client/client.h"
+#include "uwbctl/client/text.h"
 
 namespace uwbctl {
 
@@ -58,7 +59,7 @@ template <typename Owner>
 nlohmann::ordered_json RunVerb(const Verbs<Owner>& verbs, const std::string& name,
                                const nlohmann::ordered_json& arguments, Owner* owner) {
     const auto verb = verbs.find(name);
-    if (verb == verbs.end()) throw Failure(kUsage, "there is no command " + name);
+    if (verb == verbs.end()) throw Failure(kUsage, "there is no command " + Shortened(name));
     CheckMembers(arguments, verb->second.members);
     return verb->second.run(owner, arguments);
 }

@@ -9,6 +9,7 @@
 
 #include "uwbctl/client/client.h"
 #include "uwbctl/client/json.h"
+#include "uwbctl/client/text.h"
 #include "uwbctl/client/units.h"
 #include "uwbctl/serve/arguments.h"
 #include "uwbctl/serve/note.h"
@@ -33,7 +34,7 @@ constexpr double kHalfTurn = 180;
 ThingId IdOf(const Json& arguments) {
     const auto word = TextOf(arguments, "id");
     const auto id = ParseThingId(word);
-    if (!id) throw Failure(kUsage, "neither a tag nor a radio: " + word);
+    if (!id) throw Failure(kUsage, "neither a tag nor a radio: " + Shortened(word));
     return *id;
 }
 
@@ -227,7 +228,7 @@ void WorldDesk::Load(const Json& arguments) {
         const auto scenes = ListScenes();
         const auto found = std::find_if(scenes.begin(), scenes.end(),
                                         [&name](const auto& scene) { return scene.name == name; });
-        if (found == scenes.end()) throw Failure(kUsage, "there is no scene " + name);
+        if (found == scenes.end()) throw Failure(kUsage, "there is no scene " + Shortened(name));
         load(ReadSceneFile(found->path, radios), found->title);
         return;
     }
@@ -248,7 +249,7 @@ void WorldDesk::SetModel(const Json& arguments) {
     std::optional<Model> model;
     if (!name.empty()) {
         const ModelPreset* preset = FindModelPreset(name);
-        if (preset == nullptr) throw Failure(kUsage, "there is no error model " + name);
+        if (preset == nullptr) throw Failure(kUsage, "there is no error model " + Shortened(name));
         model = preset->model;
     }
     const auto id = arguments.contains("id") ? std::optional(IdOf(arguments)) : std::nullopt;

@@ -78,7 +78,7 @@ std::string FindScene(const std::string& file_or_name) {
         if (scene.name == file_or_name) return scene.path;
         names.push_back(scene.name);
     }
-    throw Failure(kUsage, "there is no scene " + file_or_name + "; there are " +
+    throw Failure(kUsage, "there is no scene " + Shortened(file_or_name) + "; there are " +
                               Join(names, [](const std::string& name) { return name; }));
 }
 

@@ -100,7 +100,7 @@ ParsedScene Parser::Parse(const std::string& text) {
         try {
             ParseLine(std::move(words));
         } catch (const WrongWord& wrong) {
-            mistakes.push_back({.line = number, .word = wrong.word, .why = wrong.why});
+            mistakes.push_back({.line = number, .word = Shortened(wrong.word), .why = wrong.why});
         }
     }
     return {.scene = std::move(scene_), .mistakes = std::move(mistakes)};
