@@ -17,6 +17,9 @@ namespace uwbctl {
 // What pages ask for, read from the arguments of their commands. Each throws a Failure, or what the
 // JSON library throws, for what is no such request.
 
+/** Throws a Failure for a name that is none of the interfaces that there are. */
+void CheckInterface(const std::string& name, const std::vector<std::string>& ifaces);
+
 /** "preset" and "members": a FiRa session with one peer at least. */
 FiraTwrSession FiraRequest(const nlohmann::ordered_json& arguments,
                            const SessionDefaults& defaults);
@@ -41,6 +44,7 @@ struct LocateRequest {
 
 /**
  * "tag", "anchors", "height", "is_3d", "sigma"; "preset" and "members" of the sessions.
+ * With a tag there is no "iface", and the peers are never among the members.
  *
  * @param own the interface that is located where no tag is.
  * @param ifaces all there are: the anchors where none is named.

@@ -52,7 +52,8 @@ Json Station::Command(const std::string& name, const Json& arguments) {
         RunVerb(Commands(), name, arguments, this);
     } catch (const std::exception& failure) {
         if (running_.is_empty() && client_ != nullptr) client_->Close();
-        Note(Tone::kError, failure.what());
+        constexpr size_t kLongestNote = 1000;
+        Note(Tone::kError, Shortened(failure.what(), kLongestNote));
         PublishState();
         throw;
     }
@@ -92,14 +93,25 @@ void Station::RequireIdle() const {
     if (!running_.is_empty()) throw Failure(kRefused, "the radio is busy: stop first");
 }
 
-std::string Station::NameOf(const Json& arguments) const {
-    std::string name = TextOf(arguments, "iface", defaults_.iface);
-    return name.empty() && !ifaces_.empty() ? ifaces_.front() : name;
+std::string Station::NameOf(const Json& arguments) {
+    const std::string name = TextOf(arguments, "iface", defaults_.iface);
+    if (name.empty()) return ifaces_.empty() ? "" : ifaces_.front();
+    RequireInterface(name);
+    return name;
+}
+
+// One that is on its way out may still be in use.
+void Station::RequireInterface(const std::string& name) {
+    if (running_.On(name) != nullptr) return;
+    ifaces_ = surroundings_.ifaces();
+    CheckInterface(name, ifaces_);
 }
 
 Client* Station::OpenFor(const std::string& iface) {
-    if (!iface.empty() && running_.On(iface) != nullptr) {
-        throw Failure(kRefused, iface + " is busy: stop first");
+    if (const Activity* activity = iface.empty() ? nullptr : running_.On(iface)) {
+        const bool is_stopping = activity->Describe().at("phase") == "stopping";
+        throw Failure(kRefused,
+                      iface + (is_stopping ? " is still stopping" : " is busy: stop first"));
     }
     if (client_ == nullptr) client_ = surroundings_.connect(events_);
     client_->Open();
@@ -176,16 +188,15 @@ template <bool kAdds>
 void Station::ChangeControlees(const Json& arguments) {
     Activity* activity = running_.On(NameOf(arguments));
     if (activity == nullptr) throw Failure(kRefused, "no FiRa session is ranging");
-    activity->ChangeControlees(kAdds, TextsOf(arguments, "peers"));
+    const auto peers = TextsOf(arguments, "peers");
+    if (peers.empty()) throw Failure(kUsage, "peers: name at least one");
+    activity->ChangeControlees(kAdds, peers);
 }
 
 void Station::StopOn(const Json& arguments) {
     const std::string iface = TextOf(arguments, "iface", "");
     // Nothing to stop on one that is there: somebody was faster.
-    if (!iface.empty() && running_.On(iface) == nullptr &&
-        std::find(ifaces_.begin(), ifaces_.end(), iface) == ifaces_.end()) {
-        throw Failure(kUsage, "there is no interface " + iface);
-    }
+    if (!iface.empty()) RequireInterface(iface);
     Stop(iface);
 }
 
@@ -235,7 +246,7 @@ void Station::SetCountry(const Json& arguments) {
 
 void Station::Record(const Json& arguments) {
     if (!FlagOf(arguments, "on")) {
-        board_.StopRecording("quit");
+        StopRecording(TextOf(arguments, "iface", ""));
         return;
     }
     const std::string name = NameOf(arguments);
@@ -244,6 +255,17 @@ void Station::Record(const Json& arguments) {
         throw Failure(kRefused, "nothing to record: no FiRa session is ranging on " + name);
     }
     board_.StartRecording(name, *session);
+}
+
+// Whichever it is of, where none is named.
+void Station::StopRecording(const std::string& iface) {
+    if (!iface.empty()) {
+        RequireInterface(iface);
+        if (board_.is_recording() && iface != board_.recorded_iface()) {
+            throw Failure(kRefused, iface + " is not recorded: " + board_.recorded_iface() + " is");
+        }
+    }
+    board_.StopRecording("quit");
 }
 
 // ---- What is measured ----

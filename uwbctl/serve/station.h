@@ -84,11 +84,13 @@ class Station : private ActivityListener {
     void StopOn(const nlohmann::ordered_json& arguments);
     void SetCountry(const nlohmann::ordered_json& arguments);
     void Record(const nlohmann::ordered_json& arguments);
+    void StopRecording(const std::string& iface);
     // On all for an empty name.
     void Stop(const std::string& iface);
 
     // The interface that arguments or options name, else the first one.
-    std::string NameOf(const nlohmann::ordered_json& arguments) const;
+    std::string NameOf(const nlohmann::ordered_json& arguments);
+    void RequireInterface(const std::string& name);
     // The opened hardware, with nothing on that interface.
     Client* OpenFor(const std::string& iface);
     void Begin(const std::shared_ptr<Activity>& activity, int64_t block_stride,

@@ -181,12 +181,26 @@ TEST_F(StationTest, EachRadioDoesOneThingAndTheHardwareIsHeldAsLongAsOneDoes) {
         {"country", {{"code", "FR"}}, "the radio is busy", "ours fira wpan0 fira wpan1"},
         {"record", {{"on", 5}}, "on is true or false, not 5", "ours fira wpan0 fira wpan1"},
         {"fira/add", {{"peers", "0x5678"}}, "peers is a list", "ours fira wpan0 fira wpan1"},
+        {"fira/add", {{"peers", Json::array()}}, "name at least one", "ours fira wpan0 fira wpan1"},
+        {"fira/add",
+         {{"iface", "wpan7"}, {"peers", {"0x5678"}}},
+         "there is no interface wpan7",
+         "ours fira wpan0 fira wpan1"},
+        {"fira/start", Fira("wpan7"), "there is no interface wpan7", "ours fira wpan0 fira wpan1"},
+        {"record",
+         {{"on", true}, {"iface", "wpan7"}},
+         "there is no interface wpan7",
+         "ours fira wpan0 fira wpan1"},
         {"stop", {{"ifaces", 1}}, "there is no member ifaces", "ours fira wpan0 fira wpan1"},
         // A disk that is full ends the recording and nothing else.
         {"record", {{"on", true}}, "No space left", "ours fira wpan0 fira wpan1 recording there"},
         {"report", "wpan0", "", "ours fira wpan0 fira wpan1 recording there"},
         {"record", {{"on", true}}, "", "ours fira wpan0 fira wpan1 recording on"},
         {"report", "wpan0", "", "ours fira wpan0 fira wpan1 recording on"},
+        {"record",
+         {{"on", false}, {"iface", "wpan1"}},
+         "wpan1 is not recorded: wpan0 is",
+         "ours fira wpan0 fira wpan1 recording on"},
         {"give up", "wpan0", "", "ours fira wpan1 recording there"},
         {"record", {{"on", true}}, "nothing to record", "ours fira wpan1 recording there"},
         {"fira/start", Fira("wpan0"), "", "ours fira wpan1 fira wpan0 recording there"},
@@ -214,6 +228,15 @@ TEST_F(StationTest, EachRadioDoesOneThingAndTheHardwareIsHeldAsLongAsOneDoes) {
         EXPECT_EQ(radios_.is_open, std::string(seen).starts_with("ours")) << what << arguments;
     }
     EXPECT_EQ(radios_.sessions, 0);
+    Do("refuse", "");
+    station_.Command("fira/start", Fira("wpan0"));
+    station_.Command("stop", none);
+    EXPECT_EQ(Do("fira/start", Fira("wpan0")), "wpan0 is still stopping");
+    EXPECT_THAT(Do(std::string("x\0", 2), {}), HasSubstr("x\\x00"));
+    // Everybody reads it.
+    Do("fira/start", {{"preset", std::string(100'000, '\x1')}});
+    Seen();
+    EXPECT_LT(std::string(told_["note"]["text"]).size(), 1100U);
     EXPECT_EQ(told_["report"]["m"][0]["d"], 3000);
     std::string recording;
     ASSERT_TRUE(android::base::ReadFileToString(station_.recording(), &recording));

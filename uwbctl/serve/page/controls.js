@@ -60,7 +60,10 @@ export class Controls {
   #listen() {
     for (const form of document.forms) form.addEventListener('submit', (event) => event.preventDefault());
     $('primary').addEventListener('click', () => this.#pressPrimary());
-    $('record').addEventListener('click', () => this.#order('record', { on: this.#model.state.recording !== 'on' }));
+    $('record').addEventListener('click', () => {
+      const { recording, recorded } = this.#model.state;
+      this.#order('record', recording === 'on' ? { iface: recorded, on: false } : { on: true });
+    });
     $('radio').addEventListener('change', () => this.#model.choose($('radio').value));
     $('locate-what').addEventListener('change', () => this.#showLocate());
     $('locate-start').addEventListener('click', () => this.#locate());
@@ -93,13 +96,20 @@ export class Controls {
 
   #locate() {
     const isTag = $('locate-what').value === 'tag';
-    const height = $('locate-height').value;
-    this.#order('locate/start', {
-      ...this.#form.arguments(),
+    const is3d = $('locate-3d').checked;
+    const height = is3d ? '' : $('locate-height').value;
+    const { preset, members } = this.#form.arguments();
+    // Those who range are named below.
+    delete members.destAddressList;
+    if (isTag) delete members.deviceAddress;
+    order('locate/start', {
+      iface: isTag ? undefined : this.#model.chosen,
+      preset,
+      members,
       tag: isTag ? $('locate-tag').value.trim() : '',
       anchors: $('locate-anchors').value.split('\n').flatMap(anchorsOf),
       height: height === '' ? null : Number(height),
-      is_3d: $('locate-3d').checked,
+      is_3d: is3d,
     });
   }
 
