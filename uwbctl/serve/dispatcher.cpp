@@ -21,13 +21,23 @@ constexpr milliseconds kSlice{100};
 
 template <typename Result>
 Result Dispatcher::Run(std::function<Result()> task) const {
-    const auto packaged = std::make_shared<std::packaged_task<Result()>>(std::move(task));
+    // Not in the middle of the end, either.
+    const auto packaged = std::make_shared<std::packaged_task<Result()>>([this, task] {
+        CheckOpen();
+        return task();
+    });
     std::future<Result> result = packaged->get_future();
+    CheckOpen();
     events_->PostFirst([packaged] { (*packaged)(); });
     for (milliseconds waited{0}; waited < kPatience && !is_closed_; waited += kSlice) {
         if (result.wait_for(kSlice) == std::future_status::ready) return result.get();
     }
-    throw Failure(kNoService, is_closed_ ? "the server is ending" : "the service does not answer");
+    CheckOpen();
+    throw Failure(kNoService, "the service does not answer");
+}
+
+void Dispatcher::CheckOpen() const {
+    if (is_closed_) throw Failure(kNoService, "the server is ending");
 }
 
 Json Dispatcher::Command(const std::string& name, const Json& arguments) {

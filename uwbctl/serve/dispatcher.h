@@ -25,6 +25,8 @@ class Dispatcher : public Backend {
     void Close() { is_closed_ = true; }
 
   private:
+    // Throws a Failure once nobody answers.
+    void CheckOpen() const;
     template <typename Result>
     Result Run(std::function<Result()> task) const;
 

@@ -12,6 +12,8 @@
 #include <sstream>
 #include <type_traits>
 
+#include "uwbctl/serve/dispatcher.h"
+
 namespace uwbctl {
 namespace {
 
@@ -228,6 +230,10 @@ TEST_F(StationTest, EachRadioDoesOneThingAndTheHardwareIsHeldAsLongAsOneDoes) {
         EXPECT_EQ(radios_.is_open, std::string(seen).starts_with("ours")) << what << arguments;
     }
     EXPECT_EQ(radios_.sessions, 0);
+    Dispatcher closed(&events_, &station_);
+    closed.Close();
+    EXPECT_THROW(closed.Command("fira/start", Fira("wpan0")), Failure);
+    EXPECT_EQ(events_.Wait(milliseconds(0)), Events::Wake::kTimeout) << "nor later";
     Do("refuse", "");
     station_.Command("fira/start", Fira("wpan0"));
     station_.Command("stop", none);
