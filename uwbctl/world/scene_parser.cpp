@@ -52,27 +52,32 @@ class Parser {
     void ParseWalk(SceneWords* words);
     void ParseModel(SceneWords* words);
     void ParseWall(SceneWords* words);
-    void ParseRange(SceneWords* words) { scene_.range_m = words->Number(0, kMaxRange, "metres"); }
+    void ParseRange(SceneWords* words) { scene_.range_m = words->Amount(kMaxRange, "metres"); }
     void ParseNoise(SceneWords* words);
     void ParseSeed(SceneWords* words) { scene_.seed = words->Whole("a seed"); }
     void ParseRate(SceneWords* words) {
-        scene_.rate = words->Number(0, kMaxRate, "a factor");
+        scene_.rate = words->Amount(kMaxRate, "a factor");
         scene_.has_fast_blocks = words->TakeIf("blocks");
     }
     void ParseWait(SceneWords* /*words*/) { scene_.waits = true; }
-    void ParseClear(SceneWords* /*words*/) { scene_ = {}; }
+    void ParseClear(SceneWords* /*words*/) {
+        scene_ = {};
+        placed_.clear();
+    }
 
     ThingId CheckRadio(const std::string& word, uint64_t number) const;
     ThingId TakeAddress(SceneWords* words);
     ThingId TakeThing(SceneWords* words);
     Thing* Existing(const ThingId& id, const std::string& word);
     Thing* Make(const ThingId& id, const Vec3& at);
-    void Place(const ThingId& id, SceneWords* words);
+    void Place(const ThingId& id, const std::string& word, SceneWords* words);
     static void AddPoint(const std::string& word, Waypoint point, Path* path);
     void SetPath(const ThingId& id, Path path);
 
     const std::optional<unsigned> radios_;
     Scene scene_;
+    // Those that have a line that puts them somewhere.
+    std::vector<ThingId> placed_;
 };
 
 const Parser::LineKind Parser::kLines[] = {
@@ -169,22 +174,27 @@ Thing* Parser::Make(const ThingId& id, const Vec3& at) {
     return thing;
 }
 
-void Parser::Place(const ThingId& id, SceneWords* words) {
+void Parser::Place(const ThingId& id, const std::string& word, SceneWords* words) {
     const Vec3 at = words->Place();
     const Vec3 velocity = words->is_empty() ? Vec3{} : words->Velocity();
     words->End();
+    if (std::find(placed_.begin(), placed_.end(), id) != placed_.end()) {
+        throw WrongWord{word, "is in a line above already"};
+    }
     Make(id, at)->velocity = velocity;
+    placed_.push_back(id);
 }
 
 void Parser::ParseRadio(SceneWords* words) {
     const std::string word = words->Take("a radio's number");
     const auto id = ParseThingId("radio" + word);
     if (!id) throw WrongWord{word, "not a radio's number"};
-    Place(CheckRadio(word, id->number), words);
+    Place(CheckRadio(word, id->number), word, words);
 }
 
 void Parser::ParseTag(SceneWords* words) {
-    Place(TakeAddress(words), words);
+    const std::string word = words->is_empty() ? "" : words->Peek();
+    Place(TakeAddress(words), word, words);
 }
 
 void Parser::ParseHeading(SceneWords* words) {
@@ -206,6 +216,7 @@ void Parser::ParseRemove(SceneWords* words) {
     const ThingId id = TakeAddress(words);
     Existing(id, ToText(id));
     std::erase_if(scene_.things, [&id](const Thing& thing) { return thing.id == id; });
+    std::erase(placed_, id);
 }
 
 // ---- Paths ----

@@ -50,6 +50,15 @@ double SceneWords::Number(double min, double max, const char* what) {
     return Rounded(value);
 }
 
+double SceneWords::Amount(double max, const char* what) {
+    const double amount = Number(0, max, what);
+    const std::string& word = words_[next_ - 1];
+    if (amount == 0 && word.find_first_of("123456789") != word.npos) {
+        throw WrongWord{word, std::string(what) + ": 0, or 0.000001 at least"};
+    }
+    return amount;
+}
+
 uint64_t SceneWords::Whole(const char* what) {
     const std::string& word = Take(what);
     uint64_t value = 0;

@@ -42,6 +42,9 @@ class SceneWords {
     /** @param what such as "metres". */
     double Number(double min, double max, const char* what);
 
+    /** @return a number that is nothing, or more than what would be rounded to nothing. */
+    double Amount(double max, const char* what);
+
     /** @return a whole number of up to 64 bits. */
     uint64_t Whole(const char* what);
 

@@ -59,6 +59,9 @@ TEST(Scene, NamesWordAndLineOfEachMistake) {
         {"rate 3601", "3601", "a factor: from 0 to 3600"},
         {"rate 60 bloks", "bloks", "one word too many"},
         {"wait 3", "3", "one word too many"},
+        {"rate 0.0000001", "0.0000001", "0, or 0.000001 at least"},
+        {"range 0.0000004", "0.0000004", "0, or 0.000001 at least"},
+        {"tag 0x0001 1 1 1", "0x0001", "in a line above already"},
     };
     for (const auto& [line, word, why] : cases) {
         const ParsedScene parsed =
@@ -68,6 +71,8 @@ TEST(Scene, NamesWordAndLineOfEachMistake) {
         EXPECT_EQ(parsed.mistakes[0].word, word) << line;
         EXPECT_THAT(parsed.mistakes[0].why, HasSubstr(why)) << line;
     }
+    EXPECT_EQ(ParseScene("radio 0 1 1 1\nradio 0 2 2 2\n").mistakes.size(), 1u);
+    EXPECT_LT(ParseScene("wall " + std::string(100'000, 'x')).mistakes[0].word.size(), 100u);
     EXPECT_EQ(ParseScene("los 5 1\n\nwall\nnoise 7\n").mistakes.size(), 2u);
 }
 
@@ -79,7 +84,8 @@ TEST(Scene, IsReadAndPrinted) {
     } cases[] = {
         {"", ""},
         {"clear\nnoise 30\nseed 1", ""},
-        {"tag 1 0 0 0\ntag 2 3 4 -0.5  0 1 0\nremove 1", "tag 0x0002 3 4 -0.5  0 1 0\n"},
+        {"tag 1 0 0 0\ntag 2 3 4 -0.5  0 1 0\nremove 1\ntag 1 0 0 0\nremove 1",
+         "tag 0x0002 3 4 -0.5  0 1 0\n"},
         {"radio 1 +1 2.5000001 3\nnoise 5\nrange 12.5\nseed 7\nrate 60 blocks\nwait",
          "seed 7\nrate 60 blocks\nwait\nrange 12.5\nnoise 5\nradio 1 1 2.5 3\n"},
         {"tag 4660 0 1 0\nlos 0x1234 0", "tag 0x1234 0 1 0\nlos 0x1234 0\n"},
