@@ -5,6 +5,7 @@
 #include <exception>
 #include <nlohmann/json.hpp>
 #include <optional>
+#include <stdexcept>
 #include <string>
 
 namespace uwbctl {
@@ -15,6 +16,10 @@ namespace uwbctl {
  *         session or a measurement could: what walks it calls itself at each level.
  */
 nlohmann::ordered_json ParseJson(const std::string& text);
+
+/** ParseJson(), and nothing in it has one member twice, of which all but the last would be ignored.
+ */
+nlohmann::ordered_json ParseUniqueJson(const std::string& text);
 
 /** @return a whole number, nothing for anything else and for what 64 bits with a sign cannot hold.
  */
@@ -31,5 +36,16 @@ std::string NotText(const nlohmann::ordered_json& json);
 
 /** @return what the library says of a value that is not as it should be, without its own prefix. */
 std::string ReasonOf(const std::exception& exception);
+
+/** @return a member; throws what the library says of one that is of another kind, with its name. */
+template <typename T>
+T GetMember(const nlohmann::ordered_json& json, const std::string& name) {
+    const nlohmann::ordered_json& member = json.at(name);
+    try {
+        return member.get<T>();
+    } catch (const nlohmann::ordered_json::type_error& error) {
+        throw std::invalid_argument(name + ": " + ReasonOf(error));
+    }
+}
 
 }  // namespace uwbctl

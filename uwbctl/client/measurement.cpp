@@ -43,7 +43,7 @@ T GetInteger(const Json& json, const char* name) {
     const std::optional<int64_t> number = WholeNumber(value);
     if (!number || !std::in_range<T>(*number)) {
         throw std::out_of_range(std::string(name) +
-                                " is not a whole number in range: " + value.dump());
+                                " is not a whole number in range: " + Shortened(value.dump()));
     }
     return static_cast<T>(*number);
 }
@@ -51,8 +51,8 @@ T GetInteger(const Json& json, const char* name) {
 std::optional<Angle> GetAngle(const char* name, const Json& json) {
     const std::string prefix = name;
     if (json.at(prefix + "_rad").is_null()) return std::nullopt;
-    return Angle{.radians = json.at(prefix + "_rad").get<double>(),
-                 .figure_of_merit = json.at(prefix + "_fom").get<double>()};
+    return Angle{.radians = GetMember<double>(json, prefix + "_rad"),
+                 .figure_of_merit = GetMember<double>(json, prefix + "_fom")};
 }
 
 std::string AngleText(const char* name, const std::optional<Angle>& angle) {
@@ -101,13 +101,13 @@ std::optional<Measurement> MeasurementFromJson(const Json& json, std::string* er
         result.timestamp_ns = GetInteger<int64_t>(json, "timestamp_ns");
         result.session_id = GetInteger<uint32_t>(json, "session_id");
         result.block = GetInteger<int32_t>(json, "block");
-        result.peer = json.at("peer").get<std::string>();
+        result.peer = GetMember<std::string>(json, "peer");
         result.status = GetInteger<int>(json, "status");
         if (!json.at("distance_mm").is_null()) {
             result.distance_mm = GetInteger<int64_t>(json, "distance_mm");
         }
-        if (const auto& value = json.at("line_of_sight"); !value.is_null()) {
-            result.line_of_sight = value.get<bool>();
+        if (!json.at("line_of_sight").is_null()) {
+            result.line_of_sight = GetMember<bool>(json, "line_of_sight");
         }
         result.azimuth = GetAngle("azimuth", json);
         result.elevation = GetAngle("elevation", json);

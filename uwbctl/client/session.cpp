@@ -89,7 +89,7 @@ class Reader {
         names_.emplace_back(name);
         const auto member = json_.find(name);
         if (member == json_.end()) return;
-        Read(where_ + ": " + name, *member, value);
+        Read(name, where_ + ": " + name, *member, value);
         json_.erase(member);
     }
 
@@ -112,12 +112,12 @@ class Reader {
     }
 
     template <typename T>
-    static void Read(const std::string& where, const Json& json, T* value) {
+    static void Read(const char* name, const std::string& where, const Json& json, T* value) {
         if constexpr (std::is_same_v<T, bool>) {
             if (!json.is_boolean()) Bad(where, json, "true or false");
             *value = json.get<bool>();
         } else if constexpr (std::is_integral_v<T>) {
-            ReadInteger(where, json, value);
+            ReadInteger(MaxOf<T>(name), where, json, value);
         } else if constexpr (std::is_enum_v<T>) {
             ReadEnum(where, json, value);
         } else if constexpr (std::is_same_v<T, UwbAddress>) {
@@ -137,11 +137,8 @@ class Reader {
     }
 
     template <typename T>
-    static void ReadInteger(const std::string& where, const Json& json, T* value) {
+    static void ReadInteger(int64_t maximum, const std::string& where, const Json& json, T* value) {
         using Limits = std::numeric_limits<T>;
-        // Session identifiers are unsigned for people.
-        const int64_t maximum = sizeof(T) == sizeof(int32_t) ? std::numeric_limits<uint32_t>::max()
-                                                             : static_cast<int64_t>(Limits::max());
         const std::string expected =
             "a whole number, " + std::to_string(Limits::min()) + " to " + std::to_string(maximum);
         const std::optional<int64_t> number = WholeNumber(json);
@@ -270,7 +267,7 @@ void ApplySessionFile(const std::string& path, FiraTwrSession* session) {
     const std::string name = path == "-" ? "standard input" : path;
     Json json;
     try {
-        json = ParseJson(text);
+        json = ParseUniqueJson(text);
     } catch (const std::runtime_error& error) {
         throw Failure(kUsage, name + ": " + error.what());
     }
@@ -285,7 +282,7 @@ void ApplySetting(const std::string& setting, FiraTwrSession* session) {
     const std::string text = setting.substr(equals + 1);
     Json value = text;
     try {
-        value = ParseJson(text);
+        value = ParseUniqueJson(text);
     } catch (const std::runtime_error&) {
         // A text without quotes.
     }

@@ -3,6 +3,10 @@
 
 #include <aidl/hardware/velta/uwb/FiraTwrSession.h>
 
+#include <cstdint>
+#include <limits>
+#include <string_view>
+
 namespace uwbctl {
 
 /**
@@ -66,6 +70,14 @@ void VisitMembers(::aidl::hardware::velta::uwb::ResultReportConfig* c, Visitor&&
     visit("hasAngleOfArrivalAzimuthReport", &c->hasAngleOfArrivalAzimuthReport);
     visit("hasAngleOfArrivalElevationReport", &c->hasAngleOfArrivalElevationReport);
     visit("hasAngleOfArrivalFigureOfMeritReport", &c->hasAngleOfArrivalFigureOfMeritReport);
+}
+
+/** @return the largest number that a member may be: identifiers are unsigned for people. */
+template <typename T>
+int64_t MaxOf(std::string_view name) {
+    const bool is_identifier = name == "id" || name == "subSessionId";
+    return is_identifier ? std::numeric_limits<uint32_t>::max()
+                         : static_cast<int64_t>(std::numeric_limits<T>::max());
 }
 
 }  // namespace uwbctl

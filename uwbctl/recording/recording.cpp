@@ -81,7 +81,7 @@ void Reader::TakeLine(const std::string& line, bool is_whole) {
         return;
     }
     try {
-        const auto type = json.at("type").get<std::string>();
+        const auto type = GetMember<std::string>(json, "type");
         if (!has_session_) {
             if (type != "session") Fail("a recording starts with the line of its session");
             TakeSession(json);
@@ -98,20 +98,22 @@ void Reader::TakeLine(const std::string& line, bool is_whole) {
         } else {
             recording_.skipped++;
         }
-    } catch (const Json::exception& exception) {
+    } catch (const Failure&) {
+        throw;
+    } catch (const std::exception& exception) {
         FailAs(kind, ReasonOf(exception));
     }
 }
 
 void Reader::TakeSession(const Json& json) {
-    const auto format = json.value("format", "");
+    const auto format = json.contains("format") ? GetMember<std::string>(json, "format") : "";
     if (format != kFormat) Fail("not a recording of uwbctl (format \"" + Shortened(format) + "\")");
     if (const Json& version = json.at("version"); version != kVersion) {
         Fail("recording of version " + Shortened(version.dump()) + ", this uwbctl reads version " +
              std::to_string(kVersion));
     }
-    recording_.time = json.at("time").get<std::string>();
-    recording_.iface = json.at("iface").get<std::string>();
+    recording_.time = GetMember<std::string>(json, "time");
+    recording_.iface = GetMember<std::string>(json, "iface");
     if (PrintableText(recording_.iface) != recording_.iface) Fail("the name of iface is no name");
     if (const auto found = json.find("session"); found != json.end()) {
         if (!found->is_object()) Fail("not a session line: its session is not an object");
@@ -142,13 +144,13 @@ void Reader::TakeMeasurement(const Json& json) {
 }
 
 void Reader::TakeEvent(const Json& json) {
-    recording_.events.push_back({.name = json.at("event").get<std::string>(),
-                                 .peers = json.at("peers").get<std::vector<std::string>>(),
+    recording_.events.push_back({.name = GetMember<std::string>(json, "event"),
+                                 .peers = GetMember<std::vector<std::string>>(json, "peers"),
                                  .measurements_before = recording_.measurements.size()});
 }
 
 void Reader::TakeEnd(const Json& json) {
-    recording_.end = RecordingEnd{.reason = json.at("reason").get<std::string>()};
+    recording_.end = RecordingEnd{.reason = GetMember<std::string>(json, "reason")};
     const auto reports = json.find("reports");
     if (reports != json.end() && reports->is_number_unsigned()) {
         recording_.end->reports = reports->get<uint64_t>();

@@ -26,23 +26,20 @@ struct Describer {
     template <typename T>
     void operator()(const char* name, T* value) const {
         Json json = {{"name", name}};
-        Describe(value, &json);
+        Describe(name, value, &json);
         if (IsSecret(name)) json["secret"] = true;
         list->push_back(std::move(json));
     }
 
     template <typename T>
-    static void Describe(T* value, Json* json) {
+    static void Describe(const char* name, T* value, Json* json) {
         if constexpr (std::is_same_v<T, bool>) {
             (*json)["kind"] = "flag";
         } else if constexpr (std::is_integral_v<T>) {
             using Limits = std::numeric_limits<T>;
             (*json)["kind"] = "number";
             (*json)["min"] = Limits::min();
-            // Session identifiers are unsigned for people.
-            (*json)["max"] = sizeof(T) == sizeof(int32_t)
-                                 ? int64_t{std::numeric_limits<uint32_t>::max()}
-                                 : int64_t{Limits::max()};
+            (*json)["max"] = MaxOf<T>(name);
         } else if constexpr (std::is_enum_v<T>) {
             (*json)["kind"] = "choice";
             Json names = Json::array();

@@ -233,8 +233,12 @@ void WebServer::Impl::Start(const std::string& address, int port) {
     const bool is_bound =
         port == 0 ? (port_ = bind_to_any_port(address)) > 0 : bind_to_port(address, port_ = port);
     if (!is_bound) {
-        throw Failure(kUsage, "cannot listen on " + address + ", port " + std::to_string(port) +
-                                  ": is another server there?");
+        // Who cannot listen at all ends: what this one holds goes as well.
+        const bool is_ours = httplib::Server().bind_to_any_port(address) > 0;
+        throw Failure(kUsage,
+                      "cannot listen on " + address +
+                          (is_ours ? ", port " + std::to_string(port) + ": is another server there?"
+                                   : ": that is no address of this machine"));
     }
     // The library's five would have a sixth browser wait for a second.
     ::listen(listening_, SOMAXCONN);
@@ -345,7 +349,7 @@ void WebServer::Impl::ServeEvents(const Request& request, Response* response) {
 }
 
 void WebServer::Impl::ServeCommand(const Request& request, Response* response) {
-    const Json arguments = request.body.empty() ? Json::object() : ParseJson(request.body);
+    const Json arguments = request.body.empty() ? Json::object() : ParseUniqueJson(request.body);
     if (!arguments.is_object()) throw Failure(kUsage, "the arguments are not a JSON object");
     Answer(kOk, backend_->Command(request.path.substr(strlen(kCommandPath)), arguments), response);
 }

@@ -175,6 +175,7 @@ TEST_F(WebServerTest, LetsInWhoMayAndNobodyElse) {
         {"asking before", "OPTIONS /command/any HTTP/1.1\r\n" + good + "\r\n", "405"},
         {"putting", "PUT /command/any HTTP/1.1\r\n" + good + "\r\n", "405"},
         {"broken JSON", Post(good, "{\"a\":"), "400"},
+        {"a member twice", Post(good, R"({"a":{"b":{"d":1},"c":1,"b":2}})"), "400"},
         {"no object", Post(good, "[1]"), "400"},
         {"deep JSON", Post(good, std::string(100000, '[')), "400"},
         {"a missing argument", Post(good, "{}", "/command/usage"), "400"},

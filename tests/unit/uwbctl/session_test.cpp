@@ -61,6 +61,8 @@ TEST(SessionTest, SettingsAreTakenUpToTheirBoundsAndNoFurther) {
         {"id=4294967295", "id", "-1"},
         {"id=4294967296", "id", "to 4294967295, not 4294967296"},
         {"id=18446744073709551615", "id", "not 18446744073709551615"},
+        {"subSessionId=4294967295", "subSessionId", "-1"},
+        {"channelNumber=4294967295", "channelNumber", "not 4294967295"},
         {"isHoppingEnabled=1", "isHoppingEnabled", "true or false, not 1"},
         {"aoaType=ELEVATION", "aoaType", "\"ELEVATION\""},
         {"aoaType=UP", "aoaType", "one of AZIMUTH, ELEVATION"},
@@ -74,6 +76,9 @@ TEST(SessionTest, SettingsAreTakenUpToTheirBoundsAndNoFurther) {
         {"=1", "id", "expected NAME=VALUE"},
         {"id", "id", "expected NAME=VALUE"},
         {"id=" + std::string(200'000, '['), "id", "a whole number"},
+        {std::string(200'000, 'x') + "=1", "id", "there is no xx"},
+        {R"(rangingRoundControl={"hasDeferredMode":true,"hasDeferredMode":false})", "id",
+         "rangingRoundControl: not a JSON object"},
     };
     for (const auto& [setting, member, says] : kCases) {
         const std::string outcome = Member({.settings = {setting}}, member);
