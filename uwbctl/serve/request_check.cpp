@@ -7,6 +7,7 @@
 #include <cctype>
 #include <string>
 
+#include "uwbctl/serve/answer.h"
 #include "uwbctl/serve/connection.h"
 
 namespace uwbctl {
@@ -16,8 +17,6 @@ using httplib::Request;
 
 constexpr size_t kMaxPath = 256;
 
-constexpr int kBadRequest = 400;
-constexpr int kNotFound = 404;
 constexpr int kLengthRequired = 411;
 constexpr int kTooLarge = 413;
 constexpr int kPathTooLong = 414;

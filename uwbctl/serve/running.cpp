@@ -9,12 +9,31 @@
 
 namespace uwbctl {
 
+using Json = nlohmann::ordered_json;
+
 Activity* Running::On(const std::string& iface) const {
     for (const auto& activity : activities_) {
         const auto ifaces = activity->ifaces();
         if (std::find(ifaces.begin(), ifaces.end(), iface) != ifaces.end()) return activity.get();
     }
     return nullptr;
+}
+
+void Running::CheckFree(const std::string& iface) const {
+    const Activity* activity = On(iface);
+    if (activity == nullptr) return;
+    const bool is_stopping = activity->Describe().at("phase") == "stopping";
+    throw Failure(kRefused, iface + (is_stopping ? " is still stopping" : " is busy: stop first"));
+}
+
+Json Running::Describe() const {
+    Json all = Json::array();
+    for (const auto& activity : activities_) {
+        Json description = {{"ifaces", activity->ifaces()}};
+        description.update(activity->Describe());
+        all.push_back(std::move(description));
+    }
+    return all;
 }
 
 std::vector<std::string> Running::Ifaces() const {

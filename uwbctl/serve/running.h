@@ -2,6 +2,7 @@
 #pragma once
 
 #include <memory>
+#include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
 #include <utility>
@@ -25,6 +26,12 @@ class Running {
 
     /** @return what is on an interface, null for nothing. */
     Activity* On(const std::string& iface) const;
+
+    /** Throws a Failure that says what hinders something new on an interface. */
+    void CheckFree(const std::string& iface) const;
+
+    /** @return "ifaces" and what each activity says of itself, in a list. */
+    nlohmann::ordered_json Describe() const;
 
     /** @return the interfaces on which something is. */
     std::vector<std::string> Ifaces() const;

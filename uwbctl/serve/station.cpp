@@ -108,11 +108,7 @@ void Station::RequireInterface(const std::string& name) {
 }
 
 Client* Station::OpenFor(const std::string& iface) {
-    if (const Activity* activity = iface.empty() ? nullptr : running_.On(iface)) {
-        const bool is_stopping = activity->Describe().at("phase") == "stopping";
-        throw Failure(kRefused,
-                      iface + (is_stopping ? " is still stopping" : " is busy: stop first"));
-    }
+    running_.CheckFree(iface);
     if (client_ == nullptr) client_ = surroundings_.connect(events_);
     client_->Open();
     return client_.get();
@@ -362,17 +358,11 @@ void Station::PublishState() {
         const auto thing = ThingOf(name);
         ifaces.push_back({{"name", name}, {"thing", thing ? ToText(*thing) : ""}});
     }
-    Json activities = Json::array();
-    for (const auto& activity : running_.activities()) {
-        Json description = {{"ifaces", activity->ifaces()}};
-        description.update(activity->Describe());
-        activities.push_back(std::move(description));
-    }
     const Json json = {{"service", service_},
                        {"hardware", hardware_},
                        {"ifaces", std::move(ifaces)},
                        {"country", country_},
-                       {"activities", std::move(activities)},
+                       {"activities", running_.Describe()},
                        {"recording", board_.is_recording()        ? "on"
                                      : board_.recording().empty() ? "none"
                                                                   : "there"},

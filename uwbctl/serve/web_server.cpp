@@ -3,22 +3,16 @@
 
 #include <android-base/strings.h>
 #include <android-base/unique_fd.h>
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
-#include <algorithm>
-#include <array>
 #include <atomic>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <thread>
 
 #include "uwbctl/client/client.h"
-#include "uwbctl/client/json.h"
-#include "uwbctl/report/report_page.h"
+#include "uwbctl/serve/answer.h"
 #include "uwbctl/serve/connection.h"
+#include "uwbctl/serve/downloads.h"
 #include "uwbctl/serve/lane.h"
 #include "uwbctl/serve/page_files.h"
 #include "uwbctl/serve/request_check.h"
@@ -54,19 +48,8 @@ constexpr int kRequestsPerConnection = 1000;
 // What the kernel holds for a reader that takes nothing.
 constexpr int kSendBuffer = 256 << 10;
 
-// Of a file, on its way from the disk.
-constexpr size_t kPiece = 64 << 10;
-
-constexpr int kOk = 200;
-constexpr int kNotFound = 404;
-constexpr int kBadRequest = 400;
-constexpr int kUnavailable = 503;
-
-constexpr char kJsonType[] = "application/json";
 constexpr char kCommandPath[] = "/command/";
 constexpr char kEventsPath[] = "/events";
-constexpr char kRecordingPath[] = "/recording.jsonl";
-constexpr char kReportPath[] = "/report.html";
 
 std::string TypeOf(const std::string& path) {
     if (path.ends_with(".js")) return "text/javascript; charset=utf-8";
@@ -95,15 +78,6 @@ std::string Exactly(const std::string& path) {
     return android::base::StringReplace(path, ".", "\\.", /*all=*/true);
 }
 
-void Answer(int status, const Json& json, Response* response) {
-    response->status = status;
-    response->set_content(JsonText(json), kJsonType);
-}
-
-void Refuse(int status, const std::string& reason, Response* response) {
-    Answer(status, {{"error", reason}}, response);
-}
-
 }  // namespace
 
 class WebServer::Impl : private httplib::Server {
@@ -112,6 +86,7 @@ class WebServer::Impl : private httplib::Server {
         : gate_(gate),
           log_(log),
           backend_(backend),
+          files_(backend, &is_stopping_),
           waiting_([this](std::unique_ptr<Connection>* connection) { Serve(connection); }),
           commands_(kCommandThreads, kMaxInLine),
           streams_lane_(kStreamThreads, kMaxInLine),
@@ -137,18 +112,16 @@ class WebServer::Impl : private httplib::Server {
 
     void ServeEvents(const Request& request, Response* response);
     void ServeCommand(const Request& request, Response* response);
-    void ServeRecording(Response* response);
-    void ServeReport(const Request& request, Response* response);
 
     const Gate* gate_;
     const EventLog* log_;
     Backend* backend_;
     int port_ = 0;
     socket_t listening_ = -1;
-    std::mutex report_mutex_;
     std::atomic<int> streams_ = 0;
     std::atomic<int> foreign_streams_ = 0;
     std::atomic<bool> is_stopping_ = false;
+    Downloads files_;
     // The room's thread fills the lanes until it ends, in Stop(); what they have served goes back
     // to the room, which therefore outlives them.
     WaitingRoom waiting_;
@@ -221,10 +194,11 @@ void WebServer::Impl::AddRoutes() {
         forms["may_command"] = gate_->HasToken(request.get_header_value("X-Token"));
         Answer(kOk, forms, &response);
     });
-    Get(Exactly(kRecordingPath),
-        [this](const Request&, Response& response) { ServeRecording(&response); });
-    Get(Exactly(kReportPath),
-        [this](const Request& request, Response& response) { ServeReport(request, &response); });
+    Get(Exactly(Downloads::kRecordingPath),
+        [this](const Request&, Response& response) { files_.ServeRecording(&response); });
+    Get(Exactly(Downloads::kReportPath), [this](const Request& request, Response& response) {
+        files_.ServeReport(request, &response);
+    });
     Post("/command/[a-z/]+",
          [this](const Request& request, Response& response) { ServeCommand(request, &response); });
 }
@@ -262,7 +236,8 @@ bool WebServer::Impl::process_and_close_socket(socket_t socket) {
 Lane& WebServer::Impl::LaneOf(const RawHead& head) {
     if (head.method() == "POST") return commands_;
     if (head.path() == kEventsPath) return streams_lane_;
-    const bool is_download = head.path() == kRecordingPath || head.path() == kReportPath;
+    const bool is_download =
+        head.path() == Downloads::kRecordingPath || head.path() == Downloads::kReportPath;
     return is_download ? downloads_ : pages_;
 }
 
@@ -352,45 +327,6 @@ void WebServer::Impl::ServeCommand(const Request& request, Response* response) {
     const Json arguments = request.body.empty() ? Json::object() : ParseUniqueJson(request.body);
     if (!arguments.is_object()) throw Failure(kUsage, "the arguments are not a JSON object");
     Answer(kOk, backend_->Command(request.path.substr(strlen(kCommandPath)), arguments), response);
-}
-
-// Piece by piece: it may be as large as the disk has room for.
-void WebServer::Impl::ServeRecording(Response* response) {
-    const auto fd = std::make_shared<android::base::unique_fd>(
-        open(backend_->Recording().c_str(), O_RDONLY | O_CLOEXEC));
-    struct stat status = {};
-    if (!fd->ok() || fstat(fd->get(), &status) != 0 || status.st_size == 0) {
-        Refuse(kNotFound, "nothing was recorded", response);
-        return;
-    }
-    response->set_header("Content-Disposition", "attachment; filename=\"uwb-walk.jsonl\"");
-    // What is written meanwhile belongs to the next download.
-    response->set_content_provider(
-        static_cast<size_t>(status.st_size), "application/jsonl",
-        [this, fd](size_t offset, size_t length, httplib::DataSink& sink) {
-            if (is_stopping_) return false;
-            std::array<char, kPiece> piece;
-            const ssize_t size = pread(fd->get(), piece.data(), std::min(length, piece.size()),
-                                       static_cast<off_t>(offset));
-            return size > 0 && sink.write(piece.data(), static_cast<size_t>(size));
-        });
-}
-
-// To be saved as well: it is a page of its own, with rules of its own.
-void WebServer::Impl::ServeReport(const Request& request, Response* response) {
-    const std::string path = backend_->Recording();
-    if (path.empty()) {
-        Refuse(kNotFound, "nothing was recorded", response);
-        return;
-    }
-    // A report has all of its recording before it: one at a time.
-    const std::lock_guard lock(report_mutex_);
-    if (is_stopping_) return Refuse(kUnavailable, "the server ends", response);
-    // Those before it took their time.
-    if (!request.progress(0, 0)) return Refuse(kUnavailable, "nobody waits for it", response);
-    const std::string content = ReportPage(ReadRecording(path));
-    response->set_header("Content-Disposition", "attachment; filename=\"uwb-report.html\"");
-    response->set_content(content, TypeOf(".html"));
 }
 
 WebServer::WebServer(const std::string& address, int port, const Gate* gate, const EventLog* log,

@@ -15,10 +15,8 @@
 
 #include <atomic>
 #include <chrono>
-#include <map>
 
 #include "uwbctl/client/client.h"
-#include "uwbctl/serve/connection.h"
 
 namespace uwbctl {
 namespace {
@@ -332,26 +330,6 @@ TEST_F(WebServerTest, TakesRequestsAsTheyArrive) {
     EXPECT_THAT(Receive(fd.get(), "\r\n\r\n"), StartsWith("HTTP/1.1 100"));
     Send(fd.get(), command.substr(body));
     EXPECT_THAT(Receive(fd.get(), R"({"a":1}})"), StartsWith("HTTP/1.1 200"));
-}
-
-TEST(ConnectionTest, SaysGoOnToWhoWaitsForItWhichTakesNoneOfTheRequestsTime) {
-    for (const auto& [end, says] : std::map<std::string, bool>{
-             {" HTTP/1.1\r\nExpect: 100-continue", true},
-             {" HTTP/1.1\r\nExpect: 100-continuexx", false},
-             {" HTTP/1.0\r\nExpect: 100-continue", false},
-         }) {
-        int ends[2];
-        ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends), 0);
-        const unique_fd other(ends[0]);
-        Connection connection{unique_fd(ends[1])};
-        const std::string head = "POST /command/any" + end + "\r\nContent-Length: 2\r\n\r\n";
-        ASSERT_EQ(write(other.get(), head.data(), head.size()), static_cast<ssize_t>(head.size()));
-        EXPECT_TRUE(connection.Receive());
-        EXPECT_EQ(connection.HasOutput(), says) << end;
-        const auto deadline = connection.deadline();
-        EXPECT_TRUE(connection.Flush());
-        EXPECT_EQ(connection.deadline(), deadline) << end;
-    }
 }
 
 // Reports take their time: here as long as nobody writes what they are to tell.
