@@ -21,7 +21,8 @@ constexpr std::streamsize kMaxLine = 1 << 20;
 
 class Reader {
   public:
-    explicit Reader(const std::string& file) : file_(file) {}
+    Reader(const std::string& file, const std::function<bool()>& goes_on)
+        : file_(file), goes_on_(goes_on) {}
 
     Recording Read();
 
@@ -41,6 +42,7 @@ class Reader {
     void TakeEnd(const Json& json);
 
     const std::string file_;
+    const std::function<bool()> goes_on_;
     uint64_t line_ = 0;
     bool has_session_ = false;
     Recording recording_;
@@ -52,6 +54,7 @@ Recording Reader::Read() {
     std::string line(kMaxLine, '\0');
     while (in.getline(line.data(), kMaxLine)) {
         line_++;
+        if (goes_on_ && !goes_on_()) throw Failure(kNoService, "not read to its end");
         // Only a line that was being written when the recording stopped lacks its end.
         const bool is_whole = !in.eof();
         const size_t size = static_cast<size_t>(in.gcount()) - (is_whole ? 1 : 0);
@@ -159,8 +162,8 @@ void Reader::TakeEnd(const Json& json) {
 
 }  // namespace
 
-Recording ReadRecording(const std::string& file) {
-    return Reader(file).Read();
+Recording ReadRecording(const std::string& file, const std::function<bool()>& goes_on) {
+    return Reader(file, goes_on).Read();
 }
 
 }  // namespace uwbctl

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
@@ -48,7 +49,9 @@ struct Recording {
 /**
  * Reads a recording. One that was cut short is fine; anything else that is wrong is a Failure that
  * names the file and the line.
+ *
+ * @param goes_on asked before each line where it is given; a Failure once it says no.
  */
-Recording ReadRecording(const std::string& file);
+Recording ReadRecording(const std::string& file, const std::function<bool()>& goes_on = nullptr);
 
 }  // namespace uwbctl

@@ -58,7 +58,7 @@ void Downloads::ServeReport(const Request& request, Response* response) {
     if (*is_stopping_) return Refuse(kUnavailable, "the server ends", response);
     // Those before it took their time.
     if (!request.progress(0, 0)) return Refuse(kUnavailable, "nobody waits for it", response);
-    const std::string content = ReportPage(ReadRecording(path));
+    const std::string content = ReportPage(ReadRecording(path, [this] { return !*is_stopping_; }));
     response->set_header("Content-Disposition", "attachment; filename=\"uwb-report.html\"");
     response->set_content(content, "text/html; charset=utf-8");
 }

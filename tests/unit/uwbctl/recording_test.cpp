@@ -113,6 +113,10 @@ TEST(RecordingTest, SaysWhatIsWrongAndWhere) {
     EXPECT_THROW(ReadRecording("/"), Failure);
     EXPECT_THROW(ReadRecording("/nowhere/walk.jsonl"), Failure);
     EXPECT_THROW(ReadRecording("/dev/zero"), Failure);
+    TemporaryFile file;
+    ASSERT_TRUE(android::base::WriteStringToFile(session + kMeasurement, file.path));
+    EXPECT_THROW(ReadRecording(file.path, [] { return false; }), Failure);
+    EXPECT_NO_THROW(ReadRecording(file.path, [] { return true; }));
 }
 
 }  // namespace
