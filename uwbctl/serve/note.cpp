@@ -4,6 +4,7 @@
 #include <chrono>
 
 #include "uwbctl/client/json.h"
+#include "uwbctl/client/text.h"
 
 namespace uwbctl {
 namespace {
@@ -24,10 +25,12 @@ const char* ToneText(Tone tone) {
 
 void PublishNote(EventLog* log, Tone tone, const std::string& text) {
     using std::chrono::milliseconds;
+    // Everybody is told, and it is kept.
+    constexpr size_t kLongest = 1000;
     const auto now = std::chrono::system_clock::now().time_since_epoch();
     log->Publish("note",
                  JsonText({{"tone", ToneText(tone)},
-                           {"text", text},
+                           {"text", Shortened(text, kLongest)},
                            {"time_ms", std::chrono::duration_cast<milliseconds>(now).count()}}));
 }
 

@@ -52,8 +52,7 @@ Json Station::Command(const std::string& name, const Json& arguments) {
         RunVerb(Commands(), name, arguments, this);
     } catch (const std::exception& failure) {
         if (running_.is_empty() && client_ != nullptr) client_->Close();
-        constexpr size_t kLongestNote = 1000;
-        Note(Tone::kError, Shortened(failure.what(), kLongestNote));
+        Note(Tone::kError, failure.what());
         PublishState();
         throw;
     }

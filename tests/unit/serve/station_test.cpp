@@ -13,6 +13,7 @@
 #include <type_traits>
 
 #include "uwbctl/serve/dispatcher.h"
+#include "uwbctl/serve/note.h"
 
 namespace uwbctl {
 namespace {
@@ -240,7 +241,7 @@ TEST_F(StationTest, EachRadioDoesOneThingAndTheHardwareIsHeldAsLongAsOneDoes) {
     EXPECT_EQ(Do("fira/start", Fira("wpan0")), "wpan0 is still stopping");
     EXPECT_THAT(Do(std::string("x\0", 2), {}), HasSubstr("x\\x00"));
     // Everybody reads it.
-    Do("fira/start", {{"preset", std::string(100'000, '\x1')}});
+    PublishNote(&log_, Tone::kError, std::string(100'000, 'x'));
     Seen();
     EXPECT_LT(std::string(told_["note"]["text"]).size(), 1100U);
     EXPECT_EQ(told_["report"]["m"][0]["d"], 3000);
