@@ -1,16 +1,22 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "uwbctl/serve/connection.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include <map>
 
+#include "uwbctl/client/client.h"
+#include "uwbctl/serve/web_server.h"
+
 namespace uwbctl {
 namespace {
 
 using ::android::base::unique_fd;
+using ::testing::HasSubstr;
+using ::testing::ThrowsMessage;
 
 TEST(ConnectionTest, SaysGoOnToWhoWaitsForItWhichTakesNoneOfTheRequestsTime) {
     for (const auto& [end, says] : std::map<std::string, bool>{
@@ -30,6 +36,17 @@ TEST(ConnectionTest, SaysGoOnToWhoWaitsForItWhichTakesNoneOfTheRequestsTime) {
         EXPECT_TRUE(connection.Flush());
         EXPECT_EQ(connection.deadline(), deadline) << end;
     }
+}
+
+TEST(ConnectionTest, NobodyConnectsWhereTheServerCannotListenWhichItExplains) {
+    const auto listen_on = [](const char* address, int port) {
+        return WebServer(address, port, nullptr, nullptr, nullptr).port();
+    };
+    const WebServer server("127.0.0.1", 0, nullptr, nullptr, nullptr);
+    EXPECT_THAT([&] { listen_on("127.0.0.1", server.port()); },
+                ThrowsMessage<Failure>(HasSubstr("is another server there?")));
+    EXPECT_THAT([&] { listen_on("192.0.2.1", 0); },
+                ThrowsMessage<Failure>(HasSubstr("no address of this machine")));
 }
 
 }  // namespace

@@ -336,24 +336,27 @@ TEST_F(WebServerTest, TakesRequestsAsTheyArrive) {
 TEST_F(WebServerTest, ReportsAreInNobodysWayAndNotMadeForWhoHasLeft) {
     const std::string report = "GET /report.html?/events HTTP/1.1\r\nHost: localhost\r\n\r\n";
     const TemporaryDir folder;
-    backend_.recording = std::string(folder.path) + "/walk";
+    const std::string file = backend_.recording = std::string(folder.path) + "/walk";
+    const auto make_pipe = [&file] {
+        unlink(file.c_str());
+        return mkfifo(file.c_str(), 0600);
+    };
     for (const size_t readers : {3, 14}) {
-        unlink(backend_.recording.c_str());
-        ASSERT_EQ(mkfifo(backend_.recording.c_str(), 0600), 0);
+        ASSERT_EQ(make_pipe(), 0);
         std::vector<unique_fd> crowd(readers);
         for (unique_fd& one : crowd) Send((one = Connect()).get(), report);
-        unique_fd recorder(open(backend_.recording.c_str(), O_WRONLY | O_CLOEXEC));
+        // The first is being made.
+        unique_fd recorder(open(file.c_str(), O_WRONLY | O_CLOEXEC));
         const unique_fd fd = Connect();
         Send(fd.get(), "GET /events HTTP/1.1\r\nHost: localhost\r\n\r\n");
         EXPECT_THAT(Receive(fd.get(), "\r\n\r\n"), StartsWith("HTTP/1.1 200"));
         crowd.clear();
         if (readers > 4) return;  // More than find a place.
-        unlink(backend_.recording.c_str());
-        ASSERT_EQ(mkfifo(backend_.recording.c_str(), 0600), 0);
+        ASSERT_EQ(make_pipe(), 0);
         const unique_fd own = Connect();
         Send(own.get(), report);
         recorder.reset();
-        recorder.reset(open(backend_.recording.c_str(), O_WRONLY | O_CLOEXEC));
+        recorder.reset(open(file.c_str(), O_WRONLY | O_CLOEXEC));
         recorder.reset();
         EXPECT_THAT(Receive(own.get(), "empty"), HasSubstr("HTTP/1.1 400"));
     }
