@@ -93,7 +93,7 @@ void Station::RequireIdle() const {
 }
 
 std::string Station::NameOf(const Json& arguments) {
-    const std::string name = TextOf(arguments, "iface", defaults_.iface);
+    std::string name = TextOf(arguments, "iface", defaults_.iface);
     if (name.empty()) return ifaces_.empty() ? "" : ifaces_.front();
     RequireInterface(name);
     return name;
