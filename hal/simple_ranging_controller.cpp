@@ -123,7 +123,9 @@ ScopedAStatus SimpleRangingController::setCallback(
     subscription_ = subscription;
     mcps_utils_->SubscribeRangingResults(
         [subscription = std::move(subscription)](const McpsUtils::RangingResult& result) {
-            const auto held = subscription;  // A local client may set another one meanwhile.
+            // Held by itself: a local client may set another one meanwhile.
+            // NOLINTNEXTLINE(performance-unnecessary-copy-initialization)
+            const auto held = subscription;
             held->deliveries.Note(held->callback->onRangingResult(result));
         });
     return ScopedAStatus::ok();
