@@ -25,9 +25,6 @@ constexpr char kPlaceholder[] = "<country>";
 constexpr char kDefaultCountry[] = "default";
 constexpr char kUnknownCountry[] = "unknown";
 
-// Each may be a mebibyte. What a client waits for, and all others with it, has an end.
-constexpr size_t kMaxFiles = 64;
-
 // Of a country code in a dump: it is a client's word.
 constexpr size_t kMaxCountryShown = 16;
 
@@ -77,13 +74,8 @@ ScopedAStatus UwbIface::LoadCountryCalibrations(const std::string& country) {
         LOG(ERROR) << __func__ << " Cannot open file: " << paths << error;  // No colon in this one.
         return Error(ErrorCode::FAILED, "Failed to load calibration config paths file");
     }
-    size_t files = 0;
     for (const std::string& line : android::base::Split(*lines, "\n")) {
         if (line.empty()) continue;
-        if (++files > kMaxFiles) {
-            LOG(ERROR) << __func__ << ": more files than one call loads in " << paths;
-            return Error(ErrorCode::FAILED, "Failed to load calibration config paths file");
-        }
         if (ScopedAStatus status = LoadCalibrationLine(line, country, &store); !status.isOk()) {
             return status;
         }
