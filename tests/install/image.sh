@@ -1,9 +1,9 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: Apache-2.0
 #
-# image.sh LIBRARY...: makes a disk with a small Debian system, once: systemd, time zones, dpkg, DKMS with its compiler, and the
-# packages named, which are those that ours depend on. Nothing of ours is on it. Prints the image's path. Needs no
-# privileges.
+# image.sh LIBRARY...: makes a disk with a small Debian system, once: systemd, time zones, dpkg, DKMS with its compiler,
+# and the packages named, which are those that ours depend on. Nothing of ours is on it. Prints the image's path. Needs
+# no privileges.
 set -euo pipefail
 
 ROOT=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)

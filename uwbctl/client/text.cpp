@@ -157,12 +157,16 @@ std::string PrintableText(const std::string& text) {
 }
 
 std::string Shortened(const std::string& text, size_t most) {
+    return text.size() <= most ? text : Beginning(text, most) + "\u2026";
+}
+
+std::string Beginning(const std::string& text, size_t most) {
     constexpr size_t kLongestCharacter = 4;
     if (text.size() <= most) return text;
     const auto is_within = [&text](size_t at) { return (text[at] & 0xC0) == 0x80; };
     size_t end = most;
     while (end > 0 && most - end < kLongestCharacter && is_within(end)) end--;
-    return text.substr(0, end) + "\u2026";
+    return text.substr(0, end);
 }
 
 double ToDegrees(double radians) {

@@ -59,6 +59,9 @@ std::string PrintableText(const std::string& text);
  */
 std::string Shortened(const std::string& text, size_t most = 80);
 
+/** @return of a longer text the first bytes, as many as make whole characters of UTF-8. */
+std::string Beginning(const std::string& text, size_t most);
+
 /** @return an angle of radians in degrees. */
 double ToDegrees(double radians);
 

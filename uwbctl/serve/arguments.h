@@ -54,6 +54,16 @@ struct Verb {
 template <typename Owner>
 using Verbs = std::map<std::string, Verb<Owner>, std::less<>>;
 
+/** @return what a verb runs that has no answer of its own: a member function of Owner, or the like.
+ */
+template <typename Run>
+auto Doing(Run run) {
+    return [run](auto* owner, const nlohmann::ordered_json& arguments) {
+        std::invoke(run, owner, arguments);
+        return nlohmann::ordered_json::object();
+    };
+}
+
 /** @return the answer of a command; throws a Failure for one that there is not. */
 template <typename Owner>
 nlohmann::ordered_json RunVerb(const Verbs<Owner>& verbs, const std::string& name,

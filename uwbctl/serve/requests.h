@@ -14,8 +14,8 @@
 
 namespace uwbctl {
 
-// What pages ask for, read from the arguments of their commands. Each throws a Failure, or what the
-// JSON library throws, for what is no such request.
+// What pages ask for, read from the arguments of their commands. Each throws a Failure for
+// what is no such request.
 
 /** Throws a Failure for a name that is none of the interfaces that there are. */
 void CheckInterface(const std::string& name, const std::vector<std::string>& ifaces);

@@ -61,27 +61,20 @@ Json Station::Command(const std::string& name, const Json& arguments) {
 }
 
 const Verbs<Station>& Station::Commands() {
-    // What has no answer has an empty one.
-    const auto doing = [](void (Station::*run)(const Json&)) {
-        return [run](Station* station, const Json& arguments) {
-            (station->*run)(arguments);
-            return Json::object();
-        };
-    };
     static const Verbs<Station> commands = {
-        {"fira/start", {{"iface", "preset", "members"}, doing(&Station::StartFira)}},
-        {"fira/add", {{"iface", "peers"}, doing(&Station::ChangeControlees<true>)}},
-        {"fira/remove", {{"iface", "peers"}, doing(&Station::ChangeControlees<false>)}},
+        {"fira/start", {{"iface", "preset", "members"}, Doing(&Station::StartFira)}},
+        {"fira/add", {{"iface", "peers"}, Doing(&Station::ChangeControlees<true>)}},
+        {"fira/remove", {{"iface", "peers"}, Doing(&Station::ChangeControlees<false>)}},
         {"locate/start",
          {{"iface", "preset", "members", "tag", "anchors", "sigma", "height", "is_3d"},
-          doing(&Station::StartLocate)}},
-        {"ccc/start", {{"iface", "delay_ms", "channel"}, doing(&Station::StartCcc)}},
+          Doing(&Station::StartLocate)}},
+        {"ccc/start", {{"iface", "delay_ms", "channel"}, Doing(&Station::StartCcc)}},
         {"simple/start",
          {{"iface", "peers", "role", "address", "pan_id", "channel"},
-          doing(&Station::StartSimple)}},
-        {"stop", {{"iface"}, doing(&Station::StopOn)}},
-        {"country", {{"code"}, doing(&Station::SetCountry)}},
-        {"record", {{"iface", "on"}, doing(&Station::Record)}},
+          Doing(&Station::StartSimple)}},
+        {"stop", {{"iface"}, Doing(&Station::StopOn)}},
+        {"country", {{"code"}, Doing(&Station::SetCountry)}},
+        {"record", {{"iface", "on"}, Doing(&Station::Record)}},
     };
     return commands;
 }

@@ -144,46 +144,35 @@ Json WorldDesk::Command(const std::string& name, const Json& arguments) {
 }
 
 const Verbs<WorldDesk>& WorldDesk::Commands() {
-    // What has no answer has an empty one.
-    const auto doing = [](const std::function<void(WorldDesk*, const Json&)>& run) {
-        return [run](WorldDesk* desk, const Json& arguments) {
-            run(desk, arguments);
-            return Json::object();
-        };
-    };
     static const Verbs<WorldDesk> commands = {
-        {"world/move", {{"id", "x", "y", "z", "vx", "vy", "vz"}, doing([](auto* desk, auto& how) {
-                            desk->Move(how);
-                        })}},
-        {"world/heading", {{"id", "degrees"}, doing([](auto* desk, auto& how) {
+        {"world/move", {{"id", "x", "y", "z", "vx", "vy", "vz"}, Doing(&WorldDesk::Move)}},
+        {"world/heading", {{"id", "degrees"}, Doing([](auto* desk, auto& how) {
                                desk->world_.SetHeading(
                                    IdOf(how), NumberOf(how, "degrees", -kHalfTurn, kHalfTurn));
                            })}},
-        {"world/remove", {{"id"}, doing([](auto* desk, auto& how) {
+        {"world/remove", {{"id"}, Doing([](auto* desk, auto& how) {
                               desk->world_.Remove(IdOf(how));
                               desk->Note("tag " + ToText(IdOf(how)) + " removed");
                           })}},
-        {"world/sight", {{"id", "clear"}, doing([](auto* desk, auto& how) {
+        {"world/sight", {{"id", "clear"}, Doing([](auto* desk, auto& how) {
                              desk->world_.SetLineOfSight(IdOf(how), FlagOf(how, "clear"));
                          })}},
-        {"world/noise", {{"mm"}, doing([](auto* desk, auto& how) {
+        {"world/noise", {{"mm"}, Doing([](auto* desk, auto& how) {
                              const uint64_t mm = WholeNumberOf(how, "mm", Scene::kMaxNoiseMm);
                              desk->world_.SetNoise(static_cast<int>(mm));
                          })}},
-        {"world/range", {{"m"}, doing([](auto* desk, auto& how) {
+        {"world/range", {{"m"}, Doing([](auto* desk, auto& how) {
                              const double metres = AmountOf(how, "m", Scene::kMaxRange);
                              desk->world_.SetRange(metres);
                              desk->Note("range " + NumberText(metres) + " m");
                          })}},
-        {"world/rate",
-         {{"rate", "blocks"}, doing([](auto* desk, auto& how) { desk->SetRate(how); })}},
-        {"world/seed", {{"seed"}, doing([](auto* desk, auto& how) {
+        {"world/rate", {{"rate", "blocks"}, Doing(&WorldDesk::SetRate)}},
+        {"world/seed", {{"seed"}, Doing([](auto* desk, auto& how) {
                             constexpr uint64_t kMax = std::numeric_limits<uint64_t>::max();
                             desk->world_.SetSeed(WholeNumberOf(how, "seed", kMax));
                         })}},
-        {"world/model",
-         {{"id", "model"}, doing([](auto* desk, auto& how) { desk->SetModel(how); })}},
-        {"world/load", {{"name", "text"}, doing([](auto* desk, auto& how) { desk->Load(how); })}},
+        {"world/model", {{"id", "model"}, Doing(&WorldDesk::SetModel)}},
+        {"world/load", {{"name", "text"}, Doing(&WorldDesk::Load)}},
         {"world/save",
          {{},
           [](WorldDesk* desk, const Json& /*none*/) {

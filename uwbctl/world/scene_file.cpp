@@ -38,11 +38,7 @@ std::string SceneName(const std::string& path) {
     std::string name = fs::path(path).stem().string();
     std::replace_if(
         name.begin(), name.end(), [](unsigned char c) { return isspace(c) || iscntrl(c); }, '_');
-    size_t size = std::min(name.size(), kMaxBytes);
-    // Not in the middle of a character.
-    const auto goes_on = [&name](size_t i) { return (name[i] & 0xC0) == 0x80; };
-    while (size > 0 && size < name.size() && goes_on(size)) size--;
-    return name.substr(0, size);
+    return Beginning(name, kMaxBytes);
 }
 
 Scene ReadSceneFile(const std::string& path, std::optional<unsigned> radios) {
