@@ -76,6 +76,11 @@ def check_starts_and_measures(page):
     assert abs(distance - TRUE_DISTANCE) < FAR, f'{TAG} at {distance} m, not {TRUE_DISTANCE:.3f}'
     wait_for('the walking tag', lambda: now(page, '0x1234'))
     assert abs(error_cm(page, '0x1234')) < 100 * FAR, 'the walking tag is not where it walks'
+    counted = lambda: number(page.text(f'tr[data-peer="{TAG}"] td.count'))
+    wait_for('ten distances', lambda: counted() >= 10)
+    page.click('#count-anew')
+    wait_for('a few', lambda: counted() < 10)
+    wait_for_note(page, 'the numbers are counted anew')
 
 
 def check_changes_controlees(page):

@@ -77,6 +77,12 @@ void Board::Begin(const Beginning& beginning) {
     PublishStatistics();
 }
 
+void Board::CountAnew() {
+    peers_.clear();
+    places_ = {};
+    PublishStatistics();
+}
+
 Board::Peer* Board::Find(const std::string& iface, const std::string& name) {
     auto found = std::find_if(peers_.begin(), peers_.end(), [&](const Peer& peer) {
         return peer.name == name && peer.iface == iface;

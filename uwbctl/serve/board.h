@@ -64,6 +64,8 @@ class Board {
     };
     /** Something new begins: what was counted is forgotten, but for what goes on. */
     void Begin(const Beginning& beginning);
+    /** What was counted of everything is forgotten; all goes on. */
+    void CountAnew();
     void Add(const std::string& iface, const std::vector<Measurement>& measurements,
              const TruthOf& truth_of);
     /**

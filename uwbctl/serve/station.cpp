@@ -75,6 +75,7 @@ const Verbs<Station>& Station::Commands() {
         {"stop", {{"iface"}, Doing(&Station::StopOn)}},
         {"country", {{"code"}, Doing(&Station::SetCountry)}},
         {"record", {{"iface", "on"}, Doing(&Station::Record)}},
+        {"stats/reset", {{}, Doing(&Station::CountAnew)}},
     };
     return commands;
 }
@@ -257,6 +258,11 @@ void Station::StopRecording(const std::string& iface) {
 }
 
 // ---- What is measured ----
+
+void Station::CountAnew(const Json& /*arguments*/) {
+    board_.CountAnew();
+    Note(Tone::kInfo, "the numbers are counted anew");
+}
 
 std::optional<Vec3> Station::PlaceOf(const std::string& name, std::optional<int64_t> when_ns) {
     const auto thing = ThingOf(name);

@@ -85,6 +85,7 @@ class Station : private ActivityListener {
     void SetCountry(const nlohmann::ordered_json& arguments);
     void Record(const nlohmann::ordered_json& arguments);
     void StopRecording(const std::string& iface);
+    void CountAnew(const nlohmann::ordered_json& arguments);
     // On all for an empty name.
     void Stop(const std::string& iface);
 

@@ -204,6 +204,7 @@ TEST_F(StationTest, EachRadioDoesOneThingAndTheHardwareIsHeldAsLongAsOneDoes) {
          {{"on", false}, {"iface", "wpan1"}},
          "wpan1 is not recorded: wpan0 is",
          "ours fira wpan0 fira wpan1 recording on"},
+        {"stats/reset", none, "", "ours fira wpan0 fira wpan1 recording on"},
         {"give up", "wpan0", "", "ours fira wpan1 recording there"},
         {"record", {{"on", true}}, "nothing to record", "ours fira wpan1 recording there"},
         {"fira/start", Fira("wpan0"), "", "ours fira wpan1 fira wpan0 recording there"},
@@ -229,6 +230,7 @@ TEST_F(StationTest, EachRadioDoesOneThingAndTheHardwareIsHeldAsLongAsOneDoes) {
         if (*failure == '\0') EXPECT_EQ(said, "");
         EXPECT_EQ(Seen(), seen) << "after " << what << arguments;
         EXPECT_EQ(radios_.is_open, std::string(seen).starts_with("ours")) << what << arguments;
+        if (what == std::string("stats/reset")) EXPECT_EQ(told_["stats"]["peers"], Json::array());
     }
     EXPECT_EQ(radios_.sessions, 0);
     Dispatcher closed(&events_, &station_);

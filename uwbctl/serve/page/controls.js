@@ -77,6 +77,7 @@ export class Controls {
       address: $('simple-address').value.trim(),
       pan_id: Number($('simple-pan').value),
     }));
+    $('count-anew').addEventListener('click', () => order('stats/reset'));
     $('country-apply').addEventListener('click', () => order('country', { code: $('country').value.trim() }));
   }
 

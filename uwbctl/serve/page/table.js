@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // The statistics of each peer, and what happened, in words.
+import { mayCommand } from './api.js';
 import { $, count, degrees, make, metres, number, percent, signed } from './format.js';
 
 // One behind the radio may be metres from where it is drawn, and its distance right all the same.
@@ -85,6 +86,7 @@ export class Table {
     }
     $('table').hidden = model.peers.size === 0;
     $('no-numbers').hidden = model.peers.size > 0;
+    $('count-anew').hidden = !mayCommand || model.peers.size === 0;
     $('counts').textContent = model.reports === 0 ? ''
       : `${count(model.reports, 'report')} on this page, ${model.missing === 0 ? 'none' : model.missing} missed`;
     // For whoever tests the page.
