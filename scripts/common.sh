@@ -63,12 +63,22 @@ open_logs() {
   LOGS=$mine/$(date +%Y%m%d-%H%M%S)-$$
   mkdir -p "$LOGS"
   export VELTA_UWB_LOGS=$LOGS
+  own_logs=$mine
   ln -sfn "$LOGS" "$mine/latest" 2>/dev/null || true
   while read -r old; do
     pid=${old##*-}
     # A long run may still be writing.
     [ -d "/proc/$pid" ] || rm -rf "${mine:?}/$old"
-  done < <(find "$mine" -mindepth 1 -maxdepth 1 -type d -printf '%f\n' | LC_ALL=C sort -r | tail -n +6)
+  done < <(find "$mine" -mindepth 1 -maxdepth 1 -type d ! -path "$LOGS" -printf '%f\n' | LC_ALL=C sort -r | tail -n +6)
+}
+
+# close_logs: takes the folder away where nothing was logged.
+own_logs=
+close_logs() {
+  local latest
+  if [ -z "$own_logs" ] || ! rmdir "$LOGS" 2>/dev/null; then return; fi
+  latest=$(find "$own_logs" -mindepth 1 -maxdepth 1 -type d | LC_ALL=C sort | tail -n 1)
+  if [ -n "$latest" ]; then ln -sfn "$latest" "$own_logs/latest"; else rm -f "$own_logs/latest"; fi
 }
 
 # done_of LOG: how much is done, as the last that ninja or apt (APT::Status-Fd) says of it in a log.

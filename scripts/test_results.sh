@@ -22,6 +22,21 @@ count_gtest() {
   passed=$((passed + ${p:-0})) failed=$((failed + ${f:-0})) skipped=$((skipped + ${s:-0}))
   # In one line: other tests may have theirs at the same time.
   say "$name: ${p:-0} passed, ${f:-0} failed, ${s:-0} skipped"
+  [ "${f:-0}" -eq 0 ] || list_failed "$name" "$log"
+}
+
+# list_failed NAME [LOG]: one more of those that end_tests names, whichever process found it.
+list_failed() { printf '%s\n' "$1${2:+: $2}" >>"$LOGS/failed"; }
+
+# end_tests [WHICH]: tells what came of all, and fails when something did.
+end_tests() {
+  if [ -s "$LOGS/failed" ]; then
+    say "failed:"
+    sed 's/^/  /' "$LOGS/failed" >&2
+  fi
+  say "the logs are in $LOGS"
+  echo "tests${1:+ $1}: $passed passed, $failed failed, $skipped skipped"
+  [ "$failed" -eq 0 ] && [ "$skipped" -eq 0 ]
 }
 
 # run_tests NAME COMMAND...: runs a test binary with its output in a log, shown when it fails.
@@ -36,16 +51,25 @@ run_tests() {
 report_tests() {
   local log=$LOGS/$1.log
   if [ "$2" -ne 0 ]; then
-    grep -E '^\[  FAILED|Failure$|error:|ERROR:|runtime error' "$log" | head -n 40 >&2 || true
+    # Of an assertion all that it says.
+    awk '/Failure$/ { in_it = 1 }
+      in_it || /^\[  FAILED|error:|ERROR:|runtime error/ { print substr($0, 1, 300) }
+      /^\[/ { in_it = 0 }' "$log" | sed 's/, where GetParam() = [0-9]*-byte object <[^>]*>//' | head -n 60 >&2
     say "$1 failed (status $2); the whole log is in $log"
   fi
   count_gtest "$1" "$log" "$2"
 }
 
-# check NAME COMMAND...: one more thing that passes or fails.
+# check NAME COMMAND...: one more thing that passes or fails; the command has said why.
 check() {
   local name=$1
   shift
-  say "$name"
-  if "$@"; then passed=$((passed + 1)); else failed=$((failed + 1)); fi
+  if "$@"; then
+    say "$name: passed"
+    passed=$((passed + 1))
+  else
+    say "$name: failed"
+    failed=$((failed + 1))
+    list_failed "$name"
+  fi
 }

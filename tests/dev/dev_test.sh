@@ -117,7 +117,10 @@ rm "$checkout/build"
 
 # ---- Logs and the cache ----
 
-for _ in 1 2 3 4 5 6 7; do dev "$checkout" help; done
+for _ in 1 2 3 4 5 6 7; do dev "$checkout" build; done
+latest=$(readlink "$work"/cache/logs/checkout-*/latest)
+dev "$checkout" help
+equal "where nothing was logged nothing is kept" "$(readlink "$work"/cache/logs/checkout-*/latest)" "$latest"
 for folder in "$work"/cache/logs/*; do
   equal "logs of ${folder##*/}" "$(($(find "$folder" -mindepth 1 -maxdepth 1 -type d | wc -l) <= 6))" 1
 done

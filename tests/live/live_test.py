@@ -7,6 +7,7 @@ import json
 import math
 import os
 import re
+import signal
 import sys
 import time
 
@@ -360,6 +361,8 @@ def load(page, device):
 
 
 def main():
+    # So that what it has started is ended.
+    signal.signal(signal.SIGTERM, lambda *_: sys.exit(143))
     scenario = load if '--load' in sys.argv else test
     device = Device('two-tags', logs=os.path.abspath(sys.argv[1]), radios=len(RADIOS))
     try:
