@@ -85,6 +85,7 @@ tidy() {
   python3 scripts/compile_database.py build/dev/compile_commands.json "$DATABASE/compile_commands.json"
   mapfile -t all < <(keys)
   total=${#all[@]}
+  [ "$total" -gt 0 ] || die "clang-tidy: which sources there are cannot be found out"
   # What is being worked on comes first.
   for path in "${all[@]}"; do
     key=${path%% *}

@@ -18,7 +18,8 @@ count_gtest() {
   [ -n "$f" ] || f=$(grep -cE '^\[  FAILED  \] .* \([0-9]+ ms\)$' "$log") || f=
   # A binary that died before its closing lines is one failure.
   if [ "$status" -ne 0 ] && [ -z "$f" ]; then f=1; fi
-  if [ -z "$p" ] && [ -z "$f" ]; then f=1; fi
+  # Nor is it a success that no test ran.
+  if [ "${p:-0}" -eq 0 ] && [ -z "$f" ]; then f=1; fi
   passed=$((passed + ${p:-0})) failed=$((failed + ${f:-0})) skipped=$((skipped + ${s:-0}))
   # In one line: other tests may have theirs at the same time.
   say "$name: ${p:-0} passed, ${f:-0} failed, ${s:-0} skipped"

@@ -8,7 +8,7 @@
 # once, and what wants two. steady: all the rest, with `vdev run --steady`, which executes a third as much and skips
 # what it would wait.
 polled='FiraTest.*:CccTest.*:SimpleTest.*:NotificationsTest.*:OddClientTest.*:FaultTest.SessionsSurvive*'
-real=$polled:CountryTest.*
+real="$polled:CountryTest.*"
 # Polled these wait a minute each.
 patient='ConformanceTest.*:Commands/FaultTableTest.*'
 case ${1-} in
@@ -25,9 +25,16 @@ for pattern in $(echo "$real:$patient" | tr : ' '); do
   echo "Failure: no device test is $pattern"
   status=1
 done
-device_tests --gtest_brief=1 --gtest_filter="$event" || status=$?
-device_tests --gtest_brief=1 --gtest_filter="$polled" --notifications=poll || status=$?
-[ "$(cat /sys/fs/selinux/enforce)" = 1 ] || exit $status
+run() {
+  TEST_PREMATURE_EXIT_FILE=/tmp/unfinished device_tests --gtest_brief=1 "$@" || status=$?
+  [ ! -e /tmp/unfinished ] || { echo "Failure: device_tests $* did not come to its end"; status=1; }
+}
+run --gtest_filter="$event"
+run --gtest_filter="$polled" --notifications=poll
+# shellcheck disable=SC1091
+. /etc/vdev/config
+[ -n "$VDEV_CONFINED" ] || exit $status
+[ "$(cat /sys/fs/selinux/enforce)" = 1 ] || { echo "Failure: the policy is not enforced any more"; exit 1; }
 
 # The kernel's log is looked through at the end of each run. That it has no denials means nothing unless
 # it would have them.

@@ -51,8 +51,9 @@ class Device:
 
     def close(self):
         self.process.terminate()
-        self.process.wait(30)
+        status = self.process.wait(30)
         self.errors.close()
+        assert status == 143, f'the device ended with {status}; see {self.errors.name}'
 
 
 class Browser:
