@@ -5,8 +5,7 @@
 # them, and once more polled what depends on how they are read. Then: whether the service was refused anything.
 #
 # ./dev test shares them between two devices. real: where clients, service and radio meet, on two processors at
-# once, and what wants two. steady: all the rest, with `vdev run --steady`, which executes a third as much and skips
-# what it would wait.
+# once, and what wants two. steady: all the rest, with `vdev run --steady`, which skips what it would wait.
 polled='FiraTest.*:CccTest.*:SimpleTest.*:NotificationsTest.*:OddClientTest.*:FaultTest.SessionsSurvive*'
 real="$polled:CountryTest.*"
 # Polled these wait a minute each.

@@ -220,7 +220,7 @@ void Station::EndBoard(const Activity& activity, const std::string& reason) {
     }
 }
 
-// ---- The country, recordings ----
+// ---- The country, recordings, numbers ----
 
 void Station::SetCountry(const Json& arguments) {
     RequireIdle();
@@ -257,12 +257,12 @@ void Station::StopRecording(const std::string& iface) {
     board_.StopRecording("quit");
 }
 
-// ---- What is measured ----
-
 void Station::CountAnew(const Json& /*arguments*/) {
     board_.CountAnew();
     Note(Tone::kInfo, "the numbers are counted anew");
 }
+
+// ---- What is measured ----
 
 std::optional<Vec3> Station::PlaceOf(const std::string& name, std::optional<int64_t> when_ns) {
     const auto thing = ThingOf(name);
